@@ -1,0 +1,34 @@
+# Two commands do all the set-up: `make demo` and `make test`.
+BUILD      ?= build
+ASAN_BUILD ?= build-asan
+JOBS       ?= $(shell nproc)
+CMAKE_ARGS ?=
+
+.PHONY: deps configure build demo test test-fast test-asan bench fuzz clean
+
+deps:
+	@bash scripts/install-deps.sh
+
+configure: deps
+	@cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_ARGS)
+
+build: configure
+	@cmake --build $(BUILD) -j $(JOBS)
+
+# Starts the program on the built-in emulated logger (no hardware needed).
+demo: build
+	@$(BUILD)/bin/hygrotab --demo
+
+# Installs, builds and runs every test: the normal build, then the address and
+# undefined-behaviour sanitizer build.
+test: deps
+	@bash scripts/test.sh
+
+test-fast: build
+	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+
+bench: build
+	@for b in $(BUILD)/bin/bench_*; do echo "== $$b"; $$b; done
+
+clean:
+	rm -rf $(BUILD) $(ASAN_BUILD) build-fuzz

@@ -1,0 +1,107 @@
+#include "link/bridge.h"
+
+#include <QDir>
+#include <QFile>
+
+#ifdef HYGROTAB_HAVE_LIBFTDI
+#include <ftdi.h>
+#endif
+
+#ifdef Q_OS_LINUX
+#include <fcntl.h>
+#include <linux/gpio.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cstring>
+#endif
+
+namespace hygro {
+
+namespace {
+
+#ifdef Q_OS_LINUX
+// The ftdi_sio driver exports the CBUS pins as a GPIO chip labelled
+// "ftdi-cbus" when the EEPROM configures them for I/O. Driving them there keeps
+// the tty open and the kernel driver attached.
+class KernelGpioBridge : public BridgePins {
+ public:
+  explicit KernelGpioBridge(QString chip) : chip_(std::move(chip)) {}
+
+  static QString findChip() {
+    const QDir dir(QStringLiteral("/sys/bus/gpio/devices"));
+    for (const QString& entry : dir.entryList({QStringLiteral("gpiochip*")}, QDir::AllEntries)) {
+      QFile label(QStringLiteral("/sys/bus/gpio/devices/%1/label").arg(entry));
+      if (!label.open(QIODevice::ReadOnly)) continue;
+      if (label.readAll().trimmed() == "ftdi-cbus") return QStringLiteral("/dev/") + entry;
+    }
+    return {};
+  }
+
+  int set(quint8 value) override {
+    if (!QFile::exists(chip_)) return BridgeNotFound;
+    const int fd = ::open(chip_.toLocal8Bit().constData(), O_RDWR | O_CLOEXEC);
+    if (fd < 0) return BridgeNotFound;
+    gpiohandle_request req{};
+    req.lines = 4;
+    for (unsigned i = 0; i < 4; ++i) {
+      req.lineoffsets[i] = i;
+      req.default_values[i] = (value >> i) & 1U;
+    }
+    req.flags = GPIOHANDLE_REQUEST_OUTPUT;
+    std::strncpy(req.consumer_label, "hygrotab", sizeof(req.consumer_label) - 1);
+    if (ioctl(fd, GPIO_GET_LINEHANDLE_IOCTL, &req) == 0) ::close(req.fd);
+    ::close(fd);
+    return BridgeFound;
+  }
+  bool usableWhilePortOpen() const override { return true; }
+  QString name() const override { return QStringLiteral("kernel GPIO ") + chip_; }
+
+ private:
+  QString chip_;
+};
+#endif
+
+#ifdef HYGROTAB_HAVE_LIBFTDI
+// CBUS bit-bang through libftdi. Claiming the USB device detaches the kernel's
+// serial driver, so this only runs while the port is closed, and the driver is
+// re-attached on close.
+class LibFtdiBridge : public BridgePins {
+ public:
+  int set(quint8 value) override {
+    ftdi_context* ftdi = ftdi_new();
+    if (!ftdi) return BridgeNotFound;
+    ftdi_set_module_detach_mode(ftdi, AUTO_DETACH_REATACH_SIO_MODULE);
+    int status = BridgeNotFound;
+    static const int products[] = {0x6001, 0x6015, 0x6014, 0x6010};
+    for (int pid : products) {
+      if (ftdi_usb_open(ftdi, 0x0403, pid) == 0) {
+        ftdi_set_bitmode(ftdi, BridgeMask(value), kCbusBitBangMode);
+        ftdi_usb_close(ftdi);
+        status = BridgeFound;
+        break;
+      }
+    }
+    ftdi_free(ftdi);
+    return status;
+  }
+  bool usableWhilePortOpen() const override { return false; }
+  QString name() const override { return QStringLiteral("libftdi"); }
+};
+#endif
+
+}  // namespace
+
+std::unique_ptr<BridgePins> MakeSystemBridge() {
+#ifdef Q_OS_LINUX
+  if (const QString chip = KernelGpioBridge::findChip(); !chip.isEmpty())
+    return std::make_unique<KernelGpioBridge>(chip);
+#endif
+#ifdef HYGROTAB_HAVE_LIBFTDI
+  return std::make_unique<LibFtdiBridge>();
+#else
+  return std::make_unique<NoBridge>();
+#endif
+}
+
+}  // namespace hygro

@@ -1,0 +1,155 @@
+#include "link/connection.h"
+
+#include "data/userprompt.h"
+#include "link/bridge.h"
+#include "link/exchange.h"
+#include "link/frame.h"
+#include "link/portnames.h"
+#include "link/transport.h"
+#include "link/wait.h"
+
+namespace hygro {
+
+namespace {
+const QChar kIdeographicSpace(0x3000);
+}
+
+const QStringList& Connection::BaudChoices() {
+  static const QStringList choices{QStringLiteral("9600"),  QStringLiteral("14400"),
+                                   QStringLiteral("19200"), QStringLiteral("38400"),
+                                   QStringLiteral("57600"), QStringLiteral("115200")};
+  return choices;
+}
+
+Connection::Connection(Transport* port, BridgePins* bridge, Exchange* exchange, UserPrompt* prompt,
+                       QObject* parent)
+    : QObject(parent), port_(port), bridge_(bridge), exchange_(exchange), prompt_(prompt) {
+  D_CHECK.setObjectName(QStringLiteral("D_CHECK"));
+  D_CHECK.setInterval(500);
+  connect(&D_CHECK, &QTimer::timeout, this, &Connection::presenceCheck);
+  D_CHECK.start();
+  connect(port_, &Transport::disconnected, this, &Connection::deviceGone);
+  connect(exchange_, &Exchange::abandoned, this,
+          [this] { Q_EMIT statusTextChanged(StatusText()); });
+}
+
+QString Connection::ModelFromAnswer(const QByteArray& answer) {
+  for (const char* model : {"QM720-XCB", "QM720-XC", "QM510-XC"}) {
+    if (answer.contains(model)) return QString::fromLatin1(model);
+  }
+  return {};
+}
+
+QByteArray Connection::IdentifyFrame() { return CommandFrame(1, 99, 0, 0); }
+
+void Connection::Port_Settings_Apply(const QString& port) {
+  port_->setPort(port);
+  port_->setBaud(BaudText.toInt() > 0 ? BaudText.toInt() : 57600);
+}
+
+QString Connection::CommPort() const { return port_->port(); }
+
+bool Connection::isConnected() const { return port_->isOpen(); }
+
+QString Connection::StatusText() const {
+  if (!port_->isOpen()) return QStringLiteral("Unconnection");
+  return QStringLiteral("Communicating") + kIdeographicSpace + QStringLiteral("Port") +
+         PortDisplay(CommPort());
+}
+
+bool Connection::openPort() { return port_->open(); }
+
+QString Connection::Port_Set_Once(const QString& port) {
+  if (port_->isOpen()) port_->close();
+  Port_Settings_Apply(port);
+  if (!openPort()) return {};
+  QString model;
+  for (int attempt = 0; attempt < IdentifyAttempts && model.isEmpty(); ++attempt) {
+    if (port_->isOpen()) port_->close();
+    Wait(CloseWaitMs);
+    // The wake pulse; a missing bridge just skips the pin change.
+    bridge_->set(0xFF);
+    Wait(PulseHighMs);
+    bridge_->set(0);
+    Wait(PulseLowMs);
+    Port_Settings_Apply(port);
+    if (!openPort()) break;
+    port_->clearInput();
+    port_->write(IdentifyFrame());
+    // The answer is complete at its terminator; waiting out the rest of the
+    // half second would only slow every connect and port search.
+    QByteArray answer;
+    WaitUntil(AnswerWaitMs, [&] {
+      if (port_->isOpen() && port_->bytesAvailable() > 0) answer += port_->readAll();
+      return answer.contains(static_cast<char>(kTerminator));
+    });
+    if (port_->isOpen()) answer += port_->readAll();
+    model = ModelFromAnswer(answer);
+  }
+  if (model.isEmpty()) {
+    if (port_->isOpen()) port_->close();
+    return {};
+  }
+  ModelName = model;
+  return model;
+}
+
+bool Connection::Port_Set_Command(const QString& mode, const QString& port) {
+  if (exchange_->busy()) return false;
+  if (port_->isOpen()) {
+    Command20_Click();
+    return true;
+  }
+  QString found;
+  if (mode == QLatin1String("Once")) {
+    found = Port_Set_Once(port);
+  } else {
+    QStringList tried;
+    for (const QString& candidate : port_->preferredPorts()) {
+      tried << PortPath(candidate);
+      found = Port_Set_Once(candidate);
+      if (!found.isEmpty()) break;
+    }
+    for (int n = SearchFirstPort; n >= 1 && found.isEmpty(); --n) {
+      const QString candidate = QString::number(n);
+      if (tried.contains(PortPath(candidate))) continue;
+      found = Port_Set_Once(candidate);
+    }
+  }
+  if (found.isEmpty()) {
+    if (prompt_) prompt_->message(NotConnectedText(ModelName), ModelName);
+    Q_EMIT statusTextChanged(StatusText());
+    return true;
+  }
+  if (beforeConnect) beforeConnect();
+  Q_EMIT connected(found);
+  Q_EMIT statusTextChanged(StatusText());
+  Q_EMIT clearRecState();
+  exchange_->Queue_Reset();
+  exchange_->Command_Add(1, 16, 0, 0, QStringLiteral("port_open"));
+  if (appendStatusRead) appendStatusRead(QStringLiteral("port_open"));
+  exchange_->Command_Send();
+  return true;
+}
+
+void Connection::Command20_Click() {
+  if (port_->isOpen()) port_->close();
+  Q_EMIT clearRecState();
+  Q_EMIT statusTextChanged(StatusText());
+  exchange_->Pro_End();
+}
+
+void Connection::presenceCheck() {
+  if (exchange_->busy() || !port_->isOpen()) return;
+  const int status = port_->isPresent() ? BridgeFound : BridgeNotFound;
+  if (status == BridgeNotFound) Command20_Click();
+}
+
+void Connection::deviceGone() {
+  // The port is closed already; end whatever was running, once.
+  Q_EMIT clearRecState();
+  Q_EMIT statusTextChanged(StatusText());
+  exchange_->Pro_End();
+}
+
+}  // namespace hygro

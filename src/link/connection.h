@@ -1,0 +1,84 @@
+#pragma once
+// Finding, identifying, connecting and disconnecting the logger, and noticing
+// that its bridge has gone while idle.
+#include <QObject>
+#include <QTimer>
+#include <functional>
+
+namespace hygro {
+
+class Transport;
+class BridgePins;
+class Exchange;
+class UserPrompt;
+
+class Connection : public QObject {
+  Q_OBJECT
+ public:
+  Connection(Transport* port, BridgePins* bridge, Exchange* exchange, UserPrompt* prompt,
+             QObject* parent = nullptr);
+
+  // Waits of the identification; tests may shorten them.
+  int CloseWaitMs = 250;
+  int PulseHighMs = 100;
+  int PulseLowMs = 250;
+  int AnswerWaitMs = 500;
+  int IdentifyAttempts = 2;
+  static constexpr int SearchFirstPort = 16;
+
+  QString BaudText = QStringLiteral("57600");
+  QString ModelName = QStringLiteral("Hygrotab");
+
+  static const QStringList& BaudChoices();
+  static QString SettingsText(const QString& baudText) { return baudText + QStringLiteral(",n,8,1"); }
+  // The model named in an identification answer: the longer name first, since
+  // "QM720-XCB" contains "QM720-XC". Empty when none is named.
+  static QString ModelFromAnswer(const QByteArray& answer);
+  static QByteArray IdentifyFrame();
+
+  void Port_Settings_Apply(const QString& port);
+  QString CommPort() const;
+  // One attempt on one port; leaves the port open and returns the model on
+  // success, returns empty with the port closed otherwise.
+  QString Port_Set_Once(const QString& port);
+  // The connect/disconnect toggle. "Once" tries the given port only; any
+  // other mode searches the FTDI ports the system lists, then 16 down to 1.
+  // Returns false when refused (an exchange is running).
+  bool Port_Set_Command(const QString& mode, const QString& port);
+  // The disconnect action (also taken when the bridge disappears).
+  void Command20_Click();
+
+  bool isConnected() const;
+  // "Communicating　Port<n>" or "Unconnection".
+  QString StatusText() const;
+  static QString NotConnectedText(const QString& loggerName) {
+    return loggerName + QStringLiteral(" not connected.");
+  }
+
+  // Asked after a logger was found and before it is talked to: the unsaved
+  // data questions.
+  std::function<void()> beforeConnect;
+  // Appends the status read to the queue with the given mode.
+  std::function<void(const QString& mode)> appendStatusRead;
+
+  QTimer D_CHECK;
+
+ Q_SIGNALS:
+  void statusTextChanged(const QString& text);
+  // Connecting or disconnecting: the logger state kept by the operations
+  // (RecState) must be forgotten until the next status read.
+  void clearRecState();
+  void connected(const QString& model);
+
+ private:
+  void presenceCheck();
+  void deviceGone();
+  bool openPort();
+
+  Transport* port_;
+  BridgePins* bridge_;
+  Exchange* exchange_;
+  UserPrompt* prompt_;
+};
+
+}  // namespace hygro

@@ -1,0 +1,93 @@
+#pragma once
+// One conversation mechanism for every logger operation: the caller fills the
+// queue, starts it, and from then on answers, time-outs and refusals drive it.
+// Each operation registers the answer branches of the command codes it owns.
+#include <QObject>
+#include <QTimer>
+#include <array>
+#include <functional>
+
+#include "link/frame.h"
+
+namespace hygro {
+
+class Transport;
+class UserPrompt;
+
+// What a branch wants done after it has read an answer.
+enum class BranchResult {
+  Advance,  // go on with the next entry (or end the exchange after the last)
+  Hold,     // stay on this entry and wait for the next answer (a stream)
+  Resend,   // send this entry again (the branch may have changed it)
+  Ended,    // the branch has ended the exchange itself
+};
+
+using Branch = std::function<BranchResult(QueuedCommand& entry, const ReceiveBuffer& rx)>;
+
+class Exchange : public QObject {
+  Q_OBJECT
+ public:
+  Exchange(Transport* port, UserPrompt* prompt, QObject* parent = nullptr);
+
+  // The intervals of the exchange's timers; tests may shorten them.
+  int TimeOutMs = 500;
+  int MousePMs = 700;
+  static constexpr int MaxRetries = 3;  // a frame is sent at most four times
+  static constexpr int MaxRefusals = 10;
+
+  CommandQueue queue;
+  ReceiveBuffer rx;
+  qint32 RetryCount = 0;
+  qint32 NakCount = 0;
+
+  bool busy() const { return queue.Count != 0; }
+  Transport* transport() const { return port_; }
+
+  // Starts filling a new queue (Count = Current = 0).
+  void Queue_Reset();
+  // False when the queue is full; the entry is then dropped.
+  bool Command_Add(quint8 p0, quint8 p1, quint8 p2, quint8 p3, const QString& mode, qint32 tag = 0);
+  bool Command_Add(quint8 p1, quint8 p2, quint8 p3, const QString& mode = QString()) {
+    return Command_Add(1, p1, p2, p3, mode, 0);
+  }
+  void Real_Read_Add(const QString& mode, qint32 tag = 0);
+  void Command_Send();
+  void Pro_End();
+
+  // Writes bytes outside the queue (the initialise sequence); nothing when closed.
+  void Write_Raw(const QByteArray& bytes);
+
+  void setBranch(int code, Branch branch);
+  // The title of the exchange's message boxes: the logger name the window shows.
+  void setTitleSource(std::function<QString()> title) { title_ = std::move(title); }
+
+  // The texts of the two ways an exchange is abandoned.
+  static QString TimeOutText();
+  static QString RefusalText();
+
+ Q_SIGNALS:
+  void frameSent(const QByteArray& frame);
+  void busyCursor(bool busy);  // mouse_p: a slow answer shows as busy
+  // After Pro_End: the window redraws its status from what was read.
+  void exchangeEnded();
+  // The exchange was abandoned (time-out or refusals) and the port closed.
+  void abandoned();
+
+ private:
+  void onReadyRead();
+  void gather();
+  void Receive_Dispatch();
+  void onTimeOut();
+  void abandon(const QString& text);
+  QString title() const;
+
+  Transport* port_;
+  UserPrompt* prompt_;
+  QTimer TimeOut;
+  QTimer mouse_p;
+  bool inputArmed_ = false;  // InputTimer: answers are gathered only while armed
+  std::array<Branch, 256> branches_{};
+  std::function<QString()> title_;
+};
+
+}  // namespace hygro

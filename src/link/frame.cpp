@@ -1,0 +1,33 @@
+#include "link/frame.h"
+
+namespace hygro {
+
+QByteArray CommandFrame(quint8 p0, quint8 p1, quint8 p2, quint8 p3) {
+  const quint8 p[4] = {p0, p1, p2, p3};
+  QByteArray frame(9, '\0');
+  for (int j = 0; j < 4; ++j) {
+    const int rest = p[j] % 100;
+    frame[2 * j] = static_cast<char>(p[j] / 100);
+    frame[2 * j + 1] = static_cast<char>(((rest / 10) << 4) | (rest % 10));
+  }
+  frame[8] = static_cast<char>(kTerminator);
+  return frame;
+}
+
+QByteArray CommandFrame(const QueuedCommand& e) { return CommandFrame(e.P0, e.P1, e.P2, e.P3); }
+
+void DecodeAnswer(ReceiveBuffer& rx) {
+  const int n = rx.ReceiveCount;
+  for (int k = 0; k < 4; ++k) {
+    const int hi = n - 8 + 2 * k;
+    const int lo = n - 7 + 2 * k;
+    if (hi < 0 || lo >= ReceiveBuffer::Capacity) continue;
+    const int hb = rx.bytes[static_cast<size_t>(hi)];
+    const int lb = rx.bytes[static_cast<size_t>(lo)];
+    const int value = (hb & 0x0F) * 100 + (lb >> 4) * 10 + (lb & 0x0F);
+    if (value > 255) continue;
+    rx.bytes[static_cast<size_t>(k)] = static_cast<quint8>(value);
+  }
+}
+
+}  // namespace hygro

@@ -1,0 +1,47 @@
+#pragma once
+// The logger's wire form: every command is four values sent as a hundreds byte
+// and a packed-BCD byte each, then 0xFF; answers mirror that form.
+#include <QByteArray>
+#include <QString>
+#include <array>
+
+namespace hygro {
+
+struct QueuedCommand {
+  quint8 P0 = 1;
+  quint8 P1 = 0;  // command code
+  quint8 P2 = 0;
+  quint8 P3 = 0;
+  QString CommMode;
+  qint32 Tag = 0;
+};
+
+struct CommandQueue {
+  static constexpr int Capacity = 101;  // indices 0..100
+  std::array<QueuedCommand, Capacity> entries{};
+  qint16 Count = 0;    // entries added; 0 means no exchange is in progress
+  qint16 Current = 0;  // the entry being exchanged
+};
+
+struct ReceiveBuffer {
+  static constexpr int Capacity = 101;
+  std::array<quint8, Capacity> bytes{};
+  qint16 ReceiveCount = 0;
+  // A branch reads the four decoded answer values from here.
+  quint8 R(int k) const { return bytes[static_cast<size_t>(k)]; }
+};
+
+constexpr quint8 kTerminator = 0xFF;
+constexpr quint8 kRefusal = 0xEE;
+
+// The nine bytes of one entry.
+QByteArray CommandFrame(const QueuedCommand& entry);
+QByteArray CommandFrame(quint8 p0, quint8 p1, quint8 p2, quint8 p3);
+
+// Decodes the last eight bytes before the terminator into R0..R3, stored back
+// into bytes 0..3. A value whose source bytes lie outside the answer, or which
+// does not fit a byte, leaves the raw byte in its place: a broken answer is
+// decoded as far as it goes and never read out of bounds.
+void DecodeAnswer(ReceiveBuffer& rx);
+
+}  // namespace hygro

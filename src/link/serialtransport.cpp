@@ -1,0 +1,107 @@
+#include "link/serialtransport.h"
+
+#include <QFileInfo>
+#include <QSerialPortInfo>
+
+#include "link/portnames.h"
+
+#ifdef Q_OS_LINUX
+#include <linux/serial.h>
+#include <sys/ioctl.h>
+#endif
+
+namespace hygro {
+
+SerialTransport::SerialTransport(QObject* parent) : Transport(parent) {
+  connect(&serial_, &QSerialPort::readyRead, this, &Transport::readyRead);
+  connect(&serial_, &QSerialPort::errorOccurred, this, &SerialTransport::onError);
+}
+
+SerialTransport::~SerialTransport() { serial_.close(); }
+
+void SerialTransport::setPort(const QString& port) {
+  port_ = port;
+  serial_.setPortName(PortPath(port));
+}
+
+bool SerialTransport::open() {
+  if (serial_.isOpen()) return true;
+  if (!serial_.open(QIODevice::ReadWrite)) {
+    lastError_ = serial_.errorString();
+    return false;
+  }
+  serial_.setBaudRate(baud_);
+  serial_.setDataBits(QSerialPort::Data8);
+  serial_.setParity(QSerialPort::NoParity);
+  serial_.setStopBits(QSerialPort::OneStop);
+  serial_.setFlowControl(QSerialPort::NoFlowControl);
+  serial_.setRequestToSend(true);
+  lowerLatency();
+  return true;
+}
+
+void SerialTransport::close() {
+  if (serial_.isOpen()) serial_.close();
+}
+
+qint64 SerialTransport::write(const QByteArray& bytes) {
+  if (!serial_.isOpen()) return -1;
+  return serial_.write(bytes);
+}
+
+void SerialTransport::clearInput() {
+  if (!serial_.isOpen()) return;
+  serial_.clear(QSerialPort::Input);
+  serial_.readAll();  // what Qt had already buffered
+}
+
+bool SerialTransport::isPresent() const {
+  // The device node vanishes with the USB device (and a pseudo-terminal's with
+  // its master); asking the file system never disturbs the open port.
+  return QFileInfo::exists(serial_.portName().startsWith(QLatin1Char('/'))
+                               ? serial_.portName()
+                               : QSerialPortInfo(serial_).systemLocation());
+}
+
+QStringList SerialTransport::preferredPorts() const {
+  QStringList ports;
+  for (const QSerialPortInfo& info : QSerialPortInfo::availablePorts()) {
+    if (info.hasVendorIdentifier() && info.vendorIdentifier() == 0x0403)
+      ports << info.systemLocation();
+  }
+  return ports;
+}
+
+void SerialTransport::onError(QSerialPort::SerialPortError error) {
+  switch (error) {
+    case QSerialPort::ReadError:
+    case QSerialPort::ResourceError:
+      // On Linux an unplugged device shows as a flood of read errors: close at
+      // once and report one disconnect.
+      if (serial_.isOpen()) {
+        lastError_ = serial_.errorString();
+        serial_.close();
+        Q_EMIT disconnected();
+      }
+      break;
+    default:
+      // RTS on a pseudo-terminal and the like: not worth a word.
+      break;
+  }
+  serial_.clearError();
+}
+
+void SerialTransport::lowerLatency() {
+#ifdef Q_OS_LINUX
+  // The FTDI driver holds received bytes for its latency timer (16 ms by
+  // default); low-latency mode cuts that to 1 ms. Other ttys may refuse: fine.
+  const int fd = static_cast<int>(serial_.handle());
+  serial_struct ss{};
+  if (fd >= 0 && ioctl(fd, TIOCGSERIAL, &ss) == 0) {
+    ss.flags |= ASYNC_LOW_LATENCY;
+    ioctl(fd, TIOCSSERIAL, &ss);
+  }
+#endif
+}
+
+}  // namespace hygro

@@ -1,0 +1,41 @@
+#pragma once
+// The real serial port behind the transport interface.
+#include <QSerialPort>
+
+#include "link/transport.h"
+
+namespace hygro {
+
+class SerialTransport : public Transport {
+  Q_OBJECT
+ public:
+  explicit SerialTransport(QObject* parent = nullptr);
+  ~SerialTransport() override;
+
+  void setPort(const QString& port) override;
+  QString port() const override { return port_; }
+  void setBaud(int baud) override { baud_ = baud; }
+  int baud() const override { return baud_; }
+  bool open() override;
+  void close() override;
+  bool isOpen() const override { return serial_.isOpen(); }
+  qint64 bytesAvailable() const override { return serial_.bytesAvailable(); }
+  QByteArray readAll() override { return serial_.readAll(); }
+  qint64 write(const QByteArray& bytes) override;
+  void clearInput() override;
+  bool isPresent() const override;
+  QStringList preferredPorts() const override;
+
+  QString lastError() const { return lastError_; }
+
+ private:
+  void onError(QSerialPort::SerialPortError error);
+  void lowerLatency();
+
+  QSerialPort serial_;
+  QString port_;
+  int baud_ = 57600;
+  QString lastError_;
+};
+
+}  // namespace hygro
