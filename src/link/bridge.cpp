@@ -71,7 +71,7 @@ class LibFtdiBridge : public BridgePins {
   int set(quint8 value) override {
     ftdi_context* ftdi = ftdi_new();
     if (!ftdi) return BridgeNotFound;
-    ftdi_set_module_detach_mode(ftdi, AUTO_DETACH_REATACH_SIO_MODULE);
+    ftdi->module_detach_mode = AUTO_DETACH_REATACH_SIO_MODULE;
     int status = BridgeNotFound;
     static const int products[] = {0x6001, 0x6015, 0x6014, 0x6010};
     for (int pid : products) {

@@ -1,0 +1,38 @@
+#pragma once
+// Sensor counts to physical values, as the logger's sensor publishes them
+// (14-bit temperature and 12-bit humidity; offset -39.6 for a 3 V supply).
+// Computed in single precision, as the values are kept.
+#include <QtGlobal>
+
+namespace hygro {
+
+float TemperatureFromRaw(qint32 raw);
+float HumidityFromRaw(qint32 raw, float temperature);
+
+// Low-resolution readings (12-bit temperature, 8-bit humidity) brought to the
+// full-resolution scale.
+constexpr qint32 kLowResTemperatureFactor = 4;
+constexpr qint32 kLowResHumidityFactor = 16;
+
+// A bound on the wire: high byte with bit 7 as the alarm flag, then low byte.
+struct BoundBytes {
+  quint8 high;
+  quint8 low;
+};
+BoundBytes BoundToBytes(qint32 raw, bool alarmOn);
+// (degrees + 39.6) * 100 rounded to the nearest count.
+qint32 BoundRawFromDegrees(int degrees);
+
+// A logger time from its six BCD bytes yy mm dd hh nn ss; 0 when they make no
+// valid date (an erased time reads as all 0xFF).
+double LoggerTimeFromBcd(const quint8* bytes);
+
+// The logger's memory: 15000 points of 4 bytes.
+constexpr int kLoggerCapacityPoints = 15000;
+constexpr int kBytesPerPoint = 4;
+
+// Interval unit bytes.
+constexpr quint8 kUnitSeconds = 0x82;
+constexpr quint8 kUnitMinutes = 0x83;
+
+}  // namespace hygro

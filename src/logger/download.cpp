@@ -1,0 +1,217 @@
+// Log download: the segment table first, then the points as one stream.
+//
+// Segments: the table at 0xF000 holds one 8-byte entry per start of recording
+// (BCD start time, point count). Reading stops at 0xFFFF, at 150 entries, at
+// an entry older than the log's start, or at an erased entry: an erased entry
+// is the segment still being written, and nothing is ever written after it.
+// Points are then given to the segments in table order, each taking its
+// count; the last segment takes whatever remains, so a table that disagrees
+// with the point total can neither lose points nor invent times past the end.
+#include <algorithm>
+
+#include "data/formats.h"
+#include "data/userprompt.h"
+#include "logger/conversions.h"
+#include "logger/session.h"
+
+namespace hygro {
+
+namespace {
+const QString kDownload = QStringLiteral("download");
+const QString kKiroten = QStringLiteral("kiroten");
+constexpr int kSegmentTableAddress = 0xF000;
+constexpr int kMaxTableEntries = 150;
+constexpr int kMaxSegments = 101;  // entries 0..100 count for the current log
+const QChar kIdeographicSpace(0x3000);
+}  // namespace
+
+void Session::Command5_Click() {
+  if (busy() || !connected()) return;
+  if (status_.RecordedBytes == 0 && status_.Wrapped == 0) {
+    if (prompt_) prompt_->message(QStringLiteral("No download data."), ModelName());
+    return;
+  }
+  Data_Save_Ask(LogData, QStringLiteral("The data previously downloaded is not preserved. \rDo you "
+                                        "preserve it?"));
+  Q_EMIT downloadStarted();
+  data_.Empty(LogData);
+  Q_EMIT dumpCleared();
+  Status_Disp();
+  realtime_ = {};
+  Q_EMIT controlsLocked();
+  collectCount_ = 0;
+  entriesRead_ = 0;
+  table_.clear();
+  segments_.clear();
+  watchdogCount_ = 0;
+  downloading_ = true;
+
+  Exchange& x = *exchange_;
+  x.Queue_Reset();
+  x.Command_Add(1, 12, 14, 0, kDownload);
+  Status_Read(kDownload);
+  x.Command_Add(1, 8, kSegmentTableAddress >> 8, kSegmentTableAddress & 0xFF, kKiroten);
+  x.Command_Send();
+}
+
+void Session::Download_Cancel() {
+  Download_Timer.stop();
+  if (!downloading_) return;
+  // What arrived so far stays in the log set; the logger keeps its data marked
+  // as never downloaded, since 56 is not sent.
+  downloading_ = false;
+  exchange_->Pro_End();
+  Q_EMIT downloadFinished(false);
+  if (data_.info(LogData).Points > 0) {
+    data_.DataSetIndex = LogData;
+    Q_EMIT dataSetChanged(LogData);
+  }
+}
+
+void Session::registerDownloadBranches() {
+  exchange_->setBranch(8, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
+    return segmentAnswer(e, rx);
+  });
+  exchange_->setBranch(44, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
+    return pointAnswer(e, rx);
+  });
+  exchange_->setBranch(56, [this](QueuedCommand&, const ReceiveBuffer&) {
+    data_.info(LogData).Modified = false;
+    return BranchResult::Advance;
+  });
+}
+
+BranchResult Session::segmentAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
+  if (e.CommMode != kKiroten) return BranchResult::Advance;
+  for (int k = 0; k < 4 && collectCount_ < 8; ++k) collect_[static_cast<size_t>(collectCount_++)] = rx.R(k);
+  const int address = e.P2 * 256 + e.P3 + 4;
+  auto sendAt = [&e](int addr) {
+    e.P2 = static_cast<quint8>((addr >> 8) & 0xFF);
+    e.P3 = static_cast<quint8>(addr & 0xFF);
+    return BranchResult::Resend;
+  };
+  if (collectCount_ < 8) return sendAt(address);
+
+  collectCount_ = 0;
+  const bool erased = collect_[1] == 0xFF;
+  Segment seg;
+  seg.start = erased ? status_.StartTime : LoggerTimeFromBcd(collect_.data());
+  if (seg.start == 0) seg.start = status_.StartTime;
+  seg.count = collect_[6] * 256 + collect_[7];
+  ++entriesRead_;
+  const bool older = seg.start < status_.StartTime;
+  if (!older && static_cast<int>(table_.size()) < kMaxSegments) table_.push_back(seg);
+  const bool more = address < 0xFFFF && !older && !erased && entriesRead_ < kMaxTableEntries;
+  if (more) return sendAt(address);
+  beginPointStream();
+  return BranchResult::Advance;
+}
+
+void Session::beginPointStream() {
+  const bool wrapped = status_.LoopMode != 0 && status_.Wrapped != 0;
+  downloadTotal_ = wrapped ? kLoggerCapacityPoints
+                           : static_cast<qint32>(status_.RecordedBytes / kBytesPerPoint);
+  downloadTotal_ = std::min(downloadTotal_, kLoggerCapacityPoints);
+  endAddress_ = downloadTotal_ * kBytesPerPoint;
+
+  // Settle the counts: every segment but the last keeps its own count (never
+  // more than is left); the last takes the rest.
+  segments_ = table_;
+  if (segments_.empty()) segments_.push_back({status_.StartTime, 0});
+  qint32 left = downloadTotal_;
+  for (size_t i = 0; i + 1 < segments_.size(); ++i) {
+    segments_[i].count = std::clamp<qint32>(segments_[i].count, 0, left);
+    left -= segments_[i].count;
+  }
+  segments_.back().count = left;
+
+  Q_EMIT downloadProgress(0, downloadTotal_,
+                          QStringLiteral("ダウンロード") + kIdeographicSpace + QStringLiteral("(0/") +
+                              QString::number(downloadTotal_) + QLatin1Char(')'));
+  watchdogCount_ = 0;
+  if (downloadTotal_ == 0) {
+    finishDownload();
+    return;
+  }
+  Download_Timer.start(DownloadWatchdogMs);
+  exchange_->Command_Add(1, 44, static_cast<quint8>(endAddress_ >> 8),
+                         static_cast<quint8>(endAddress_ & 0xFF), kDownload, 0);
+}
+
+double Session::pointTime(int index) const {
+  const double interval = data_.info(LogData).Interval / 86400.0;
+  for (const Segment& s : segments_) {
+    if (index < s.count) return s.start + index * interval;
+    index -= s.count;
+  }
+  return segments_.empty() ? 0 : segments_.back().start + index * interval;
+}
+
+BranchResult Session::pointAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
+  // Stragglers after a failed or cancelled download are read and dropped.
+  if (!downloading_) return BranchResult::Hold;
+  DataSetInfo& log = data_.info(LogData);
+  qint32 st = rx.R(0) * 256 + rx.R(1);
+  qint32 sh = rx.R(2) * 256 + rx.R(3);
+  if (log.Interval <= 2) {
+    st *= kLowResTemperatureFactor;
+    sh *= kLowResHumidityFactor;
+  }
+  MeasurementRecord& rec = data_.Rec;
+  const int index = log.Points;
+  rec.Temperature = TemperatureFromRaw(st);
+  rec.Humidity = HumidityFromRaw(sh, rec.Temperature);
+  rec.Time = pointTime(index);
+  int block = 1;
+  for (int i = 0, n = index; i < static_cast<int>(segments_.size()); ++i) {
+    if (n < segments_[static_cast<size_t>(i)].count) {
+      block = i + 1;
+      break;
+    }
+    n -= segments_[static_cast<size_t>(i)].count;
+  }
+  rec.Block = static_cast<float>(block);
+  rec.setRemarks(QString());
+  ++log.Points;
+  if (!data_.Put(LogData, log.Points)) {
+    // The scratch file refused the record (disk full): stop here rather than
+    // pretend; what was written stays.
+    --log.Points;
+    Download_Cancel();
+    return BranchResult::Ended;
+  }
+  Stats_Add(rec, log.Points, log.Stats);
+  e.Tag += kBytesPerPoint;
+  watchdogCount_ = 0;
+  Q_EMIT downloadProgress(log.Points, downloadTotal_,
+                          QStringLiteral("Download") + kIdeographicSpace + QLatin1Char('(') +
+                              QString::number(log.Points) + QLatin1Char('/') +
+                              QString::number(downloadTotal_) + QLatin1Char(')'));
+  if (e.Tag < endAddress_) return BranchResult::Hold;
+  finishDownload();
+  return BranchResult::Advance;
+}
+
+void Session::finishDownload() {
+  Download_Timer.stop();
+  downloading_ = false;
+  exchange_->Command_Add(1, 56, 0, 0, QString());
+  data_.DataSetIndex = LogData;
+  if (data_.info(LogData).Points > 0) Stats_Mark(data_, LogData);
+  Q_EMIT dataSetChanged(LogData);
+  Q_EMIT downloadFinished(true);
+}
+
+void Session::downloadWatchdog() {
+  if (++watchdogCount_ <= kWatchdogTicks) return;
+  Download_Timer.stop();
+  watchdogCount_ = 0;
+  downloading_ = false;
+  if (prompt_) prompt_->message(QStringLiteral("It failed in download."), ModelName());
+  data_.Empty(LogData);
+  exchange_->Pro_End();
+  Q_EMIT downloadFinished(false);
+  Q_EMIT dataSetChanged(LogData);
+}
+
+}  // namespace hygro

@@ -1,0 +1,125 @@
+// Real-time measurement: one sample, or a continuous run at an interval.
+#include "data/formats.h"
+#include "logger/conversions.h"
+#include "logger/session.h"
+
+namespace hygro {
+
+namespace {
+const QString kReal = QStringLiteral("real");
+const QString kRealCon = QStringLiteral("real_con");
+const QString kRenzoku = QStringLiteral("renzoku");
+
+qint32 Raw16(const ReceiveBuffer& rx) { return rx.R(2) * 256 + rx.R(3); }
+}  // namespace
+
+void Session::Command1_Click() {
+  if (busy() || !connected()) return;
+  Q_EMIT dumpCleared();
+  data_.Empty(RealTimeData);
+  data_.Rec.Time = fmt::nowSerial();
+  // A placeholder the answers overwrite; a failed exchange leaves it behind
+  // Points, so the next measurement takes its place.
+  data_.Put(RealTimeData, data_.info(RealTimeData).Points + 1);
+  exchange_->Queue_Reset();
+  exchange_->Command_Add(1, 25, 0, 0, kReal, 0);
+  exchange_->Real_Read_Add(kReal, 0);
+  exchange_->Command_Send();
+}
+
+void Session::Command2_Click() {
+  if (status_.RecState == kRenzoku) {
+    continuation.stop();
+    status_.RecState.clear();
+    finishRealtimeRun();
+    if (connected() && !busy()) {
+      exchange_->Queue_Reset();
+      Status_Read();
+      exchange_->Command_Send();
+    }
+    Data_Save_Ask(RealTimeData, QStringLiteral("Is the measurement data preserved?"));
+    Status_Disp();
+    return;
+  }
+  if (busy() || !connected()) return;
+  Q_EMIT dumpCleared();
+  data_.Empty(RealTimeData);
+  realtime_ = {};
+  continuation.start(1000);
+  ContinuationSeconds = 0;
+  status_.RecState = kRenzoku;
+  data_.Rec.Time = fmt::nowSerial();
+  data_.Put(RealTimeData, data_.info(RealTimeData).Points + 1);
+  const int value = static_cast<int>(fmt::val(Combo5Text));
+  data_.info(RealTimeData).Interval = Option4Minutes ? value * 60 : value;
+  const quint8 fast = (value == 2 && !Option4Minutes) ? 1 : 0;
+  exchange_->Queue_Reset();
+  exchange_->Command_Add(1, 25, fast, fast, kRealCon, 0);
+  exchange_->Real_Read_Add(kRealCon, 0);
+  exchange_->Command_Send();
+  Status_Disp();
+}
+
+void Session::continuationTick() {
+  const double now = fmt::nowSerial();
+  ++ContinuationSeconds;
+  const int value = static_cast<int>(fmt::val(Combo5Text));
+  const int due = Option4Minutes ? value * 60 : value;
+  if (due <= ContinuationSeconds && !busy()) {
+    if (!connected()) return;
+    data_.Rec.Time = now;
+    data_.Put(RealTimeData, data_.info(RealTimeData).Points + 1);
+    exchange_->Queue_Reset();
+    exchange_->Real_Read_Add(kRealCon, 0);
+    exchange_->Command_Send();
+    ContinuationSeconds = 0;
+    return;
+  }
+  DataSetInfo& shown = data_.info(data_.DataSetIndex);
+  if (shown.DisplayedPoints != shown.Points) {
+    shown.DisplayedPoints = shown.Points;
+    Q_EMIT dataSetChanged(data_.DataSetIndex);
+  }
+}
+
+void Session::finishRealtimeRun() {
+  if (data_.info(RealTimeData).Points > 0) {
+    Stats_Mark(data_, RealTimeData);
+    Q_EMIT dataSetChanged(RealTimeData);
+  }
+}
+
+void Session::registerRealtimeBranches() {
+  exchange_->setBranch(22, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
+    DataSetInfo& rt = data_.info(RealTimeData);
+    if (rt.Points >= 32767) return BranchResult::Advance;  // the set is full
+    ++rt.Points;
+    qint32 raw = Raw16(rx);
+    if (e.CommMode != kReal && rt.Interval == 2) raw *= kLowResTemperatureFactor;
+    data_.Rec.Temperature = TemperatureFromRaw(raw);
+    data_.Put(RealTimeData, rt.Points);
+    return BranchResult::Advance;
+  });
+  exchange_->setBranch(21, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
+    DataSetInfo& rt = data_.info(RealTimeData);
+    if (rt.Points <= 0) return BranchResult::Advance;
+    qint32 raw = Raw16(rx);
+    if (e.CommMode != kReal && rt.Interval == 2) raw *= kLowResHumidityFactor;
+    MeasurementRecord& rec = data_.Rec;
+    rec.Humidity = HumidityFromRaw(raw, rec.Temperature);
+    realtime_.Label2 = fmt::singleToString(rec.Temperature) + QStringLiteral(" C");
+    realtime_.Label4 = fmt::formatHashDot00(rec.Humidity) + QStringLiteral(" %RH");
+    realtime_.Label10 = fmt::formatDateTime(rec.Time);
+    rec.Block = 1.0f;
+    data_.Put(RealTimeData, rt.Points);
+    data_.DataSetIndex = RealTimeData;
+    rt.Modified = true;
+    Stats_Add(rec, rt.Points, rt.Stats);
+    Q_EMIT realtimeSample(rt.Points);
+    // A single measurement is complete here; a run is marked when it stops.
+    if (e.CommMode == kReal) finishRealtimeRun();
+    return BranchResult::Advance;
+  });
+}
+
+}  // namespace hygro

@@ -1,0 +1,268 @@
+// The status read: nineteen queued commands whose answers fill LoggerStatus
+// and the log's descriptor, and the status display computed from them.
+#include <cmath>
+
+#include "data/formats.h"
+#include "logger/conversions.h"
+#include "logger/session.h"
+
+namespace hygro {
+
+namespace {
+
+quint8 D1(const ReceiveBuffer& rx) { return rx.R(2); }
+quint8 D2(const ReceiveBuffer& rx) { return rx.R(3); }
+
+// A BCD byte's two hex digits read as a decimal number; digits above 9 end the
+// number as Val would (0xFF reads as 0, so an erased time is no date).
+int BcdDigits(quint8 b) {
+  return static_cast<int>(fmt::val(QStringLiteral("%1").arg(b, 2, 16, QLatin1Char('0')).toUpper()));
+}
+
+}  // namespace
+
+double LoggerTimeFromBcd(const quint8* b) {
+  const int yy = BcdDigits(b[0]);
+  const int year = yy < 30 ? 2000 + yy : 1900 + yy;
+  double serial = 0;
+  if (!fmt::makeDateSerial(year, BcdDigits(b[1]), BcdDigits(b[2]), BcdDigits(b[3]),
+                           BcdDigits(b[4]), BcdDigits(b[5]), &serial))
+    return 0;
+  return serial;
+}
+
+void Session::Status_Read(const QString& mode) {
+  auto add = [&](quint8 code, quint8 param = 0) { exchange_->Command_Add(1, code, param, 0, mode); };
+  add(99);
+  add(42);
+  add(43);
+  add(30);
+  add(23, 20);
+  add(23, 22);
+  add(23, 24);
+  add(23, 16);
+  add(23, 18);
+  add(38);
+  add(34);
+  add(35);
+  add(36);
+  add(37);
+  add(47);
+  add(48);
+  add(50);
+  add(51);
+  add(57);
+}
+
+void Session::Command11_Click() {
+  if (busy() || !connected()) return;
+  downloading_ = false;
+  exchange_->Queue_Reset();
+  Status_Read();
+  exchange_->Command_Send();
+}
+
+void Session::registerStatusBranches() {
+  Exchange& x = *exchange_;
+  x.setBranch(99, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+    const int n = qMin<int>(rx.ReceiveCount, ReceiveBuffer::Capacity);
+    if (n <= 0) return BranchResult::Advance;
+    QString text;
+    for (int i = 0; i < n - 1; ++i) text += QChar(rx.bytes[static_cast<size_t>(i)]);
+    status_.FirmwareVersion = text + QLatin1Char('.') + fmt::format00(rx.bytes[static_cast<size_t>(n - 1)]);
+    return BranchResult::Advance;
+  });
+  x.setBranch(42, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+    if (D1(rx) != 0 && D2(rx) != 0) status_.IdentName = QString(QChar(D1(rx))) + QChar(D2(rx));
+    return BranchResult::Advance;
+  });
+  x.setBranch(43, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+    if (D1(rx) != 0 && D2(rx) != 0) status_.IdentName += QString(QChar(D1(rx))) + QChar(D2(rx));
+    return BranchResult::Advance;
+  });
+  x.setBranch(30, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+    const quint8 bits = D1(rx);
+    status_.RecState.clear();
+    status_.ErrorMark.clear();
+    status_.StopMark.clear();
+    if (bits & 0x01) status_.RecState = QStringLiteral("kirokucyu");
+    if (bits & 0x02) status_.RecState = QStringLiteral("kirokucyu");
+    if (bits & 0x04) status_.RecState = QStringLiteral("yoyakucyu");
+    if (bits & 0x08) status_.ErrorMark = QStringLiteral("Error");
+    if (bits & 0x10) status_.StopMark = QStringLiteral("Stop");
+    return BranchResult::Advance;
+  });
+  x.setBranch(15, [this](QueuedCommand&, const ReceiveBuffer&) {
+    status_.RecState = QStringLiteral("kirokucyu");
+    return BranchResult::Advance;
+  });
+  x.setBranch(16, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+    status_.BatteryState = D2(rx) == 0 ? QStringLiteral("Normality") : QStringLiteral("Decrease");
+    return BranchResult::Advance;
+  });
+  x.setBranch(23, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
+    auto& sb = status_.StartBytes;
+    switch (e.P2) {
+      case 20:
+        sb[0] = D1(rx);
+        sb[1] = D2(rx);
+        break;
+      case 22:
+        sb[2] = D1(rx);
+        sb[3] = D2(rx);
+        break;
+      case 24:
+        sb[4] = D1(rx);
+        sb[5] = D2(rx);
+        status_.StartTime = LoggerTimeFromBcd(sb.data());
+        break;
+      case 16:
+        status_.RecordedBytes = D1(rx) * 256.0 + D2(rx);
+        break;
+      case 18:
+        status_.LogIntervalUnit = D1(rx);
+        status_.LogIntervalValue = D2(rx);
+        data_.info(LogData).Interval = D1(rx) == kUnitMinutes ? D2(rx) * 60 : D2(rx);
+        break;
+      default:
+        break;
+    }
+    return BranchResult::Advance;
+  });
+  x.setBranch(38, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+    const double count = D1(rx) * 256.0 + D2(rx);
+    if (count > status_.RecordedBytes) status_.RecordedBytes = count;
+    return BranchResult::Advance;
+  });
+  x.setBranch(34, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+    status_.ReserveDay = D1(rx);
+    return BranchResult::Advance;
+  });
+  x.setBranch(35, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+    status_.ReserveHour = D1(rx);
+    return BranchResult::Advance;
+  });
+  x.setBranch(36, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+    status_.ReserveMinute = D1(rx);
+    return BranchResult::Advance;
+  });
+  x.setBranch(37, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+    status_.SetInterval = D1(rx) == kUnitMinutes ? D2(rx) * 60 : D2(rx);
+    return BranchResult::Advance;
+  });
+  x.setBranch(47, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+    DataSetInfo& log = data_.info(LogData);
+    log.UpperOn = (D1(rx) & 0x80) != 0;
+    log.UpperRaw = (D1(rx) & 0x7F) * 256 + D2(rx);
+    return BranchResult::Advance;
+  });
+  x.setBranch(48, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+    DataSetInfo& log = data_.info(LogData);
+    log.LowerOn = (D1(rx) & 0x80) != 0;
+    log.LowerRaw = (D1(rx) & 0x7F) * 256 + D2(rx);
+    return BranchResult::Advance;
+  });
+  x.setBranch(50, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+    status_.LoopMode = D1(rx);
+    status_.Wrapped = D2(rx);
+    return BranchResult::Advance;
+  });
+  x.setBranch(51, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+    status_.BatteryVoltage = fmt::format0_00((D1(rx) * 256 + D2(rx)) * 3.3 / 1023);
+    return BranchResult::Advance;
+  });
+  x.setBranch(57, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+    data_.info(LogData).Modified = (D1(rx) + D2(rx) == 0);
+    return BranchResult::Advance;
+  });
+}
+
+void Session::Status_Disp() {
+  StatusView v;
+  static const char* const kSetNames[] = {"Log", "RealTime", "File"};
+  v.Label3 = QString::fromLatin1(kSetNames[data_.DataSetIndex < 3 ? data_.DataSetIndex : 0]);
+  v.Command2 = QStringLiteral("Continuous");
+
+  if (!connected()) {
+    connection_->ModelName = QStringLiteral("Hygrotab");
+    v.state = DisplayState::NotConnected;
+    v.caption = QStringLiteral("[Hygrotab] Temperature and Humidity Logger");
+    v.statusBar = QStringLiteral("Unconnection");
+    v.Label49 = QStringLiteral("Unconnection");
+    v.Label16 = QStringLiteral("----");
+    v.Label7 = QStringLiteral("----");
+    v.Label14 = QStringLiteral("----");
+    v.boundsVisible = ModelName() == QLatin1String("QM720-XC");
+    view_ = v;
+    Q_EMIT statusDisplayed(view_);
+    return;
+  }
+
+  DataSetInfo& log = data_.info(LogData);
+  v.caption = QStringLiteral("[Hygrotab] Temperature and Humidity Logger ") + ModelName();
+  v.statusBar = connection_->StatusText();
+  v.Label49 = QStringLiteral("Communicating");
+  v.Label26 = fmt::formatDateTime(status_.StartTime);
+  v.Label48 = status_.LoopMode != 0 ? QStringLiteral("Loop") : QStringLiteral("One Time");
+  v.Label29 = log.UpperOn ? QString::number(fmt::boundDegrees(log.UpperRaw)) + QStringLiteral(" C")
+                          : QStringLiteral("OFF");
+  v.Label46 = log.LowerOn ? QString::number(fmt::boundDegrees(log.LowerRaw)) + QStringLiteral(" C")
+                          : QStringLiteral("OFF");
+  if (fmt::dateParts(status_.StartTime).year < 2000) {
+    v.Label26 = QStringLiteral("----/--/-- --:--:--");
+    status_.RecordedBytes = 0;
+    log.Interval = 0;
+    v.Label48.clear();
+    v.Label29.clear();
+    v.Label46.clear();
+  }
+  v.Label21 = QString::number(static_cast<qint64>(status_.RecordedBytes / kBytesPerPoint)) +
+              QStringLiteral(" point");
+  v.Label19 = QString::number(log.Interval);
+  if (status_.LoopMode != 0 && status_.Wrapped != 0)
+    v.Label21 = QString::number(kLoggerCapacityPoints) + QStringLiteral(" Point");
+  v.Label6 = fmt::intervalText(log.Interval);
+  if (batteryOk()) {
+    v.Label7 = status_.BatteryVoltage + QStringLiteral(" V");
+  } else {
+    v.batteryAlarm = true;
+    v.Label7 = QStringLiteral("ＮＧ ") + status_.BatteryVoltage + QStringLiteral(" V");
+  }
+  if (status_.StopMark == QLatin1String("Stop")) {
+    v.endAlarm = true;
+    v.Label8 = QStringLiteral("End due to the voltage decrease.");
+  }
+  v.Label14 = status_.IdentName;
+
+  const QString& rs = status_.RecState;
+  if (rs == QLatin1String("kirokucyu")) {
+    v.state = DisplayState::Recording;
+    v.Command4 = QStringLiteral("Stop");
+    v.Label16 = QStringLiteral("Recording");
+  } else if (rs == QLatin1String("yoyakucyu")) {
+    v.state = DisplayState::Reserving;
+    v.Command4 = QStringLiteral("Reservation cancel");
+    v.Label16 = QStringLiteral("Reserving");
+    v.Label8.clear();
+    v.endAlarm = false;
+    v.Label26 = fmt::format00(status_.ReserveDay) + QStringLiteral("Day") +
+                fmt::format00(status_.ReserveHour) + QLatin1Char(':') +
+                fmt::format00(status_.ReserveMinute) + QStringLiteral(" Record beginning");
+    v.Label21 = QStringLiteral("0 Point");
+    v.Label6 = fmt::intervalText(status_.SetInterval);
+  } else if (rs == QLatin1String("renzoku")) {
+    v.state = DisplayState::Continuous;
+    v.Label16 = view_.Label16.isEmpty() ? QStringLiteral("Record stop") : view_.Label16;
+    v.Command2 = QStringLiteral("Stop");
+  } else {
+    v.state = DisplayState::Idle;
+    v.Command4 = QStringLiteral("Start");
+    v.Label16 = QStringLiteral("Record stop");
+  }
+  log.Model = ModelName();
+  v.boundsVisible = ModelName() == QLatin1String("QM720-XC");
+  view_ = v;
+  Q_EMIT statusDisplayed(view_);
+}
+
+}  // namespace hygro
