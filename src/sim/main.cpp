@@ -1,0 +1,262 @@
+// hygrotab-sim: serves the emulated logger on a pseudo-terminal, so the
+// program and its tests reach it through a real serial port device.
+#include <fcntl.h>
+#include <signal.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QFile>
+#include <QFileInfo>
+#include <QSocketNotifier>
+#include <QTimer>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "sim/devicemodel.h"
+#include "sim/pacing.h"
+#include "sim/simline.h"
+
+namespace {
+
+int g_signalPipe[2] = {-1, -1};
+
+void onSignal(int) {
+  const char c = 1;
+  [[maybe_unused]] const auto n = ::write(g_signalPipe[1], &c, 1);
+}
+
+// The master side of the pseudo-terminal and the line behind it.
+class PtyHost : public QObject {
+ public:
+  explicit PtyHost(hygro::sim::SimLine& line) : m_line(line) {
+    m_timer.setSingleShot(true);
+    m_timer.setTimerType(Qt::PreciseTimer);
+    connect(&m_timer, &QTimer::timeout, this, [this] { deliver(); });
+  }
+  ~PtyHost() override { shut(); }
+
+  bool open(QString* error) {
+    m_master = ::posix_openpt(O_RDWR | O_NOCTTY);
+    if (m_master < 0 || ::grantpt(m_master) != 0 || ::unlockpt(m_master) != 0) {
+      *error = QString::fromLocal8Bit(std::strerror(errno));
+      return false;
+    }
+    ::fcntl(m_master, F_SETFL, ::fcntl(m_master, F_GETFL) | O_NONBLOCK);
+    const char* name = ::ptsname(m_master);
+    if (!name) {
+      *error = QStringLiteral("ptsname failed");
+      return false;
+    }
+    m_path = QString::fromLocal8Bit(name);
+    // Holding a slave descriptor of our own keeps the master readable while
+    // the program closes and reopens the port; raw mode so that nothing is
+    // echoed or translated before the program sets its own line settings.
+    m_slave = ::open(name, O_RDWR | O_NOCTTY);
+    if (m_slave < 0) {
+      *error = QString::fromLocal8Bit(std::strerror(errno));
+      return false;
+    }
+    termios tio{};
+    ::tcgetattr(m_slave, &tio);
+    ::cfmakeraw(&tio);
+    ::tcsetattr(m_slave, TCSANOW, &tio);
+
+    m_readNotifier = new QSocketNotifier(m_master, QSocketNotifier::Read, this);
+    connect(m_readNotifier, &QSocketNotifier::activated, this, [this] { readInput(); });
+    m_writeNotifier = new QSocketNotifier(m_master, QSocketNotifier::Write, this);
+    m_writeNotifier->setEnabled(false);
+    connect(m_writeNotifier, &QSocketNotifier::activated, this, [this] { flush(); });
+    return true;
+  }
+
+  QString path() const { return m_path; }
+
+  // The device goes away: the program's descriptor sees a hang-up.
+  void shut() {
+    m_timer.stop();
+    delete m_readNotifier;
+    delete m_writeNotifier;
+    m_readNotifier = m_writeNotifier = nullptr;
+    if (m_slave >= 0) ::close(m_slave);
+    if (m_master >= 0) ::close(m_master);
+    m_slave = m_master = -1;
+  }
+
+ private:
+  void readInput() {
+    char buf[4096];
+    for (;;) {
+      const auto n = ::read(m_master, buf, sizeof buf);
+      if (n > 0) {
+        m_line.receive(QByteArray(buf, int(n)), hygro::sim::monotonicMicros());
+        continue;
+      }
+      break;  // EAGAIN: all read
+    }
+    arm();
+  }
+
+  void arm() {
+    if (!m_line.hasPending()) return;
+    const qint64 delta = m_line.headAnswerDue() - hygro::sim::monotonicMicros();
+    m_timer.start(hygro::sim::timerMillis(delta, m_line.headIsLast()));
+  }
+
+  void deliver() {
+    if (m_master < 0) return;
+    if (m_line.headIsLast()) {
+      const qint64 due = m_line.headAnswerDue();
+      const qint64 left = due - hygro::sim::monotonicMicros();
+      if (left > 0 && left <= hygro::sim::kExactWindowUs) hygro::sim::sleepUntilMicros(due);
+    }
+    m_pending.append(m_line.takeDue(hygro::sim::monotonicMicros()));
+    flush();
+    arm();
+  }
+
+  void flush() {
+    while (!m_pending.isEmpty() && m_master >= 0) {
+      const auto n = ::write(m_master, m_pending.constData(), size_t(m_pending.size()));
+      if (n <= 0) break;  // the terminal's queue is full: wait until it drains
+      m_pending.remove(0, n);
+    }
+    if (m_writeNotifier) m_writeNotifier->setEnabled(!m_pending.isEmpty());
+  }
+
+  hygro::sim::SimLine& m_line;
+  QTimer m_timer;
+  int m_master = -1;
+  int m_slave = -1;
+  QString m_path;
+  QSocketNotifier* m_readNotifier = nullptr;
+  QSocketNotifier* m_writeNotifier = nullptr;
+  QByteArray m_pending;
+};
+
+int intOption(const QCommandLineParser& p, const QString& name, int fallback, bool* ok) {
+  if (!p.isSet(name)) return fallback;
+  bool good = false;
+  const QString v = p.value(name);
+  const int n = v == QLatin1String("all") ? -1 : v.toInt(&good);
+  if (!good && v != QLatin1String("all")) {
+    std::fprintf(stderr, "hygrotab-sim: --%s needs a number\n", qPrintable(name));
+    *ok = false;
+  }
+  return n;
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  QCoreApplication app(argc, argv);
+  QCoreApplication::setApplicationName(QStringLiteral("hygrotab-sim"));
+  QCoreApplication::setApplicationVersion(QStringLiteral(HYGROTAB_VERSION));
+
+  QCommandLineParser p;
+  p.setApplicationDescription(QStringLiteral(
+      "Serves an emulated Hygrotab temperature/humidity logger on a pseudo-terminal.\n"
+      "The terminal's path is printed on the first line of standard output."));
+  p.addHelpOption();
+  p.addVersionOption();
+  p.addOptions({
+      {QStringLiteral("state"), QStringLiteral("Load the logger's state from a JSON file."),
+       QStringLiteral("FILE")},
+      {QStringLiteral("link"), QStringLiteral("Make a symbolic link PATH to the terminal."),
+       QStringLiteral("PATH")},
+      {QStringLiteral("baud"), QStringLiteral("Line speed for pacing (default 57600)."),
+       QStringLiteral("N"), QStringLiteral("57600")},
+      {QStringLiteral("no-pace"), QStringLiteral("Answer at once instead of at wire speed.")},
+      {QStringLiteral("model"), QStringLiteral("Logger model (QM720-XC, QM720-XCB, QM510-XC)."),
+       QStringLiteral("NAME")},
+      {QStringLiteral("refuse"), QStringLiteral("Refuse the next N frames."), QStringLiteral("N")},
+      {QStringLiteral("silence"),
+       QStringLiteral("Leave the next N frames unanswered (\"all\": every frame)."),
+       QStringLiteral("N")},
+      {QStringLiteral("delay"), QStringLiteral("Wait MS milliseconds before every answer."),
+       QStringLiteral("MS")},
+      {QStringLiteral("garbage"), QStringLiteral("Send junk bytes before and after answers.")},
+      {QStringLiteral("stall-after"), QStringLiteral("Stop a point stream after K points."),
+       QStringLiteral("K")},
+      {QStringLiteral("unplug-after-ms"),
+       QStringLiteral("Close the terminal (the logger is pulled out) after MS and exit."),
+       QStringLiteral("MS")},
+  });
+  p.process(app);
+
+  hygro::sim::DeviceModel model;
+  if (p.isSet(QStringLiteral("state"))) {
+    QString err;
+    if (!model.loadFile(p.value(QStringLiteral("state")), &err)) {
+      std::fprintf(stderr, "hygrotab-sim: %s\n", qPrintable(err));
+      return 2;
+    }
+  }
+  if (p.isSet(QStringLiteral("model"))) {
+    const QString m = p.value(QStringLiteral("model"));
+    model.setModel(m);
+    model.setVersionText((m + QStringLiteral(" V1")).toLatin1());
+  }
+
+  bool ok = true;
+  hygro::sim::SimLine line(model);
+  const int baud = intOption(p, QStringLiteral("baud"), 57600, &ok);
+  line.setBaud(p.isSet(QStringLiteral("no-pace")) ? 0 : baud);
+  hygro::sim::Faults& f = line.faults();
+  f.refuseNext = intOption(p, QStringLiteral("refuse"), 0, &ok);
+  f.silenceNext = intOption(p, QStringLiteral("silence"), 0, &ok);
+  f.delayMs = intOption(p, QStringLiteral("delay"), 0, &ok);
+  f.stallAfterPoints = intOption(p, QStringLiteral("stall-after"), -1, &ok);
+  if (p.isSet(QStringLiteral("garbage"))) {
+    f.garbageBefore = QByteArrayLiteral("\x13\x57\x9B");
+    f.garbageAfter = QByteArrayLiteral("\x42");
+  }
+  const int unplugMs = intOption(p, QStringLiteral("unplug-after-ms"), -1, &ok);
+  if (!ok) return 2;
+
+  PtyHost host(line);
+  QString err;
+  if (!host.open(&err)) {
+    std::fprintf(stderr, "hygrotab-sim: cannot open a pseudo-terminal: %s\n", qPrintable(err));
+    return 1;
+  }
+
+  QString link;
+  if (p.isSet(QStringLiteral("link"))) {
+    link = p.value(QStringLiteral("link"));
+    if (QFileInfo(link).isSymLink()) QFile::remove(link);
+    if (::symlink(QFile::encodeName(host.path()).constData(),
+                  QFile::encodeName(link).constData()) != 0) {
+      std::fprintf(stderr, "hygrotab-sim: cannot link %s: %s\n", qPrintable(link),
+                   std::strerror(errno));
+      return 1;
+    }
+  }
+  std::printf("%s\n", qPrintable(host.path()));
+  std::fflush(stdout);
+
+  if (::pipe(g_signalPipe) == 0) {
+    struct sigaction sa {};
+    sa.sa_handler = onSignal;
+    sigemptyset(&sa.sa_mask);
+    ::sigaction(SIGTERM, &sa, nullptr);
+    ::sigaction(SIGINT, &sa, nullptr);
+    auto* sn = new QSocketNotifier(g_signalPipe[0], QSocketNotifier::Read, &app);
+    QObject::connect(sn, &QSocketNotifier::activated, &app, [] { QCoreApplication::quit(); });
+  }
+  if (unplugMs >= 0) {
+    QTimer::singleShot(unplugMs, &app, [&host] {
+      host.shut();
+      std::fprintf(stderr, "hygrotab-sim: unplugged\n");
+      QCoreApplication::quit();
+    });
+  }
+
+  const int rc = app.exec();
+  host.shut();
+  if (!link.isEmpty()) QFile::remove(link);
+  return rc;
+}

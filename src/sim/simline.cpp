@@ -1,0 +1,131 @@
+#include "sim/simline.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "sim/devicemodel.h"
+#include "sim/wire.h"
+
+namespace hygro::sim {
+
+namespace {
+// Junk with no terminator in it is kept only this long; a real logger's input
+// buffer is small too, and a hostile stream must not grow memory.
+constexpr qsizetype kMaxPending = 64;
+const QByteArray kInitialise = QByteArrayLiteral("INITALL");
+}  // namespace
+
+SimLine::SimLine(DeviceModel& model) : m_model(model) {}
+
+void SimLine::setBaud(int baud) { m_baud = baud > 0 ? baud : 0; }
+
+double SimLine::byteMicros() const { return m_baud > 0 ? 10.0e6 / m_baud : 0.0; }
+
+qint64 SimLine::dueOf(const Chunk& c, qsizetype index) const {
+  return c.startUs + qint64(std::llround(double(index + 1) * byteMicros()));
+}
+
+void SimLine::receive(const QByteArray& bytes, qint64 nowUs) {
+  // The program's bytes queue behind those still crossing the line.
+  const qint64 begin = std::max(nowUs, m_inFreeUs);
+  for (qsizetype i = 0; i < bytes.size(); ++i) {
+    const char b = bytes[i];
+    if (static_cast<std::uint8_t>(b) != wire::kTerminator) {
+      m_in.append(b);
+      if (m_in.size() > kMaxPending) m_in.remove(0, m_in.size() - kMaxPending);
+      continue;
+    }
+    complete(begin + qint64(std::llround(double(i + 1) * byteMicros())));
+  }
+  m_inFreeUs = begin + qint64(std::llround(double(bytes.size()) * byteMicros()));
+}
+
+void SimLine::complete(qint64 arrivedUs) {
+  const QByteArray body = m_in;
+  m_in.clear();
+  if (body.endsWith(kInitialise)) {
+    ++m_inits;
+    m_model.initialise();
+    return;  // the initialise sequence is never answered
+  }
+  ++m_frames;
+  const qint64 readyUs = arrivedUs + qint64(m_faults.delayMs) * 1000;
+  if (m_faults.silenceNext != 0) {
+    if (m_faults.silenceNext > 0) --m_faults.silenceNext;
+    return;
+  }
+  if (m_faults.refuseNext > 0) {
+    --m_faults.refuseNext;
+    schedule(wire::refusal(), readyUs);
+    return;
+  }
+  // Bytes in front of the last eight are line noise: the frame is the last
+  // eight bytes before the terminator. Fewer than eight cannot be a command.
+  if (body.size() < 8) {
+    schedule(wire::refusal(), readyUs);
+    return;
+  }
+  QByteArray frame = body.right(8);
+  frame.append(char(wire::kTerminator));
+  QList<QByteArray> answers = m_model.handleFrame(frame);
+  const bool isStream = answers.size() > 1;
+  if (isStream && m_faults.stallAfterPoints >= 0 && answers.size() > m_faults.stallAfterPoints)
+    answers.resize(m_faults.stallAfterPoints);
+  for (const QByteArray& a : answers) {
+    const bool refused = a.size() == 2 && static_cast<std::uint8_t>(a[0]) == wire::kRefusal;
+    if (refused || (m_faults.garbageBefore.isEmpty() && m_faults.garbageAfter.isEmpty())) {
+      schedule(a, readyUs);
+    } else {
+      schedule(m_faults.garbageBefore + a + m_faults.garbageAfter, readyUs);
+    }
+  }
+}
+
+void SimLine::schedule(const QByteArray& bytes, qint64 readyUs) {
+  if (bytes.isEmpty()) return;
+  Chunk c;
+  c.bytes = bytes;
+  c.startUs = std::max(readyUs, m_outFreeUs);
+  m_outFreeUs = c.startUs + qint64(std::llround(double(bytes.size()) * byteMicros()));
+  m_out.push_back(std::move(c));
+}
+
+qint64 SimLine::nextByteDue() const {
+  if (m_out.empty()) return -1;
+  const Chunk& c = m_out.front();
+  return dueOf(c, c.sent);
+}
+
+qint64 SimLine::headAnswerDue() const {
+  if (m_out.empty()) return -1;
+  const Chunk& c = m_out.front();
+  return dueOf(c, c.bytes.size() - 1);
+}
+
+QByteArray SimLine::takeDue(qint64 nowUs) {
+  QByteArray out;
+  while (!m_out.empty()) {
+    Chunk& c = m_out.front();
+    if (byteMicros() == 0.0 && c.startUs <= nowUs) {
+      out.append(c.bytes.constData() + c.sent, c.bytes.size() - c.sent);
+      m_out.pop_front();
+      continue;
+    }
+    qsizetype n = c.sent;
+    while (n < c.bytes.size() && dueOf(c, n) <= nowUs) ++n;
+    out.append(c.bytes.constData() + c.sent, n - c.sent);
+    c.sent = n;
+    if (n < c.bytes.size()) break;
+    m_out.pop_front();
+  }
+  return out;
+}
+
+void SimLine::reset() {
+  m_in.clear();
+  m_out.clear();
+  m_inFreeUs = 0;
+  m_outFreeUs = 0;
+}
+
+}  // namespace hygro::sim
