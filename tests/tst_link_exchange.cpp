@@ -1,0 +1,244 @@
+// The wire form and the exchange: frames, decoding, advancing, retries,
+// refusals and hostile answers.
+#include <QSignalSpy>
+#include <QtTest>
+
+#include "link/exchange.h"
+#include "link/frame.h"
+#include "support/fake_transport.h"
+#include "support/scripted_prompt.h"
+
+using namespace hygro;
+using hygro::test::Answer;
+using hygro::test::FakeTransport;
+using hygro::test::Hex;
+using hygro::test::ScriptedPrompt;
+
+class TestExchange : public QObject {
+  Q_OBJECT
+
+  struct Rig {
+    FakeTransport port;
+    ScriptedPrompt prompt;
+    Exchange x{&port, &prompt};
+    QList<int> dispatched;  // codes whose branch ran, in order
+    Rig() {
+      port.open();
+      x.setTitleSource([] { return QStringLiteral("QM720-XC"); });
+      for (int code : {16, 21, 22, 25, 30}) {
+        x.setBranch(code, [this, code](QueuedCommand&, const ReceiveBuffer&) {
+          dispatched << code;
+          return BranchResult::Advance;
+        });
+      }
+    }
+    void start(std::initializer_list<int> codes) {
+      x.Queue_Reset();
+      for (int c : codes) x.Command_Add(1, static_cast<quint8>(c), 0, 0, QString());
+      x.Command_Send();
+    }
+  };
+
+ private Q_SLOTS:
+  void framesEncodeEachValueAsHundredsAndBcd() {
+    QCOMPARE(CommandFrame(1, 25, 0, 0), Hex("00 01 00 25 00 00 00 00 FF"));
+    QCOMPARE(CommandFrame(1, 22, 0, 0), Hex("00 01 00 22 00 00 00 00 FF"));
+    QCOMPARE(CommandFrame(1, 44, 234, 96), Hex("00 01 00 44 02 34 00 96 FF"));
+    QCOMPARE(CommandFrame(1, 99, 123, 255), Hex("00 01 00 99 01 23 02 55 FF"));
+    // The terminator can never appear inside a frame, whatever the values.
+    for (int v = 0; v < 256; ++v) {
+      const QByteArray f = CommandFrame(1, static_cast<quint8>(v), static_cast<quint8>(v), 0);
+      QCOMPARE(f.left(8).count(static_cast<char>(0xFF)), 0);
+    }
+  }
+
+  void answersDecodeFromTheirLastEightBytes() {
+    ReceiveBuffer rx;
+    const QByteArray a = Hex("00 01 00 22 01 02 03 04");
+    std::copy(a.begin(), a.end(), rx.bytes.begin());
+    rx.ReceiveCount = 8;
+    DecodeAnswer(rx);
+    QCOMPARE(int(rx.R(0)), 1);
+    QCOMPARE(int(rx.R(1)), 22);
+    QCOMPARE(int(rx.R(2)), 102);
+    QCOMPARE(int(rx.R(3)), 34);
+
+    // Leading bytes of a longer answer are ignored.
+    ReceiveBuffer longer;
+    const QByteArray b = Hex("EE 77 66 00 01 00 16 02 55 00 07");
+    std::copy(b.begin(), b.end(), longer.bytes.begin());
+    longer.ReceiveCount = static_cast<qint16>(b.size());
+    DecodeAnswer(longer);
+    QCOMPARE(int(longer.R(2)), 255);
+    QCOMPARE(int(longer.R(3)), 7);
+
+    // A value that does not fit a byte leaves the raw byte; a short answer
+    // decodes only what it has and reads nothing outside the buffer.
+    ReceiveBuffer big;
+    const QByteArray c = Hex("09 99 00 01 00 00 00 00");
+    std::copy(c.begin(), c.end(), big.bytes.begin());
+    big.ReceiveCount = 8;
+    DecodeAnswer(big);
+    QCOMPARE(int(big.R(0)), 0x09);
+    QCOMPARE(int(big.R(1)), 1);
+    ReceiveBuffer shortOne;
+    shortOne.bytes[0] = 0x12;
+    shortOne.bytes[1] = 0x34;
+    shortOne.ReceiveCount = 2;
+    DecodeAnswer(shortOne);
+    QCOMPARE(int(shortOne.R(0)), 0x12);
+    QCOMPARE(int(shortOne.R(3)), 234);  // bytes 0,1 are the last value's pair: 2*100 + 34
+  }
+
+  void queueRunsInOrderAndEndsOnce() {
+    Rig r;
+    QSignalSpy ended(&r.x, &Exchange::exchangeEnded);
+    r.port.autoAnswer = true;
+    r.port.script = {Answer(1, 25, 0, 0), Answer(1, 16, 0, 0), Answer(1, 22, 25, 0),
+                     Answer(1, 21, 5, 220)};
+    r.x.Queue_Reset();
+    r.x.Command_Add(1, 25, 0, 0, QStringLiteral("real"));
+    r.x.Real_Read_Add(QStringLiteral("real"));
+    QCOMPARE(int(r.x.queue.Count), 4);
+    r.x.Command_Send();
+    QTRY_COMPARE(ended.count(), 1);
+    QCOMPARE(r.port.writes,
+             (QByteArrayList{CommandFrame(1, 25, 0, 0), CommandFrame(1, 16, 0, 0),
+                             CommandFrame(1, 22, 0, 0), CommandFrame(1, 21, 0, 0)}));
+    QCOMPARE(r.dispatched, (QList<int>{25, 16, 22, 21}));
+    QVERIFY(!r.x.busy());
+    QVERIFY(r.prompt.calls.isEmpty());
+    QTest::qWait(30);
+    QCOMPARE(ended.count(), 1);
+  }
+
+  void splitAnswersAndAnswersInOneChunk() {
+    Rig r;
+    r.start({16, 22, 21});
+    const QByteArray a = Answer(1, 16, 0, 0);
+    r.port.feedNow(a.left(3));
+    r.port.feedNow(a.mid(3, 4));
+    QVERIFY(r.dispatched.isEmpty());
+    // The rest of the first answer and the whole second one in one chunk:
+    // the bytes after the terminator start the next answer at buffer 0.
+    r.port.feedNow(a.mid(7) + Answer(1, 22, 0, 0));
+    QCOMPARE(r.dispatched, (QList<int>{16, 22}));
+    QCOMPARE(r.port.writes.size(), 3);
+    r.port.feedNow(Answer(1, 21, 0, 0) + Hex("01 02 03 FF"));
+    QCOMPARE(r.dispatched, (QList<int>{16, 22, 21}));
+    QVERIFY(!r.x.busy());  // trailing noise after the last answer is dropped
+  }
+
+  void refusalsResendThenGiveUpOnTheEleventh() {
+    Rig r;
+    r.start({30});
+    for (int i = 0; i < 10; ++i) r.port.feedNow(Hex("EE FF"));
+    QCOMPARE(r.port.writes.size(), 11);  // the first send and ten resends
+    QVERIFY(r.x.busy());
+    QVERIFY(r.dispatched.isEmpty());
+    r.port.feedNow(Hex("EE FF"));
+    QVERIFY(!r.x.busy());
+    QVERIFY(!r.port.isOpen());
+    QCOMPARE(r.prompt.messages(),
+             QStringList{QStringLiteral("Communication fault\r\rCommunication is ended")});
+    QCOMPARE(r.prompt.calls[0].title, QStringLiteral("QM720-XC"));
+  }
+
+  void aGoodAnswerResetsTheRefusalCount() {
+    Rig r;
+    r.start({16, 30});
+    for (int i = 0; i < 10; ++i) r.port.feedNow(Hex("EE FF"));
+    r.port.feedNow(Answer(1, 16, 0, 0));
+    for (int i = 0; i < 10; ++i) r.port.feedNow(Hex("EE FF"));
+    QVERIFY(r.x.busy());
+    r.port.feedNow(Answer(1, 30, 0, 0));
+    QCOMPARE(r.dispatched, (QList<int>{16, 30}));
+    QVERIFY(r.prompt.calls.isEmpty());
+  }
+
+  void silenceIsResentThreeTimesFiveHundredMsApart() {
+    Rig r;
+    QSignalSpy abandoned(&r.x, &Exchange::abandoned);
+    r.start({16});
+    QTRY_VERIFY_WITH_TIMEOUT(!r.x.busy(), 4000);
+    QCOMPARE(r.port.writes.size(), 4);
+    for (const QByteArray& w : r.port.writes) QCOMPARE(w, CommandFrame(1, 16, 0, 0));
+    for (int i = 1; i < 4; ++i) {
+      const qint64 gap = r.port.writeTimes[i] - r.port.writeTimes[i - 1];
+      QVERIFY2(gap >= 450 && gap < 1500, qPrintable(QString::number(gap)));
+    }
+    QCOMPARE(r.prompt.messages(),
+             QStringList{QStringLiteral("タイムアウト\r\rThe communication is ended.")});
+    QCOMPARE(abandoned.count(), 1);
+    QVERIFY(!r.port.isOpen());
+  }
+
+  void aLateAnswerAfterAResendStillCounts() {
+    Rig r;
+    r.x.TimeOutMs = 30;
+    r.start({16, 22});
+    QTRY_COMPARE(r.port.writes.size(), 2);  // one resend
+    r.port.feedNow(Answer(1, 16, 0, 0));
+    QCOMPARE(r.dispatched, (QList<int>{16}));
+    QCOMPARE(r.x.RetryCount, 0);
+    QCOMPARE(r.port.writes.last(), CommandFrame(1, 22, 0, 0));
+  }
+
+  void hostileAnswersAreDefined() {
+    Rig r;
+    r.start({16, 22});
+    // 300 bytes without a terminator: the buffer never overflows, and the
+    // terminator still completes the answer.
+    r.port.feedNow(QByteArray(300, '\x11'));
+    QCOMPARE(int(r.x.rx.ReceiveCount), ReceiveBuffer::Capacity);
+    r.port.feedNow(Hex("FF"));
+    QCOMPARE(r.dispatched, (QList<int>{16}));
+    // A lone terminator, then binary garbage with terminators inside.
+    r.port.feedNow(Hex("FF"));
+    QCOMPARE(r.dispatched, (QList<int>{16, 22}));
+    QVERIFY(!r.x.busy());
+    r.port.feedNow(Hex("FF FF 00 EE FF"));  // nothing awaited: ignored
+    QCOMPARE(r.dispatched.size(), 2);
+    QVERIFY(r.prompt.calls.isEmpty());
+  }
+
+  void aStreamKeepsTheInputArmed() {
+    Rig r;
+    int points = 0;
+    r.x.setBranch(44, [&](QueuedCommand& e, const ReceiveBuffer& rx) {
+      ++points;
+      e.Tag += rx.R(3);
+      return points < 3 ? BranchResult::Hold : BranchResult::Advance;
+    });
+    r.x.Queue_Reset();
+    r.x.Command_Add(1, 44, 0, 12, QStringLiteral("download"));
+    r.x.Command_Send();
+    r.port.feedNow(Answer(0, 0, 0, 4) + Answer(0, 0, 0, 4).left(5));
+    QCOMPARE(points, 1);
+    r.port.feedNow(Answer(0, 0, 0, 4).mid(5) + Answer(0, 0, 0, 4));
+    QCOMPARE(points, 3);
+    QVERIFY(!r.x.busy());
+    QCOMPARE(r.port.writes.size(), 1);  // a stream is asked for once
+  }
+
+  void theQueueHoldsOneHundredAndOneEntries() {
+    Rig r;
+    r.x.Queue_Reset();
+    for (int i = 0; i < CommandQueue::Capacity; ++i) QVERIFY(r.x.Command_Add(1, 16, 0, 0, QString()));
+    QVERIFY(!r.x.Command_Add(1, 16, 0, 0, QString()));
+    QCOMPARE(int(r.x.queue.Count), 101);
+  }
+
+  void aClosedPortWritesNothingAndTimesOut() {
+    Rig r;
+    r.x.TimeOutMs = 10;
+    r.port.close();
+    r.start({16});
+    QTRY_VERIFY(!r.x.busy());
+    QVERIFY(r.port.writes.isEmpty());
+    QCOMPARE(r.prompt.messages().size(), 1);
+  }
+};
+
+QTEST_MAIN(TestExchange)
+#include "tst_link_exchange.moc"
