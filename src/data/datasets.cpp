@@ -1,0 +1,229 @@
+#include "data/datasets.h"
+
+#include <QDateTime>
+#include <QDir>
+#include <QFileInfo>
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+
+#include "data/userprompt.h"
+
+namespace hygro {
+namespace {
+
+const QString kWindowTitle = QStringLiteral("[Hygrotab] Temperature and Humidity Logger");
+constexpr qint64 kRecordSize = sizeof(MeasurementRecord);
+
+// A stored value as the 32-bit float it is compared as. Values too large for
+// a float become infinities instead of an undefined conversion.
+float asFloat(double v) {
+  constexpr double kMax = std::numeric_limits<float>::max();
+  if (v > kMax) return std::numeric_limits<float>::infinity();
+  if (v < -kMax) return -std::numeric_limits<float>::infinity();
+  return static_cast<float>(v);
+}
+
+const MeasurementRecord kBlankRecord{};
+
+}  // namespace
+
+const std::array<const char*, 4> DataSets::kOpenOrder = {"real.rand", "log.rand", "read.rand",
+                                                         "disp.rand"};
+const std::array<const char*, 4> DataSets::kRemoveOrder = {"real.rand", "log.rand", "disp.rand",
+                                                           "read.rand"};
+
+const char* DataSets::scratchName(int set) {
+  checkSet(set);
+  static const char* const names[kDataSetCount] = {"log.rand", "real.rand", "read.rand"};
+  return names[set];
+}
+
+void Stats_Clear(DataSetStats& stats) {
+  stats.e[0].Value = -10000;
+  stats.e[1].Value = 10000;
+  stats.e[2].Value = -10000;
+  stats.e[3].Value = 10000;
+}
+
+void Stats_Add(const MeasurementRecord& rec, qint16 recordNo, DataSetStats& stats) {
+  auto& e = stats.e;
+  if (rec.Temperature > asFloat(e[0].Value)) e[0] = {recordNo, rec.Temperature};
+  if (rec.Temperature < asFloat(e[1].Value)) e[1] = {recordNo, rec.Temperature};
+  if (rec.Humidity > asFloat(e[2].Value)) e[2] = {recordNo, rec.Humidity};
+  if (rec.Humidity < asFloat(e[3].Value)) e[3] = {recordNo, rec.Humidity};
+  if (e[0].Value > 100) e[0].Value = 100;
+  if (e[1].Value < -40) e[1].Value = -40;
+  if (e[2].Value > 100) e[2].Value = 100;
+  if (e[3].Value < 0) e[3].Value = 0;
+}
+
+void Stats_Mark(DataSets& sets, int set) {
+  static const char* const texts[4] = {" Maximum temperature", " Minimum temperature",
+                                       " Maximum humidity", " Minimum humidity"};
+  const DataSetInfo& info = sets.info(set);
+  for (int k = 0; k < 4; ++k) {
+    const qint16 n = info.Stats.e[static_cast<size_t>(k)].RecordNo;
+    if (n < 1 || n > info.Points) continue;
+    sets.Get(set, n);
+    sets.Rec.setRemarks(sets.Rec.remarks().trimmed() + QLatin1String(texts[k]));
+    sets.Put(set, n);
+  }
+}
+
+DataSets::DataSets(UserPrompt* prompt) : prompt_(prompt) {
+  for (int s = 0; s < kDataSetCount; ++s) Stats_Clear(info_[static_cast<size_t>(s)].Stats);
+}
+
+DataSets::~DataSets() = default;
+
+void DataSets::checkSet(int set) {
+  if (set < 0 || set >= kDataSetCount) throw std::out_of_range("data set index out of range");
+}
+
+DataSetInfo& DataSets::info(int set) {
+  checkSet(set);
+  return info_[static_cast<size_t>(set)];
+}
+
+const DataSetInfo& DataSets::info(int set) const {
+  checkSet(set);
+  return info_[static_cast<size_t>(set)];
+}
+
+bool DataSets::open(const QString& folder, QString* error) {
+  auto fail = [&](const QString& text) {
+    if (error) *error = text;
+    files_ = {};
+    disp_.reset();
+    open_ = false;
+    return false;
+  };
+  if (open_) closeAndRemove();
+  folder_ = folder;
+  recovered_.clear();
+  const QDir dir(folder);
+  const QString suffix =
+      QStringLiteral(".crash-") + QDateTime::currentDateTime().toString(u"yyyyMMdd_hhmmss");
+
+  for (const char* name : kOpenOrder) {
+    const QString path = dir.filePath(QLatin1String(name));
+    const QFileInfo fi(path);
+    if (fi.exists() && fi.size() > 0) {
+      QString aside = path + suffix;
+      for (int k = 2; QFileInfo::exists(aside); ++k)
+        aside = path + suffix + u'-' + QString::number(k);
+      if (!QFile::rename(path, aside))
+        return fail(QStringLiteral("The scratch file %1 holds data of an earlier run and could "
+                                   "not be moved aside.")
+                        .arg(QDir::toNativeSeparators(path)));
+      recovered_ << aside;
+    }
+    auto file = std::make_unique<QFile>(path);
+    if (!file->open(QIODevice::ReadWrite | QIODevice::Truncate | QIODevice::Unbuffered))
+      return fail(QStringLiteral("The scratch file %1 could not be opened: %2")
+                      .arg(QDir::toNativeSeparators(path), file->errorString()));
+    if (qstrcmp(name, "disp.rand") == 0) {
+      disp_ = std::move(file);
+      continue;
+    }
+    for (int s = 0; s < kDataSetCount; ++s) {
+      if (qstrcmp(scratchName(s), name) == 0) files_[static_cast<size_t>(s)] = std::move(file);
+    }
+  }
+
+  static const qint16 fileNumbers[kDataSetCount] = {2, 1, 4};
+  for (int s = 0; s < kDataSetCount; ++s) {
+    info_[static_cast<size_t>(s)].FileNo = fileNumbers[s];
+    info_[static_cast<size_t>(s)].Points = 0;
+    records_[static_cast<size_t>(s)].clear();
+    writeFailed_[static_cast<size_t>(s)] = false;
+  }
+  open_ = true;
+
+  if (!recovered_.isEmpty() && prompt_) {
+    QStringList native;
+    for (const QString& p : recovered_) native << QDir::toNativeSeparators(p);
+    prompt_->message(QStringLiteral("Data of an earlier run that did not end normally was kept.") +
+                         QStringLiteral("\r\r") + QStringLiteral("It was moved to: ") +
+                         native.join(QStringLiteral(", ")),
+                     kWindowTitle);
+  }
+  return true;
+}
+
+void DataSets::closeAndRemove() {
+  for (auto& f : files_) {
+    if (f) f->close();
+  }
+  if (disp_) disp_->close();
+  if (open_) {
+    const QDir dir(folder_);
+    for (const char* name : kRemoveOrder) QFile::remove(dir.filePath(QLatin1String(name)));
+  }
+  files_ = {};
+  disp_.reset();
+  open_ = false;
+}
+
+bool DataSets::Get(int set, int n) {
+  const MeasurementRecord* r = at(set, n);
+  Rec = r ? *r : kBlankRecord;
+  return r != nullptr;
+}
+
+const MeasurementRecord* DataSets::at(int set, int n) const {
+  checkSet(set);
+  const auto& recs = records_[static_cast<size_t>(set)];
+  if (n < 1 || static_cast<size_t>(n) > recs.size()) return nullptr;
+  return &recs[static_cast<size_t>(n) - 1];
+}
+
+bool DataSets::Put(int set, int n) {
+  checkSet(set);
+  if (n < 1 || n > kMaxPoints) return false;
+  auto& recs = records_[static_cast<size_t>(set)];
+  if (static_cast<size_t>(n) > recs.size()) {
+    if (recs.capacity() < static_cast<size_t>(n)) recs.reserve(qMax<size_t>(1024, recs.size() * 2));
+    recs.resize(static_cast<size_t>(n), kBlankRecord);
+  }
+  recs[static_cast<size_t>(n) - 1] = Rec;
+  RecordNo = static_cast<qint16>(n);
+  return writeThrough(set, n);
+}
+
+bool DataSets::writeThrough(int set, int n) {
+  QFile* f = files_[static_cast<size_t>(set)].get();
+  if (!f) return true;
+  const qint64 offset = (n - 1) * kRecordSize;
+  const bool ok =
+      f->seek(offset) && f->write(reinterpret_cast<const char*>(&Rec), kRecordSize) == kRecordSize;
+  bool& failed = writeFailed_[static_cast<size_t>(set)];
+  if (ok) {
+    failed = false;
+    return true;
+  }
+  if (!failed && prompt_) {
+    prompt_->message(QStringLiteral("The scratch file could not be written.") +
+                         QStringLiteral("\r\r") + QDir::toNativeSeparators(f->fileName()) +
+                         QStringLiteral(": ") + f->errorString() +
+                         QStringLiteral(". The data stay in memory until the program ends; "
+                                        "free some disk space and save them as CSV."),
+                     kWindowTitle);
+  }
+  failed = true;
+  // A failed write leaves the device in an error state; clear it so that the
+  // next record gets a fresh try once space is available again.
+  f->unsetError();
+  return false;
+}
+
+void DataSets::Empty(int set) {
+  DataSetInfo& i = info(set);
+  DataSetInfo fresh;
+  fresh.FileNo = i.FileNo;
+  Stats_Clear(fresh.Stats);
+  i = fresh;
+}
+
+}  // namespace hygro

@@ -1,0 +1,126 @@
+#pragma once
+// The three data sets (LogData, RealTimeData, FileData), their headers, the
+// one record buffer every read and write goes through, and the scratch files
+// that back them.
+//
+// Records are kept in memory as well as written through to the set's scratch
+// file at once, so reading (the graph, the dump list, export) never touches
+// the disk, while the file on disk always holds everything put so far and
+// survives a crash. Until open() succeeds the sets live in memory only.
+#include <QFile>
+#include <QString>
+#include <QStringList>
+#include <array>
+#include <memory>
+#include <vector>
+
+#include "data/record.h"
+
+namespace hygro {
+
+class UserPrompt;
+
+enum DataSetId : quint8 { LogData = 0, RealTimeData = 1, FileData = 2 };
+constexpr int kDataSetCount = 3;
+constexpr qint16 kMaxPoints = 32767;
+
+struct DataSetStats {
+  struct Extreme {
+    qint16 RecordNo = 0;
+    double Value = 0;
+  };
+  // maximum temperature, minimum temperature, maximum humidity, minimum humidity
+  std::array<Extreme, 4> e;
+};
+
+struct DataSetInfo {
+  qint16 FileNo = 0;
+  qint16 Points = 0;
+  qint16 DisplayedPoints = 0;  // how many of Points the graphs already show
+  qint32 Interval = 0;         // seconds
+  qint32 UpperRaw = 0;
+  bool UpperOn = false;
+  qint32 LowerRaw = 0;
+  bool LowerOn = false;
+  DataSetStats Stats;
+  bool Modified = false;
+  QString Model;
+  // The file data panel, filled by CSV import.
+  QString Name;
+  double StartTime = 0;
+  qint32 PointsShown = 0;  // "Recording points" as the file states it
+};
+
+void Stats_Clear(DataSetStats& stats);
+void Stats_Add(const MeasurementRecord& rec, qint16 recordNo, DataSetStats& stats);
+
+class DataSets {
+ public:
+  // Scratch file names, in the order they are opened and in the order they
+  // are removed at shutdown.
+  static const std::array<const char*, 4> kOpenOrder;
+  static const std::array<const char*, 4> kRemoveOrder;
+  static const char* scratchName(int set);  // "log.rand", "real.rand", "read.rand"
+
+  explicit DataSets(UserPrompt* prompt = nullptr);
+  ~DataSets();  // closes the files but keeps them: only closeAndRemove() deletes
+  DataSets(const DataSets&) = delete;
+  DataSets& operator=(const DataSets&) = delete;
+
+  // Opens the four scratch files in `folder`. Non-empty scratch files found
+  // there were left by a run that did not end normally and hold data nobody
+  // saved: they are renamed aside (name + ".crash-yyyyMMdd_hhmmss"), listed
+  // in recoveredFiles(), and reported through the prompt. False with *error
+  // set when a file cannot be created or moved aside.
+  bool open(const QString& folder, QString* error);
+  bool isOpen() const { return open_; }
+  QString folder() const { return folder_; }
+  QStringList recoveredFiles() const { return recovered_; }
+  // Closes and deletes the four scratch files in shutdown order.
+  void closeAndRemove();
+
+  // Throws std::out_of_range for a set outside 0..2.
+  DataSetInfo& info(int set);
+  const DataSetInfo& info(int set) const;
+
+  // The record buffer, the number it was last put to, the current set.
+  MeasurementRecord Rec;
+  qint16 RecordNo = 0;
+  quint8 DataSetIndex = LogData;
+
+  // Reads record n (1-based) of the set into Rec. Past the highest record
+  // ever put, Rec becomes a blank record and the result is false; a record
+  // skipped below it reads as a blank record too.
+  bool Get(int set, int n);
+  // Writes Rec as record n of the set and sets RecordNo. The record is held
+  // even when the scratch file cannot be written; then the result is false and
+  // the prompt gets one clear message (not one per record).
+  bool Put(int set, int n);
+  // Points and DisplayedPoints to 0, statistics cleared, the rest of the
+  // header reset; FileNo stays.
+  void Empty(int set);
+
+  // Read-only view of record n without going through Rec; nullptr when the
+  // record was never put.
+  const MeasurementRecord* at(int set, int n) const;
+
+ private:
+  static void checkSet(int set);
+  bool writeThrough(int set, int n);
+
+  UserPrompt* prompt_;
+  bool open_ = false;
+  QString folder_;
+  QStringList recovered_;
+  std::array<DataSetInfo, kDataSetCount> info_{};
+  std::array<std::vector<MeasurementRecord>, kDataSetCount> records_;
+  std::array<std::unique_ptr<QFile>, kDataSetCount> files_;
+  std::unique_ptr<QFile> disp_;
+  std::array<bool, kDataSetCount> writeFailed_{};
+};
+
+// Writes the four extreme texts into the remarks of the extreme records of
+// `set` (trimmed remark + text, cut at 50). Skips extremes no record holds.
+void Stats_Mark(DataSets& sets, int set);
+
+}  // namespace hygro
