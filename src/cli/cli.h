@@ -1,0 +1,174 @@
+#pragma once
+// hygrotab-cli: the logger operations of the window, one command each, for
+// scripts and for a quick look at a logger without a desktop. The tool owns no
+// logger logic: it drives the headless session exactly as the window's
+// buttons do, answers its questions from options and prints what the window
+// would show.
+#include <QHash>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "data/userprompt.h"
+#include "logger/session.h"
+
+namespace hygro::cli {
+
+// Exit statuses.
+constexpr int kExitOk = 0;
+constexpr int kExitFailure = 1;  // the logger refused, did not answer, or went away
+constexpr int kExitUsage = 2;    // the command line itself is wrong
+
+inline const QString kProgram = QStringLiteral("hygrotab-cli");
+
+// ---------------------------------------------------------------- output
+// Text for a person or a script: UTF-8 on stdout / stderr.
+void out(const QString& line);  // stdout, newline added
+void err(const QString& line);  // stderr, newline added
+// A usage error: the message, a hint where to look, and kExitUsage.
+int usageError(const QString& message, const QString& command = QString());
+// Message texts carry the logger's line breaks (carriage returns).
+QString terminalText(const QString& text);
+
+// ---------------------------------------------------------------- arguments
+struct OptionSpec {
+  QString name;  // without the leading "--"
+  bool takesValue = false;
+};
+
+struct ParsedArgs {
+  QHash<QString, QString> values;  // options with a value; the last one given wins
+  QStringList flags;               // options without a value
+  QStringList positional;
+  bool help = false;
+
+  bool has(const QString& name) const { return values.contains(name) || flags.contains(name); }
+  QString value(const QString& name) const { return values.value(name); }
+};
+
+// "--name value", "--name=value", "--" ends the options, "-h"/"--help" asks
+// for help. A negative number is a value, never an option ("--lower -5:on").
+bool parseArgs(const QStringList& args, const std::vector<OptionSpec>& specs, ParsedArgs* out,
+               QString* error);
+
+// ---------------------------------------------------------------- values
+struct Bound {
+  int degrees = 0;
+  bool on = false;
+};
+constexpr int kUpperMin = -19, kUpperMax = 70;
+constexpr int kLowerMin = -20, kLowerMax = 69;
+
+// "30:on", "-5:off"; false with *error naming the option and the range.
+bool parseBound(const QString& text, const QString& option, int min, int max, Bound* out,
+                QString* error);
+// "10s", "5m": 1 to 255 seconds or minutes.
+struct RecordInterval {
+  int value = 0;
+  bool minutes = false;
+};
+bool parseRecordInterval(const QString& text, RecordInterval* out, QString* error);
+// "YYYY-MM-DD HH:MM" as a date serial.
+bool parseReservation(const QString& text, double* serial, QString* error);
+// "one-time" or "loop".
+bool parseMemoryMode(const QString& text, bool* loop, QString* error);
+// A whole number in [min, max].
+bool parseInt(const QString& text, const QString& what, int min, int max, int* out, QString* error);
+// A name the logger can hold: the window's forbidden-character check (with its
+// message) and one byte per character. False after the message.
+bool checkName(Session& session, const QString& name);
+
+// ---------------------------------------------------------------- prompt
+// The window's message boxes become lines on stderr; its questions are
+// answered by what the command line said, or refused.
+class CliPrompt : public UserPrompt {
+ public:
+  // Answers a question (Yes/No) or returns nothing to refuse it.
+  using Answerer = std::function<std::optional<bool>(const QString& text)>;
+
+  void message(const QString& text, const QString& title) override;
+  bool question(const QString& text, const QString& title) override;
+  std::optional<QString> saveFileName(const QString& proposed, const QString& filter,
+                                      bool* dialogFailed) override;
+  std::optional<QString> openFileName(const QString& filter) override;
+
+  Answerer answerer;
+  QString saveTo;  // the --csv file; empty: every save is cancelled
+
+  int messages = 0;   // messages shown so far
+  bool refused = false;  // a question was refused for want of an option
+};
+
+// ---------------------------------------------------------------- the tool
+struct GlobalOptions {
+  QString port;  // empty: search like the connect button
+  bool demo = false;
+  QString baud = QStringLiteral("57600");
+  QString dataDir;  // empty: a private temporary folder
+};
+
+class Tool {
+ public:
+  explicit Tool(const GlobalOptions& options);
+  ~Tool();
+  Tool(const Tool&) = delete;
+  Tool& operator=(const Tool&) = delete;
+
+  // Creates the session over the chosen port and opens the data folder.
+  // kExitOk, or the exit status after the message.
+  int open();
+  // Connects (identification and the first status read). False after the
+  // message when no logger answered or the first read failed.
+  bool connect();
+  // Runs the event loop until the exchange in progress has ended.
+  void runUntilIdle();
+  // Runs the event loop until `done` holds or the connection is gone.
+  void runUntil(const std::function<bool()>& done);
+  // The operation just run failed: the exchange was abandoned or the logger
+  // is gone. A message was shown in either case.
+  bool failed();
+
+  Session& session() { return *session_; }
+  CliPrompt& prompt() { return prompt_; }
+  const GlobalOptions& options() const { return options_; }
+
+ private:
+  GlobalOptions options_;
+  CliPrompt prompt_;
+  std::unique_ptr<QTemporaryDir> tempDir_;
+  std::unique_ptr<Session> session_;
+  bool abandoned_ = false;
+  bool gone_ = false;
+};
+
+// ---------------------------------------------------------------- commands
+struct Command {
+  QString name;
+  QString summary;
+  QString usage;  // the whole --help text of the command
+  std::vector<OptionSpec> options;
+  // Checks the arguments (usage errors return kExitUsage) before the tool
+  // talks to the logger, then runs.
+  std::function<int(const GlobalOptions& global, const ParsedArgs& args)> run;
+};
+
+Command statusCommand();
+Command measureCommand();
+Command downloadCommand();
+Command startCommand();
+Command stopCommand();
+Command setClockCommand();
+Command setNameCommand();
+Command setAlarmCommand();
+Command setModeCommand();
+
+// Prints the `Caption: value` line.
+void printField(const QString& caption, const QString& value);
+// The sample line of measure and download: time, temperature, humidity.
+QString sampleLine(const MeasurementRecord& rec);
+
+}  // namespace hygro::cli

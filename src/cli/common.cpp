@@ -1,0 +1,220 @@
+// Output, argument parsing and the checks of option values shared by the
+// commands.
+#include <QRegularExpression>
+#include <cstdio>
+
+#include "cli/cli.h"
+#include "data/formats.h"
+
+namespace hygro::cli {
+
+namespace {
+void writeLine(FILE* stream, const QString& line) {
+  const QByteArray bytes = (line + QLatin1Char('\n')).toUtf8();
+  std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
+  std::fflush(stream);
+}
+
+bool looksLikeNumber(const QString& arg) {
+  return arg.size() > 1 && arg[0] == QLatin1Char('-') && (arg[1].isDigit() || arg[1] == QLatin1Char('.'));
+}
+}  // namespace
+
+void out(const QString& line) { writeLine(stdout, line); }
+void err(const QString& line) { writeLine(stderr, line); }
+
+int usageError(const QString& message, const QString& command) {
+  err(kProgram + QStringLiteral(": ") + message);
+  err(command.isEmpty()
+          ? QStringLiteral("Try '%1 --help'.").arg(kProgram)
+          : QStringLiteral("Try '%1 %2 --help'.").arg(kProgram, command));
+  return kExitUsage;
+}
+
+QString terminalText(const QString& text) {
+  QString t = text;
+  t.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+  t.replace(QLatin1Char('\r'), QLatin1Char('\n'));
+  return t;
+}
+
+bool parseArgs(const QStringList& args, const std::vector<OptionSpec>& specs, ParsedArgs* out,
+               QString* error) {
+  *out = {};
+  bool optionsEnded = false;
+  for (qsizetype i = 0; i < args.size(); ++i) {
+    const QString& a = args[i];
+    if (optionsEnded || !a.startsWith(QLatin1Char('-')) || a == QLatin1String("-") ||
+        looksLikeNumber(a)) {
+      out->positional << a;
+      continue;
+    }
+    if (a == QLatin1String("--")) {
+      optionsEnded = true;
+      continue;
+    }
+    if (a == QLatin1String("-h") || a == QLatin1String("--help")) {
+      out->help = true;
+      continue;
+    }
+    if (!a.startsWith(QLatin1String("--"))) {
+      *error = QStringLiteral("unknown option '%1'").arg(a);
+      return false;
+    }
+    const qsizetype eq = a.indexOf(QLatin1Char('='));
+    const QString name = a.mid(2, eq < 0 ? -1 : eq - 2);
+    const auto spec = std::find_if(specs.begin(), specs.end(),
+                                   [&](const OptionSpec& s) { return s.name == name; });
+    if (spec == specs.end()) {
+      *error = QStringLiteral("unknown option '--%1'").arg(name);
+      return false;
+    }
+    if (!spec->takesValue) {
+      if (eq >= 0) {
+        *error = QStringLiteral("option '--%1' takes no value").arg(name);
+        return false;
+      }
+      if (!out->flags.contains(name)) out->flags << name;
+      continue;
+    }
+    if (eq >= 0) {
+      out->values.insert(name, a.mid(eq + 1));
+    } else if (i + 1 < args.size()) {
+      out->values.insert(name, args[++i]);
+    } else {
+      *error = QStringLiteral("option '--%1' needs a value").arg(name);
+      return false;
+    }
+  }
+  return true;
+}
+
+bool parseInt(const QString& text, const QString& what, int min, int max, int* out,
+              QString* error) {
+  bool ok = false;
+  const int v = text.trimmed().toInt(&ok);
+  if (!ok || v < min || v > max) {
+    *error = QStringLiteral("%1 must be a whole number from %2 to %3, not '%4'")
+                 .arg(what)
+                 .arg(min)
+                 .arg(max)
+                 .arg(text);
+    return false;
+  }
+  *out = v;
+  return true;
+}
+
+bool parseBound(const QString& text, const QString& option, int min, int max, Bound* out,
+                QString* error) {
+  static const QRegularExpression form(QStringLiteral("^([+-]?\\d+):(on|off)$"),
+                                       QRegularExpression::CaseInsensitiveOption);
+  const auto m = form.match(text.trimmed());
+  if (!m.hasMatch()) {
+    *error = QStringLiteral("--%1 takes DEGREES:on or DEGREES:off (for example 30:on), not '%2'")
+                 .arg(option, text);
+    return false;
+  }
+  int degrees = 0;
+  if (!parseInt(m.captured(1), QStringLiteral("the %1 bound").arg(option), min, max, &degrees,
+                error))
+    return false;
+  out->degrees = degrees;
+  out->on = m.captured(2).compare(QLatin1String("on"), Qt::CaseInsensitive) == 0;
+  return true;
+}
+
+bool parseRecordInterval(const QString& text, RecordInterval* out, QString* error) {
+  static const QRegularExpression form(QStringLiteral("^(\\d+)([sm])$"),
+                                       QRegularExpression::CaseInsensitiveOption);
+  const auto m = form.match(text.trimmed());
+  if (!m.hasMatch()) {
+    *error = QStringLiteral(
+                 "--interval takes a number and a unit, s (seconds) or m (minutes), "
+                 "for example 10s or 5m, not '%1'")
+                 .arg(text);
+    return false;
+  }
+  int value = 0;
+  if (!parseInt(m.captured(1), QStringLiteral("the record interval"), 1, 255, &value, error))
+    return false;
+  out->value = value;
+  out->minutes = m.captured(2).compare(QLatin1String("m"), Qt::CaseInsensitive) == 0;
+  return true;
+}
+
+bool parseReservation(const QString& text, double* serial, QString* error) {
+  static const QRegularExpression form(
+      QStringLiteral("^(\\d{4})-(\\d{1,2})-(\\d{1,2})[ T](\\d{1,2}):(\\d{2})$"));
+  const auto m = form.match(text.trimmed());
+  if (!m.hasMatch() ||
+      !fmt::makeDateSerial(m.captured(1).toInt(), m.captured(2).toInt(), m.captured(3).toInt(),
+                           m.captured(4).toInt(), m.captured(5).toInt(), 0, serial)) {
+    *error = QStringLiteral("--reserve takes a date and time \"YYYY-MM-DD HH:MM\", not '%1'")
+                 .arg(text);
+    return false;
+  }
+  return true;
+}
+
+bool parseMemoryMode(const QString& text, bool* loop, QString* error) {
+  if (text == QLatin1String("one-time")) {
+    *loop = false;
+  } else if (text == QLatin1String("loop")) {
+    *loop = true;
+  } else {
+    *error = QStringLiteral("the memory mode is one-time or loop, not '%1'").arg(text);
+    return false;
+  }
+  return true;
+}
+
+bool checkName(Session& session, const QString& name) {
+  if (!session.IdentNameCheck(name)) return false;
+  for (const QChar c : name) {
+    // The logger holds single bytes; anything else would arrive as some other
+    // character.
+    if (c.unicode() < 0x20 || c.unicode() > 0x7E) {
+      err(QStringLiteral("%1: the name may hold only printable ASCII characters, not '%2'")
+              .arg(kProgram, name));
+      return false;
+    }
+  }
+  return true;
+}
+
+void printField(const QString& caption, const QString& value) {
+  out(caption + QStringLiteral(": ") + value);
+}
+
+QString sampleLine(const MeasurementRecord& rec) {
+  return fmt::formatDateTime(rec.Time) + QLatin1Char('\t') + fmt::format0_00(rec.Temperature) +
+         QLatin1Char('\t') + fmt::format0_00(rec.Humidity);
+}
+
+// ---------------------------------------------------------------- prompt
+
+void CliPrompt::message(const QString& text, const QString&) {
+  ++messages;
+  err(terminalText(text));
+}
+
+bool CliPrompt::question(const QString& text, const QString&) {
+  if (answerer) {
+    if (const std::optional<bool> a = answerer(text)) return *a;
+  }
+  // Nobody can answer: say what would have been asked, and take it as No.
+  refused = true;
+  ++messages;
+  err(terminalText(text));
+  return false;
+}
+
+std::optional<QString> CliPrompt::saveFileName(const QString&, const QString&, bool*) {
+  if (saveTo.isEmpty()) return std::nullopt;
+  return saveTo;
+}
+
+std::optional<QString> CliPrompt::openFileName(const QString&) { return std::nullopt; }
+
+}  // namespace hygro::cli

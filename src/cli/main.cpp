@@ -1,0 +1,109 @@
+// hygrotab-cli: global options, the command table and the help texts.
+#include <QCoreApplication>
+
+#include "cli/cli.h"
+#include "link/connection.h"
+
+using namespace hygro::cli;
+
+namespace {
+
+std::vector<Command> commands() {
+  return {statusCommand(),  measureCommand(),  downloadCommand(),
+          startCommand(),   stopCommand(),     setClockCommand(),
+          setNameCommand(), setAlarmCommand(), setModeCommand()};
+}
+
+QString toolHelp(const std::vector<Command>& cmds) {
+  QString h = QStringLiteral(
+      "Usage: hygrotab-cli [--port PORT | --demo] [--baud RATE] [--data-dir DIR] COMMAND [ARGS]\n"
+      "\n"
+      "Talks to a Hygrotab temperature/humidity logger (QM720-XC, QM720-XCB, QM510-XC).\n"
+      "\n"
+      "Options:\n"
+      "  --port PORT     the logger's port: a COM-style number (1-255; n is /dev/ttyUSB<n-1>\n"
+      "                  on Linux) or a device path; without it the ports are searched\n"
+      "                  as the window's connect button does\n"
+      "  --demo          talk to the built-in emulated logger instead of a real one\n"
+      "  --baud RATE     line speed: 9600, 14400, 19200, 38400, 57600 (default) or 115200\n"
+      "  --data-dir DIR  folder for the scratch files (default: a private temporary folder)\n"
+      "  -h, --help      this text; COMMAND --help describes a command\n"
+      "  --version       the program's version\n"
+      "\n"
+      "Commands:\n");
+  for (const Command& c : cmds) h += QStringLiteral("  %1%2\n").arg(c.name, -12).arg(c.summary);
+  h += QStringLiteral(
+      "\n"
+      "Exit status: 0 success, 1 the logger refused, did not answer or is not there\n"
+      "(the reason on stderr), 2 a wrong command line.");
+  return h;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  QCoreApplication app(argc, argv);
+  QCoreApplication::setApplicationName(kProgram);
+  QCoreApplication::setApplicationVersion(QStringLiteral(HYGROTAB_VERSION));
+
+  const std::vector<Command> cmds = commands();
+  QStringList args = QCoreApplication::arguments().mid(1);
+  GlobalOptions global;
+  bool portGiven = false;
+
+  // Global options come before the command.
+  while (!args.isEmpty() && args.first().startsWith(QLatin1Char('-'))) {
+    const QString a = args.takeFirst();
+    const qsizetype eq = a.indexOf(QLatin1Char('='));
+    const QString name = eq < 0 ? a : a.left(eq);
+    auto value = [&](QString* v) {
+      if (eq >= 0) {
+        *v = a.mid(eq + 1);
+        return true;
+      }
+      if (args.isEmpty()) return false;
+      *v = args.takeFirst();
+      return true;
+    };
+    if (name == QLatin1String("-h") || name == QLatin1String("--help")) {
+      out(toolHelp(cmds));
+      return kExitOk;
+    }
+    if (name == QLatin1String("--version")) {
+      out(kProgram + QLatin1Char(' ') + QCoreApplication::applicationVersion());
+      return kExitOk;
+    }
+    if (name == QLatin1String("--demo") && eq < 0) {
+      global.demo = true;
+    } else if (name == QLatin1String("--port")) {
+      if (!value(&global.port) || global.port.trimmed().isEmpty())
+        return usageError(QStringLiteral("--port needs a port number or a device path"));
+      portGiven = true;
+    } else if (name == QLatin1String("--baud")) {
+      if (!value(&global.baud) || !hygro::Connection::BaudChoices().contains(global.baud))
+        return usageError(QStringLiteral("--baud takes one of %1")
+                              .arg(hygro::Connection::BaudChoices().join(QStringLiteral(", "))));
+    } else if (name == QLatin1String("--data-dir")) {
+      if (!value(&global.dataDir) || global.dataDir.isEmpty())
+        return usageError(QStringLiteral("--data-dir needs a folder"));
+    } else {
+      return usageError(QStringLiteral("unknown option '%1'").arg(name));
+    }
+  }
+  if (portGiven && global.demo)
+    return usageError(QStringLiteral("--port and --demo exclude each other"));
+  if (args.isEmpty()) return usageError(QStringLiteral("no command given"));
+
+  const QString name = args.takeFirst();
+  const auto cmd = std::find_if(cmds.begin(), cmds.end(), [&](const Command& c) { return c.name == name; });
+  if (cmd == cmds.end()) return usageError(QStringLiteral("unknown command '%1'").arg(name));
+
+  ParsedArgs parsed;
+  QString error;
+  if (!parseArgs(args, cmd->options, &parsed, &error)) return usageError(error, cmd->name);
+  if (parsed.help) {
+    out(cmd->usage);
+    return kExitOk;
+  }
+  return cmd->run(global, parsed);
+}

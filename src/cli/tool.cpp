@@ -1,0 +1,115 @@
+// The session behind every command: the port (real or emulated), the data
+// folder, connecting, and running the event loop while the logger talks.
+#include <QDir>
+#include <QEventLoop>
+#include <QTimer>
+
+#include "cli/cli.h"
+#include "link/bridge.h"
+#include "link/serialtransport.h"
+#include "sim/demostate.h"
+#include "sim/simtransport.h"
+
+namespace hygro::cli {
+
+Tool::Tool(const GlobalOptions& options) : options_(options) {}
+
+Tool::~Tool() {
+  if (!session_) return;
+  // Leave the logger alone first, then the scratch files: nothing the tool
+  // holds is kept once it ends (the CSV files are the tool's output).
+  if (session_->connected()) session_->transport()->close();
+  session_->data().closeAndRemove();
+  session_.reset();
+}
+
+int Tool::open() {
+  std::unique_ptr<Transport> transport;
+  std::unique_ptr<BridgePins> bridge;
+  QString port = options_.port;
+  if (options_.demo) {
+    auto sim = std::make_unique<sim::SimTransport>();
+    sim::LoadDemoState(sim->model());
+    port = sim->attachedPort();
+    options_.port = port;
+    transport = std::move(sim);
+    bridge = std::make_unique<NoBridge>();
+  } else {
+    transport = std::make_unique<SerialTransport>();
+    bridge = MakeSystemBridge();
+  }
+  session_ = std::make_unique<Session>(std::move(transport), std::move(bridge), &prompt_);
+  session_->connection().BaudText = options_.baud;
+
+  QObject::connect(&session_->exchange(), &Exchange::abandoned, [this] { abandoned_ = true; });
+  QObject::connect(session_->transport(), &Transport::disconnected, [this] { gone_ = true; });
+
+  // The scratch files go to a folder of their own unless one is named: a
+  // folder shared with a running window would have its files taken for the
+  // leftovers of a crash.
+  QString folder = options_.dataDir;
+  if (folder.isEmpty()) {
+    tempDir_ = std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/hygrotab-cli-XXXXXX"));
+    if (!tempDir_->isValid()) {
+      err(QStringLiteral("%1: cannot create a temporary data folder: %2")
+              .arg(kProgram, tempDir_->errorString()));
+      return kExitFailure;
+    }
+    folder = tempDir_->path();
+  } else if (!QDir().mkpath(folder)) {
+    err(QStringLiteral("%1: cannot create the data folder %2").arg(kProgram, folder));
+    return kExitFailure;
+  }
+  QString error;
+  if (!session_->data().open(folder, &error)) {
+    err(QStringLiteral("%1: %2").arg(kProgram, error));
+    return kExitFailure;
+  }
+  return kExitOk;
+}
+
+bool Tool::connect() {
+  const bool once = !options_.port.isEmpty();
+  abandoned_ = false;
+  gone_ = false;
+  session_->Port_Set_Command(once ? QStringLiteral("Once") : QStringLiteral("Search"),
+                             options_.port);
+  // No logger: the session has said "... not connected." already.
+  if (!session_->connected()) return false;
+  runUntilIdle();
+  return !failed();
+}
+
+void Tool::runUntil(const std::function<bool()>& done) {
+  while (!done() && session_->connected()) {
+    QEventLoop loop;
+    // Wake up whenever something may have changed what `done` looks at.
+    QTimer tick;
+    QObject::connect(&tick, &QTimer::timeout, &loop, &QEventLoop::quit);
+    QObject::connect(session_.get(), &Session::exchangeEnded, &loop, &QEventLoop::quit);
+    QObject::connect(session_.get(), &Session::realtimeSample, &loop, &QEventLoop::quit);
+    tick.start(50);
+    loop.exec();
+  }
+}
+
+void Tool::runUntilIdle() {
+  while (session_->busy()) {
+    QEventLoop loop;
+    QObject::connect(session_.get(), &Session::exchangeEnded, &loop, &QEventLoop::quit);
+    if (!session_->busy()) break;
+    loop.exec();
+  }
+}
+
+bool Tool::failed() {
+  if (abandoned_) return true;  // the exchange has shown its time-out or refusal message
+  if (gone_ || !session_->connected()) {
+    err(QStringLiteral("%1: the connection to the logger was lost").arg(kProgram));
+    abandoned_ = true;  // said once
+    return true;
+  }
+  return false;
+}
+
+}  // namespace hygro::cli
