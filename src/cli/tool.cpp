@@ -6,7 +6,7 @@
 
 #include "cli/cli.h"
 #include "link/bridge.h"
-#include "link/serialtransport.h"
+#include "cli/porttransport.h"
 #include "sim/demostate.h"
 #include "sim/simtransport.h"
 
@@ -35,7 +35,7 @@ int Tool::open() {
     transport = std::move(sim);
     bridge = std::make_unique<NoBridge>();
   } else {
-    transport = std::make_unique<SerialTransport>();
+    transport = std::make_unique<PortTransport>();
     bridge = MakeSystemBridge();
   }
   session_ = std::make_unique<Session>(std::move(transport), std::move(bridge), &prompt_);
