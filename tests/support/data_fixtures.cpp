@@ -1,0 +1,57 @@
+#include "support/data_fixtures.h"
+
+#include <QFile>
+
+#include "data/formats.h"
+
+namespace hygro::test {
+
+void fillReferenceSet(DataSets& sets, int set) {
+  struct Row {
+    int d, h, mi, s;
+    float t, rh;
+    const char* remark;
+  };
+  static const Row rows[] = {
+      {1, 13, 4, 5, 23.456f, 55.1f, ""},
+      {1, 13, 14, 5, 0.04f, 100.0f, "door open"},
+      {2, 0, 0, 0, -0.25f, 0.5f, "Sensor moved to the north wall, next to the window"},
+      {2, 0, 10, 0, -5.0f, 9.5f, " Maximum temperature"},
+  };
+  DataSetInfo& info = sets.info(set);
+  info.Points = 0;
+  Stats_Clear(info.Stats);
+  info.Interval = 600;
+  info.UpperRaw = fmt::degreesToRaw(30);
+  info.UpperOn = true;
+  info.LowerRaw = fmt::degreesToRaw(-5);
+  info.LowerOn = false;
+  for (const Row& r : rows) {
+    ++info.Points;
+    sets.Rec = MeasurementRecord{};
+    sets.Rec.Time = fmt::dateSerial(2010, 5, r.d, r.h, r.mi, r.s);
+    sets.Rec.Temperature = r.t;
+    sets.Rec.Humidity = r.rh;
+    sets.Rec.Block = 1;
+    sets.Rec.setRemarks(QString::fromLatin1(r.remark));
+    sets.Put(set, info.Points);
+    Stats_Add(sets.Rec, info.Points, info.Stats);
+  }
+  info.Modified = true;
+}
+
+QString csvFixture(const QString& name) {
+  return QStringLiteral(HYGROTAB_TEST_DATA "/csv/") + name;
+}
+
+QByteArray readFile(const QString& path) {
+  QFile f(path);
+  return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+bool writeFile(const QString& path, const QByteArray& bytes) {
+  QFile f(path);
+  return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size() && f.flush();
+}
+
+}  // namespace hygro::test
