@@ -1,0 +1,77 @@
+#pragma once
+// The dump list: one row per record of the current data set, five columns.
+// Rows hold only their record number; cell texts are made when a view asks
+// for them, so filling with 32767 records costs next to nothing.
+#include <QAbstractTableModel>
+#include <QString>
+#include <vector>
+
+#include "data/datasets.h"
+
+namespace hygro {
+
+class DumpModel : public QAbstractTableModel {
+  Q_OBJECT
+
+ public:
+  enum Column { RecordNoColumn, DateColumn, TempColumn, HumiColumn, RemarksColumn, ColumnCount };
+
+  explicit DumpModel(DataSets& sets, QObject* parent = nullptr);
+
+  int rowCount(const QModelIndex& parent = {}) const override;
+  int columnCount(const QModelIndex& parent = {}) const override;
+  QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
+  QVariant headerData(int section, Qt::Orientation orientation,
+                      int role = Qt::DisplayRole) const override;
+
+  // "Record No", "Date", "Temp (C)", "Humi (%RH)", "Remarks"
+  static QString heading(int column);
+  // The cell as shown ("" outside the table); printing reads rows through it.
+  QString cellText(int row, int column) const;
+  // The record number a row shows, 0 outside the table.
+  int recordAt(int row) const;
+  // The set the rows were filled from.
+  int dataSet() const { return set_; }
+
+  // Removes every row, then adds one per record 1..Points of the current set
+  // (DataSetIndex), in sorted position when the list is sorted.
+  void Dump_Fill();
+  // Removes every row (the list cleared before a new measurement or download).
+  void clear();
+  // Adds the row of record `recordNo` of the current set, at the end or, when
+  // the list is sorted, where it belongs.
+  void Dump_Add(int recordNo);
+
+  // "Date <date>   Temperature <t> C   Humidity <h> %RH" for the status bar.
+  QString itemClickText(int row) const;
+
+  // Sort by the clicked column's cell texts; clicking the column the list is
+  // already sorted by flips the order.
+  void columnClick(int column);
+  // Back to unsorted, key "Record No", ascending.
+  void resetSort();
+  bool isSorted() const { return sorted_; }
+  int sortColumn() const { return sortKey_; }
+  Qt::SortOrder sortOrder() const { return order_; }
+
+  // After Stats_Mark: refreshes the rows of the four extreme records so they
+  // show the texts now in their remarks (each record is read and put back, as
+  // the labelling step always did).
+  void Stats_Label(const DataSetStats& stats);
+
+ private:
+  QString cellOf(int recordNo, int column) const;
+  bool lessThan(const QString& a, const QString& b) const;
+  void sortRows();
+
+  DataSets& sets_;
+  int set_ = LogData;
+  std::vector<qint16> rows_;  // record number of each row, in display order
+  bool sorted_ = false;
+  int sortKey_ = RecordNoColumn;
+  Qt::SortOrder order_ = Qt::AscendingOrder;
+};
+
+inline void Stats_Label(DumpModel& dump, const DataSetStats& stats) { dump.Stats_Label(stats); }
+
+}  // namespace hygro
