@@ -59,7 +59,7 @@ int runStart(const GlobalOptions& global, const ParsedArgs& args) {
   Session& s = tool.session();
   const bool nameGiven = args.has(QStringLiteral("name"));
   const QString name = args.value(QStringLiteral("name"));
-  if (nameGiven && !checkName(s, name)) return kExitUsage;
+  if (nameGiven && !checkName(s, name, kCmd)) return kExitUsage;
   if (reserveAt && !Session::ReservationTimeValid(*reserveAt, fmt::nowSerial())) {
     tool.prompt().message(QStringLiteral("The mistake is found at the reservation time."),
                           QStringLiteral("QM510-XC"));

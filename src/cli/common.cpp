@@ -169,14 +169,14 @@ bool parseMemoryMode(const QString& text, bool* loop, QString* error) {
   return true;
 }
 
-bool checkName(Session& session, const QString& name) {
+bool checkName(Session& session, const QString& name, const QString& command) {
   if (!session.IdentNameCheck(name)) return false;
   for (const QChar c : name) {
     // The logger holds single bytes; anything else would arrive as some other
     // character.
     if (c.unicode() < 0x20 || c.unicode() > 0x7E) {
-      err(QStringLiteral("%1: the name may hold only printable ASCII characters, not '%2'")
-              .arg(kProgram, name));
+      usageError(QStringLiteral("the name may hold only printable ASCII characters, not '%1'").arg(name),
+                 command);
       return false;
     }
   }

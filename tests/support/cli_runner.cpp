@@ -1,0 +1,79 @@
+#include "support/cli_runner.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QProcess>
+
+namespace hygro::test {
+
+namespace {
+QStringList linesOf(const QString& text) {
+  QStringList lines = text.split(QLatin1Char('\n'));
+  if (!lines.isEmpty() && lines.last().isEmpty()) lines.removeLast();
+  return lines;
+}
+
+QString cliExecutable() {
+  QString dir = qEnvironmentVariable("HYGROTAB_BIN_DIR");
+  if (dir.isEmpty()) dir = QStringLiteral(HYGROTAB_BIN_DIR);
+  return QDir(dir).filePath(QStringLiteral("hygrotab-cli"));
+}
+}  // namespace
+
+QStringList CliResult::outLines() const { return linesOf(out); }
+QStringList CliResult::errLines() const { return linesOf(err); }
+
+bool CliResult::hasField(const QString& caption) const {
+  const QString prefix = caption + QStringLiteral(": ");
+  for (const QString& l : outLines())
+    if (l.startsWith(prefix)) return true;
+  return false;
+}
+
+QString CliResult::field(const QString& caption) const {
+  const QString prefix = caption + QStringLiteral(": ");
+  for (const QString& l : outLines())
+    if (l.startsWith(prefix)) return l.mid(prefix.size());
+  return QStringLiteral("<no %1 line>").arg(caption);
+}
+
+CliResult runCli(const QStringList& args, int timeoutMs) {
+  CliResult r;
+  QTemporaryDir data;
+  QProcess p;
+  p.setProgram(cliExecutable());
+  p.setArguments(QStringList{QStringLiteral("--data-dir"), data.path()} + args);
+  p.start();
+  if (!p.waitForStarted(5000)) {
+    r.err = p.errorString();
+    r.crashed = true;
+    return r;
+  }
+  if (!p.waitForFinished(timeoutMs)) {
+    p.kill();
+    p.waitForFinished(2000);
+    r.crashed = true;
+  }
+  r.out = QString::fromUtf8(p.readAllStandardOutput());
+  r.err = QString::fromUtf8(p.readAllStandardError());
+  if (p.exitStatus() != QProcess::NormalExit) r.crashed = true;
+  r.exitCode = r.crashed ? -1 : p.exitCode();
+  return r;
+}
+
+bool SimLogger::start(const QString& state, const QStringList& extra, QString* error) {
+  if (!dir_.isValid()) {
+    if (error) *error = dir_.errorString();
+    return false;
+  }
+  link_ = dir_.filePath(QStringLiteral("logger"));
+  QStringList args{QStringLiteral("--no-pace"), QStringLiteral("--link"), link_};
+  if (!state.isEmpty()) args << QStringLiteral("--state") << SimProcess::state(state);
+  return sim_.start(args + extra, error);
+}
+
+CliResult SimLogger::run(const QStringList& commandAndArgs, int timeoutMs) const {
+  return runCli(QStringList{QStringLiteral("--port"), link_} + commandAndArgs, timeoutMs);
+}
+
+}  // namespace hygro::test

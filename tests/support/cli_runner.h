@@ -1,0 +1,54 @@
+#pragma once
+// Runs build/bin/hygrotab-cli as a child process and collects what it said,
+// and serves a logger for it: hygrotab-sim on a pseudo-terminal with a state
+// from tests/data/sim, reached through a symlink in a private folder.
+#include <QProcessEnvironment>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+#include <memory>
+
+#include "support/sim_process.h"
+
+namespace hygro::test {
+
+struct CliResult {
+  int exitCode = -1;
+  bool crashed = false;  // killed by a signal, or did not end in time
+  QString out;
+  QString err;
+  QStringList outLines() const;  // stdout without the final empty line
+  QStringList errLines() const;
+  // The value of a `Caption: value` line of stdout; "<no CAPTION line>" when absent.
+  QString field(const QString& caption) const;
+  bool hasField(const QString& caption) const;
+};
+
+// Runs the tool with `args` (global options and command), at most
+// `timeoutMs`. The data folder is always a private temporary one.
+CliResult runCli(const QStringList& args, int timeoutMs = 30000);
+
+// A logger on a pseudo-terminal for the duration of a test.
+class SimLogger {
+ public:
+  // `state` names a file in tests/data/sim ("" for the emulator's default
+  // logger); `extra` are further hygrotab-sim options (faults, model).
+  bool start(const QString& state, const QStringList& extra = {}, QString* error = nullptr);
+  // The port to give the tool: a symlink to the terminal.
+  QString port() const { return link_; }
+  // Runs the tool against this logger.
+  CliResult run(const QStringList& commandAndArgs, int timeoutMs = 30000) const;
+  SimProcess& process() { return sim_; }
+
+ private:
+  QTemporaryDir dir_;
+  QString link_;
+  SimProcess sim_;
+};
+
+}  // namespace hygro::test
+
+// QCOMPARE-style failure text that shows what the tool printed.
+#define CLI_DIAG(r)                                                                        \
+  qPrintable(QStringLiteral("exit %1, stdout:\n%2\nstderr:\n%3").arg((r).exitCode).arg((r).out, \
+                                                                                       (r).err))
