@@ -47,6 +47,7 @@ class TstDataSets : public QObject {
   void statsComparesAsFloat();
   void statsMark();
   void fullDiskKeepsRecords();
+  void bulkWritesReachTheFile();
 };
 
 void TstDataSets::recordLayoutOnDisk() {
@@ -337,6 +338,50 @@ void TstDataSets::fullDiskKeepsRecords() {
   // With room again, writes go through and a new failure would be told again.
   QVERIFY(ds.Put(LogData, 11));
   QCOMPARE(QFileInfo(dir.filePath("log.rand")).size(), 11 * 80);
+}
+
+void TstDataSets::bulkWritesReachTheFile() {
+  QTemporaryDir dir;
+  ScriptedPrompt prompt;
+  DataSets ds(&prompt);
+  QString err;
+  QVERIFY(ds.open(dir.path(), &err));
+  const QString path = dir.filePath("read.rand");
+  ds.beginBulk(FileData);
+  for (int n = 1; n <= 1000; ++n) {
+    ds.Rec.Temperature = float(n);
+    QVERIFY(ds.Put(FileData, n));
+  }
+  // Rewriting an earlier record and jumping back stay in order on disk.
+  ds.Rec.Temperature = -1;
+  QVERIFY(ds.Put(FileData, 999));
+  QVERIFY(ds.Put(FileData, 3));
+  QVERIFY(ds.endBulk(FileData));
+  const QByteArray bytes = readAll(path);
+  QCOMPARE(bytes.size(), 1000 * 80);
+  auto tempAt = [&](int n) {
+    float t = 0;
+    std::memcpy(&t, bytes.constData() + (n - 1) * 80, 4);
+    return t;
+  };
+  QCOMPARE(tempAt(1), 1.0f);
+  QCOMPARE(tempAt(3), -1.0f);
+  QCOMPARE(tempAt(700), 700.0f);
+  QCOMPARE(tempAt(999), -1.0f);
+  QCOMPARE(tempAt(1000), 1000.0f);
+
+  // A full disk in bulk mode: one message, endBulk says so, records held.
+  ds.beginBulk(FileData);
+  {
+    test::FileSizeLimit limit(1000 * 80);
+    if (!limit.active()) QSKIP("cannot limit file sizes here");
+    for (int n = 1001; n <= 1600; ++n) ds.Put(FileData, n);
+    QVERIFY(!ds.endBulk(FileData));
+  }
+  QCOMPARE(prompt.messages().size(), 1);
+  QVERIFY(prompt.messages().first().contains(QStringLiteral("read.rand")));
+  QVERIFY(ds.Get(FileData, 1600));
+  QCOMPARE(ds.Rec.Temperature, -1.0f);
 }
 
 QTEST_APPLESS_MAIN(TstDataSets)

@@ -415,7 +415,13 @@ CsvOpenResult Csv_Read(DataSets& sets, QIODevice& in, UserPrompt& prompt,
     if (!reader.item(&bytes)) return fileError();
   }
 
-  // From here on FileData is being replaced.
+  // From here on FileData is being replaced. Its records go to the scratch
+  // file in groups; the guard writes the last group on every way out.
+  struct Bulk {
+    DataSets& sets;
+    explicit Bulk(DataSets& s) : sets(s) { sets.beginBulk(FileData); }
+    ~Bulk() { sets.endBulk(FileData); }
+  } bulk(sets);
   DataSetInfo& info = sets.info(FileData);
   info.Name = value[0];
   info.StartTime = startTime;

@@ -75,7 +75,9 @@ DataSets::DataSets(UserPrompt* prompt) : prompt_(prompt) {
   for (int s = 0; s < kDataSetCount; ++s) Stats_Clear(info_[static_cast<size_t>(s)].Stats);
 }
 
-DataSets::~DataSets() = default;
+DataSets::~DataSets() {
+  for (int s = 0; s < kDataSetCount; ++s) flushPending(s);
+}
 
 void DataSets::checkSet(int set) {
   if (set < 0 || set >= kDataSetCount) throw std::out_of_range("data set index out of range");
@@ -138,6 +140,8 @@ bool DataSets::open(const QString& folder, QString* error) {
     info_[static_cast<size_t>(s)].Points = 0;
     records_[static_cast<size_t>(s)].clear();
     writeFailed_[static_cast<size_t>(s)] = false;
+    bulk_[static_cast<size_t>(s)] = false;
+    pendingFirst_[static_cast<size_t>(s)] = pendingLast_[static_cast<size_t>(s)] = 0;
   }
   open_ = true;
 
@@ -189,15 +193,52 @@ bool DataSets::Put(int set, int n) {
   }
   recs[static_cast<size_t>(n) - 1] = Rec;
   RecordNo = static_cast<qint16>(n);
-  return writeThrough(set, n);
+  const size_t s = static_cast<size_t>(set);
+  if (!bulk_[s]) return writeRange(set, n, n);
+
+  constexpr int kGroup = 512;
+  bool ok = true;
+  int& first = pendingFirst_[s];
+  int& last = pendingLast_[s];
+  if (first == 0) {
+    first = last = n;
+  } else if (n == last + 1) {
+    last = n;
+  } else if (n < first || n > last) {
+    ok = flushPending(set);
+    first = last = n;
+  }
+  if (last - first + 1 >= kGroup) ok = flushPending(set) && ok;
+  return ok;
 }
 
-bool DataSets::writeThrough(int set, int n) {
+void DataSets::beginBulk(int set) {
+  checkSet(set);
+  bulk_[static_cast<size_t>(set)] = true;
+}
+
+bool DataSets::endBulk(int set) {
+  checkSet(set);
+  bulk_[static_cast<size_t>(set)] = false;
+  return flushPending(set);
+}
+
+bool DataSets::flushPending(int set) {
+  const size_t s = static_cast<size_t>(set);
+  const int first = pendingFirst_[s];
+  const int last = pendingLast_[s];
+  pendingFirst_[s] = pendingLast_[s] = 0;
+  return first == 0 || writeRange(set, first, last);
+}
+
+bool DataSets::writeRange(int set, int first, int last) {
   QFile* f = files_[static_cast<size_t>(set)].get();
   if (!f) return true;
-  const qint64 offset = (n - 1) * kRecordSize;
-  const bool ok =
-      f->seek(offset) && f->write(reinterpret_cast<const char*>(&Rec), kRecordSize) == kRecordSize;
+  const qint64 offset = (first - 1) * kRecordSize;
+  const qint64 size = (last - first + 1) * kRecordSize;
+  const char* data = reinterpret_cast<const char*>(
+      &records_[static_cast<size_t>(set)][static_cast<size_t>(first) - 1]);
+  const bool ok = f->seek(offset) && f->write(data, size) == size;
   bool& failed = writeFailed_[static_cast<size_t>(set)];
   if (ok) {
     failed = false;

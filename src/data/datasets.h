@@ -96,6 +96,13 @@ class DataSets {
   // even when the scratch file cannot be written; then the result is false and
   // the prompt gets one clear message (not one per record).
   bool Put(int set, int n);
+  // A writer that puts many records in a row (import, download) may bracket
+  // them with these: records are then written in groups of up to 512 instead
+  // of one by one, and all of them are on disk when endBulk() returns. A
+  // write failure is reported once, by Put or by endBulk (false).
+  void beginBulk(int set);
+  bool endBulk(int set);
+
   // Points and DisplayedPoints to 0, statistics cleared, the rest of the
   // header reset; FileNo stays.
   void Empty(int set);
@@ -106,7 +113,8 @@ class DataSets {
 
  private:
   static void checkSet(int set);
-  bool writeThrough(int set, int n);
+  bool writeRange(int set, int first, int last);
+  bool flushPending(int set);
 
   UserPrompt* prompt_;
   bool open_ = false;
@@ -117,6 +125,10 @@ class DataSets {
   std::array<std::unique_ptr<QFile>, kDataSetCount> files_;
   std::unique_ptr<QFile> disp_;
   std::array<bool, kDataSetCount> writeFailed_{};
+  std::array<bool, kDataSetCount> bulk_{};
+  // Records put in bulk mode and not yet written, first..last (0: none).
+  std::array<int, kDataSetCount> pendingFirst_{};
+  std::array<int, kDataSetCount> pendingLast_{};
 };
 
 // Writes the four extreme texts into the remarks of the extreme records of
