@@ -22,12 +22,12 @@ void SimLine::setBaud(int baud) { m_baud = baud > 0 ? baud : 0; }
 double SimLine::byteMicros() const { return m_baud > 0 ? 10.0e6 / m_baud : 0.0; }
 
 qint64 SimLine::dueOf(const Chunk& c, qsizetype index) const {
-  return c.startUs + qint64(std::llround(double(index + 1) * byteMicros()));
+  return qint64(std::llround(c.startUs + double(index + 1) * byteMicros()));
 }
 
 void SimLine::receive(const QByteArray& bytes, qint64 nowUs) {
   // The program's bytes queue behind those still crossing the line.
-  const qint64 begin = std::max(nowUs, m_inFreeUs);
+  const double begin = std::max(double(nowUs), m_inFreeUs);
   for (qsizetype i = 0; i < bytes.size(); ++i) {
     const char b = bytes[i];
     if (static_cast<std::uint8_t>(b) != wire::kTerminator) {
@@ -35,12 +35,12 @@ void SimLine::receive(const QByteArray& bytes, qint64 nowUs) {
       if (m_in.size() > kMaxPending) m_in.remove(0, m_in.size() - kMaxPending);
       continue;
     }
-    complete(begin + qint64(std::llround(double(i + 1) * byteMicros())));
+    complete(begin + double(i + 1) * byteMicros());
   }
-  m_inFreeUs = begin + qint64(std::llround(double(bytes.size()) * byteMicros()));
+  m_inFreeUs = begin + double(bytes.size()) * byteMicros();
 }
 
-void SimLine::complete(qint64 arrivedUs) {
+void SimLine::complete(double arrivedUs) {
   const QByteArray body = m_in;
   m_in.clear();
   if (body.endsWith(kInitialise)) {
@@ -49,11 +49,7 @@ void SimLine::complete(qint64 arrivedUs) {
     return;  // the initialise sequence is never answered
   }
   ++m_frames;
-  const qint64 readyUs = arrivedUs + qint64(m_faults.delayMs) * 1000;
-  if (m_faults.silenceNext != 0) {
-    if (m_faults.silenceNext > 0) --m_faults.silenceNext;
-    return;
-  }
+  const double readyUs = arrivedUs + double(m_faults.delayMs) * 1000.0;
   if (m_faults.refuseNext > 0) {
     --m_faults.refuseNext;
     schedule(wire::refusal(), readyUs);
@@ -68,6 +64,11 @@ void SimLine::complete(qint64 arrivedUs) {
   QByteArray frame = body.right(8);
   frame.append(char(wire::kTerminator));
   QList<QByteArray> answers = m_model.handleFrame(frame);
+  // Silence loses the answer, not the command: the logger acted on it.
+  if (m_faults.silenceNext != 0) {
+    if (m_faults.silenceNext > 0) --m_faults.silenceNext;
+    return;
+  }
   const bool isStream = answers.size() > 1;
   if (isStream && m_faults.stallAfterPoints >= 0 && answers.size() > m_faults.stallAfterPoints)
     answers.resize(m_faults.stallAfterPoints);
@@ -81,12 +82,12 @@ void SimLine::complete(qint64 arrivedUs) {
   }
 }
 
-void SimLine::schedule(const QByteArray& bytes, qint64 readyUs) {
+void SimLine::schedule(const QByteArray& bytes, double readyUs) {
   if (bytes.isEmpty()) return;
   Chunk c;
   c.bytes = bytes;
   c.startUs = std::max(readyUs, m_outFreeUs);
-  m_outFreeUs = c.startUs + qint64(std::llround(double(bytes.size()) * byteMicros()));
+  m_outFreeUs = c.startUs + double(bytes.size()) * byteMicros();
   m_out.push_back(std::move(c));
 }
 
@@ -106,7 +107,7 @@ QByteArray SimLine::takeDue(qint64 nowUs) {
   QByteArray out;
   while (!m_out.empty()) {
     Chunk& c = m_out.front();
-    if (byteMicros() == 0.0 && c.startUs <= nowUs) {
+    if (byteMicros() == 0.0 && c.startUs <= double(nowUs)) {
       out.append(c.bytes.constData() + c.sent, c.bytes.size() - c.sent);
       m_out.pop_front();
       continue;

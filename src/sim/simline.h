@@ -58,19 +58,20 @@ class SimLine {
  private:
   struct Chunk {
     QByteArray bytes;
-    qint64 startUs = 0;  // the first byte begins here
+    double startUs = 0;  // the first byte begins here
     qsizetype sent = 0;  // bytes already handed out
   };
-  void complete(qint64 arrivedUs);
-  void schedule(const QByteArray& bytes, qint64 readyUs);
+  void complete(double arrivedUs);
+  void schedule(const QByteArray& bytes, double readyUs);
   qint64 dueOf(const Chunk& c, qsizetype index) const;
 
   DeviceModel& m_model;
   Faults m_faults;
   int m_baud = 0;
   QByteArray m_in;
-  qint64 m_inFreeUs = 0;   // the program-to-logger line is busy until then
-  qint64 m_outFreeUs = 0;  // the logger-to-program line is busy until then
+  // Times are kept unrounded so that long runs do not drift.
+  double m_inFreeUs = 0;   // the program-to-logger line is busy until then
+  double m_outFreeUs = 0;  // the logger-to-program line is busy until then
   std::deque<Chunk> m_out;
   int m_frames = 0;
   int m_inits = 0;
