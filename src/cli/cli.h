@@ -124,10 +124,17 @@ class Tool {
   // Connects (identification and the first status read). False after the
   // message when no logger answered or the first read failed.
   bool connect();
-  // Runs the event loop until the exchange in progress has ended.
-  void runUntilIdle();
+  // Runs the event loop until the exchange in progress has ended (or, when
+  // `interruptible`, until an interrupt caught by catchInterrupt()).
+  void runUntilIdle(bool interruptible = true);
   // Runs the event loop until `done` holds or the connection is gone.
   void runUntil(const std::function<bool()>& done);
+  // From now on Ctrl-C (or SIGTERM) ends the wait of runUntil() and
+  // runUntilIdle() instead of the process, so a long run can be ended
+  // cleanly: a continuous run is stopped and saved, a download cancelled.
+  void catchInterrupt();
+  bool interrupted() const;
+
   // The operation just run failed: the exchange was abandoned or the logger
   // is gone. A message was shown in either case.
   bool failed();
@@ -135,12 +142,16 @@ class Tool {
   Session& session() { return *session_; }
   CliPrompt& prompt() { return prompt_; }
   const GlobalOptions& options() const { return options_; }
+  // The model identified on connecting; it stays known after the connection
+  // is lost (the session then names no model), so saved data keeps it.
+  QString model() const { return model_; }
 
  private:
   GlobalOptions options_;
   CliPrompt prompt_;
   std::unique_ptr<QTemporaryDir> tempDir_;
   std::unique_ptr<Session> session_;
+  QString model_;
   bool abandoned_ = false;
   bool gone_ = false;
 };

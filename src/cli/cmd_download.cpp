@@ -78,6 +78,7 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
   });
 
   const int messagesBefore = tool.prompt().messages;
+  tool.catchInterrupt();
   s.Command5_Click();
   if (!s.downloading() && !s.busy()) {
     // Refused before anything was sent ("No download data.").
@@ -86,6 +87,14 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
     return kExitFailure;
   }
   tool.runUntilIdle();
+  if (tool.interrupted()) {
+    // Ends the download as the progress window's cancel does; the logger
+    // keeps its log marked as never downloaded.
+    s.Download_Cancel();
+    progress.end();
+    err(QStringLiteral("%1: download interrupted").arg(kProgram));
+    return kExitFailure;
+  }
   progress.end();
   const bool lost = tool.failed();
   if (lost || !finished || !ok) {
@@ -97,7 +106,7 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
   const DataSetInfo& log = s.data().info(LogData);
   if (!csv.isEmpty()) {
     QString error;
-    if (!Csv_Write(s.data(), LogData, s.ModelName(), s.status().IdentName, csv, &error)) {
+    if (!Csv_Write(s.data(), LogData, tool.model(), s.status().IdentName, csv, &error)) {
       err(QStringLiteral("%1: cannot write %2: %3").arg(kProgram, csv, error));
       return kExitFailure;
     }
@@ -123,7 +132,10 @@ Command downloadCommand() {
               "\n"
               "  --csv FILE  save the log in the program's CSV format; without it the points\n"
               "              are printed, one line each:\n"
-              "              yyyy/mm/dd hh:nn:ss<TAB>temperature (C)<TAB>humidity (%RH)"),
+              "              yyyy/mm/dd hh:nn:ss<TAB>temperature (C)<TAB>humidity (%RH)\n"
+              "\n"
+              "Ctrl-C cancels the download (exit status 1); the logger's log stays marked as\n"
+              "never downloaded."),
           {{QStringLiteral("csv"), true}},
           runDownload};
 }

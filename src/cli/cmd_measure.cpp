@@ -21,9 +21,10 @@ bool parseRunInterval(const QString& text, int* seconds, QString* error) {
   return false;
 }
 
-bool saveCsv(Session& s, const QString& path) {
+bool saveCsv(Tool& tool, const QString& path) {
+  Session& s = tool.session();
   QString error;
-  if (!Csv_Write(s.data(), RealTimeData, s.ModelName(), s.status().IdentName, path, &error)) {
+  if (!Csv_Write(s.data(), RealTimeData, tool.model(), s.status().IdentName, path, &error)) {
     err(QStringLiteral("%1: cannot write %2: %3").arg(kProgram, path, error));
     return false;
   }
@@ -76,20 +77,24 @@ int runMeasure(const GlobalOptions& global, const ParsedArgs& args) {
       if (q == QLatin1String("Is the measurement data preserved?")) return false;
       return std::nullopt;
     };
+    tool.catchInterrupt();
     s.Command2_Click();
     tool.runUntil([&] { return rt.Points >= count && !s.busy(); });
-    const bool lost = tool.failed();
+    const bool interrupted = tool.interrupted();
+    const bool lost = !interrupted && tool.failed();
     if (s.status().RecState == QLatin1String("renzoku")) {
       s.Command2_Click();  // stop the run; the status is read once more
-      tool.runUntilIdle();
+      tool.runUntilIdle(false);
     }
-    if (lost || tool.failed()) {
-      // What was measured before the failure is still worth keeping.
-      if (!csv.isEmpty() && rt.Points > 0) saveCsv(s, csv);
+    if (lost || interrupted || tool.failed()) {
+      // What was measured before is still worth keeping.
+      if (!csv.isEmpty() && rt.Points > 0) saveCsv(tool, csv);
+      if (interrupted)
+        err(QStringLiteral("%1: interrupted after %2 of %3 samples").arg(kProgram).arg(rt.Points).arg(count));
       return kExitFailure;
     }
   }
-  if (!csv.isEmpty() && !saveCsv(s, csv)) return kExitFailure;
+  if (!csv.isEmpty() && !saveCsv(tool, csv)) return kExitFailure;
   return kExitOk;
 }
 
@@ -109,7 +114,10 @@ Command measureCommand() {
               "  --interval SECONDS  time between samples of a continuous run: 2 to 60 seconds,\n"
               "                      or whole minutes up to 3600 seconds (default 5); at 2\n"
               "                      seconds the logger measures at its fast, coarser resolution\n"
-              "  --csv FILE          save the samples in the program's CSV format"),
+              "  --csv FILE          save the samples in the program's CSV format\n"
+              "\n"
+              "Ctrl-C ends a continuous run early: the samples taken so far are saved, and\n"
+              "the exit status is 1."),
           {{QStringLiteral("count"), true},
            {QStringLiteral("interval"), true},
            {QStringLiteral("csv"), true}},

@@ -1,7 +1,11 @@
 // The session behind every command: the port (real or emulated), the data
 // folder, connecting, and running the event loop while the logger talks.
+#include <signal.h>
+#include <unistd.h>
+
 #include <QDir>
 #include <QEventLoop>
+#include <QSocketNotifier>
 #include <QTimer>
 
 #include "cli/cli.h"
@@ -11,6 +15,34 @@
 #include "sim/simtransport.h"
 
 namespace hygro::cli {
+
+namespace {
+int g_interruptPipe[2] = {-1, -1};
+volatile sig_atomic_t g_interrupted = 0;
+
+void onInterrupt(int) {
+  g_interrupted = 1;
+  const char c = 1;
+  [[maybe_unused]] const auto n = ::write(g_interruptPipe[1], &c, 1);
+}
+}  // namespace
+
+void Tool::catchInterrupt() {
+  if (g_interruptPipe[0] >= 0 || ::pipe(g_interruptPipe) != 0) return;
+  struct sigaction sa {};
+  sa.sa_handler = onInterrupt;
+  sigemptyset(&sa.sa_mask);
+  ::sigaction(SIGINT, &sa, nullptr);
+  ::sigaction(SIGTERM, &sa, nullptr);
+  // The notifier only wakes the event loop; the waits look at the flag.
+  auto* notifier = new QSocketNotifier(g_interruptPipe[0], QSocketNotifier::Read, session_.get());
+  QObject::connect(notifier, &QSocketNotifier::activated, session_.get(), [] {
+    char buf[16];
+    [[maybe_unused]] const auto n = ::read(g_interruptPipe[0], buf, sizeof buf);
+  });
+}
+
+bool Tool::interrupted() const { return g_interrupted != 0; }
 
 Tool::Tool(const GlobalOptions& options) : options_(options) {}
 
@@ -75,13 +107,18 @@ bool Tool::connect() {
   session_->Port_Set_Command(once ? QStringLiteral("Once") : QStringLiteral("Search"),
                              options_.port);
   // No logger: the session has said "... not connected." already.
-  if (!session_->connected()) return false;
+  if (!session_->connected()) {
+    if (once)
+      err(QStringLiteral("%1: no logger answered on %2").arg(kProgram, options_.port));
+    return false;
+  }
+  model_ = session_->ModelName();
   runUntilIdle();
   return !failed();
 }
 
 void Tool::runUntil(const std::function<bool()>& done) {
-  while (!done() && session_->connected()) {
+  while (!done() && session_->connected() && !interrupted()) {
     QEventLoop loop;
     // Wake up whenever something may have changed what `done` looks at.
     QTimer tick;
@@ -93,10 +130,13 @@ void Tool::runUntil(const std::function<bool()>& done) {
   }
 }
 
-void Tool::runUntilIdle() {
-  while (session_->busy()) {
+void Tool::runUntilIdle(bool interruptible) {
+  while (session_->busy() && !(interruptible && interrupted())) {
     QEventLoop loop;
     QObject::connect(session_.get(), &Session::exchangeEnded, &loop, &QEventLoop::quit);
+    QTimer tick;  // to look at the interrupt flag now and then
+    QObject::connect(&tick, &QTimer::timeout, &loop, &QEventLoop::quit);
+    tick.start(100);
     if (!session_->busy()) break;
     loop.exec();
   }

@@ -12,13 +12,13 @@ QStringList linesOf(const QString& text) {
   if (!lines.isEmpty() && lines.last().isEmpty()) lines.removeLast();
   return lines;
 }
+}  // namespace
 
 QString cliExecutable() {
   QString dir = qEnvironmentVariable("HYGROTAB_BIN_DIR");
   if (dir.isEmpty()) dir = QStringLiteral(HYGROTAB_BIN_DIR);
   return QDir(dir).filePath(QStringLiteral("hygrotab-cli"));
 }
-}  // namespace
 
 QStringList CliResult::outLines() const { return linesOf(out); }
 QStringList CliResult::errLines() const { return linesOf(err); }

@@ -24,6 +24,9 @@ struct CliResult {
   bool hasField(const QString& caption) const;
 };
 
+// Where the tool is: $HYGROTAB_BIN_DIR, else the build's bin folder.
+QString cliExecutable();
+
 // Runs the tool with `args` (global options and command), at most
 // `timeoutMs`. The data folder is always a private temporary one.
 CliResult runCli(const QStringList& args, int timeoutMs = 30000);
