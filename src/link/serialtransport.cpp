@@ -73,6 +73,7 @@ QStringList SerialTransport::preferredPorts() const {
 }
 
 void SerialTransport::onError(QSerialPort::SerialPortError error) {
+  // No clearError() here: it reports NoError through this same signal.
   switch (error) {
     case QSerialPort::ReadError:
     case QSerialPort::ResourceError:
@@ -88,7 +89,6 @@ void SerialTransport::onError(QSerialPort::SerialPortError error) {
       // RTS on a pseudo-terminal and the like: not worth a word.
       break;
   }
-  serial_.clearError();
 }
 
 void SerialTransport::lowerLatency() {

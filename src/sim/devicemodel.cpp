@@ -265,7 +265,13 @@ void DeviceModel::measure() { m_last = sample(clock(), m_lowRes); }
 
 // ---------------------------------------------------------------- memory and state
 
-void DeviceModel::setModel(const QString& model) { m_model = model; }
+void DeviceModel::setModel(const QString& model) {
+  // The identification answer names the model: keep the two in step.
+  const QByteArray old = m_model.toLatin1();
+  if (!old.isEmpty() && m_versionText.startsWith(old))
+    m_versionText = model.toLatin1() + m_versionText.mid(old.size());
+  m_model = model;
+}
 
 void DeviceModel::setVersionText(const QByteArray& text) {
   m_versionText = text;

@@ -1,0 +1,200 @@
+// Finding and identifying the logger, connecting, disconnecting, and the
+// bridge's disappearance; on the in-process emulator and on a real pty.
+#include <QSignalSpy>
+#include <QtTest>
+
+#include "link/bridge.h"
+#include "link/connection.h"
+#include "link/exchange.h"
+#include "link/frame.h"
+#include "link/portnames.h"
+#include "link/serialtransport.h"
+#include "logger/session.h"
+#include "sim/simtransport.h"
+#include "support/fake_transport.h"
+#include "support/recording_bridge.h"
+#include "support/scripted_prompt.h"
+
+using namespace hygro;
+using hygro::test::RecordingBridge;
+using hygro::test::ScriptedPrompt;
+
+namespace {
+
+struct SimRig {
+  ScriptedPrompt prompt;
+  sim::SimTransport* sim = new sim::SimTransport;
+  RecordingBridge* bridge = new RecordingBridge;
+  Session session{std::unique_ptr<Transport>(sim), std::unique_ptr<BridgePins>(bridge), &prompt};
+  QTemporaryDir dir;
+  QList<QByteArray> frames;
+  SimRig() {
+    Connection& c = session.connection();
+    c.CloseWaitMs = 1;
+    c.PulseHighMs = 1;
+    c.PulseLowMs = 1;
+    QObject::connect(&session.exchange(), &Exchange::frameSent,
+                     [this](const QByteArray& f) { frames << f; });
+    QString error;
+    session.data().open(dir.path(), &error);
+  }
+  ~SimRig() { session.data().closeAndRemove(); }
+};
+
+}  // namespace
+
+class TestConnection : public QObject {
+  Q_OBJECT
+ private Q_SLOTS:
+  void portNamesMapToDevices() {
+#ifndef Q_OS_WIN
+    QCOMPARE(PortPath(QStringLiteral("1")), QStringLiteral("/dev/ttyUSB0"));
+    QCOMPARE(PortPath(QStringLiteral("16")), QStringLiteral("/dev/ttyUSB15"));
+#endif
+    QCOMPARE(PortPath(QStringLiteral("/dev/pts/7")), QStringLiteral("/dev/pts/7"));
+    QCOMPARE(PortPath(QStringLiteral("0")), QStringLiteral("0"));
+    QCOMPARE(PortDisplay(QStringLiteral("/dev/ttyUSB2")), QStringLiteral("3"));
+    QCOMPARE(PortDisplay(QStringLiteral("COM12")), QStringLiteral("12"));
+    QCOMPARE(PortDisplay(QStringLiteral("/tmp/logger")), QStringLiteral("/tmp/logger"));
+    QCOMPARE(Connection::SettingsText(QStringLiteral("57600")), QStringLiteral("57600,n,8,1"));
+  }
+
+  void bridgeMasks() {
+    QCOMPARE(int(BridgeMask(0)), 0xF0);
+    QCOMPARE(int(BridgeMask(0xFF)), 0xFF);
+    QCOMPARE(int(BridgeMask(0x05)), 0xF5);
+  }
+
+  void theLongerModelNameWins_data() {
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<QString>("model");
+    QTest::newRow("XCB") << QByteArray("QM720-XCB V\x02\xFF") << "QM720-XCB";
+    QTest::newRow("XC") << QByteArray("xxQM720-XC V\x03\xFF") << "QM720-XC";
+    QTest::newRow("510") << QByteArray("QM510-XC\x01\xFF") << "QM510-XC";
+    QTest::newRow("none") << QByteArray("QM999\xFF") << "";
+  }
+  void theLongerModelNameWins() {
+    QFETCH(QByteArray, answer);
+    QFETCH(QString, model);
+    QCOMPARE(Connection::ModelFromAnswer(answer), model);
+  }
+
+  void identifiesEachModelAndReadsItsStatus_data() {
+    QTest::addColumn<QString>("model");
+    QTest::newRow("QM720-XC") << "QM720-XC";
+    QTest::newRow("QM720-XCB") << "QM720-XCB";
+    QTest::newRow("QM510-XC") << "QM510-XC";
+  }
+  void identifiesEachModelAndReadsItsStatus() {
+    QFETCH(QString, model);
+    SimRig r;
+    r.sim->model().setModel(model);
+    QSignalSpy ended(&r.session, &Session::exchangeEnded);
+    QVERIFY(r.session.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("1")));
+    QTRY_VERIFY(ended.count() >= 1);
+    QCOMPARE(r.session.ModelName(), model);
+    QCOMPARE(r.session.view().statusBar, QStringLiteral("Communicating\u3000Port1"));
+    QCOMPARE(r.session.view().caption,
+             QStringLiteral("[Hygrotab] Temperature and Humidity Logger ") + model);
+    // The wake pulse: all pins high, then all low.
+    QCOMPARE(r.bridge->masks.mid(0, 2), (QList<quint8>{0xFF, 0xF0}));
+    // The battery read proves the logger answers; the status read follows.
+    QVERIFY(r.frames.size() >= 20);
+    QCOMPARE(r.frames[0], CommandFrame(1, 16, 0, 0));
+    QCOMPARE(r.frames[1], CommandFrame(1, 99, 0, 0));
+    QCOMPARE(r.session.exchange().queue.entries[0].CommMode, QStringLiteral("port_open"));
+    QVERIFY(r.prompt.calls.isEmpty());
+  }
+
+  void aMissingPortIsNotConnected() {
+    SimRig r;
+    QVERIFY(r.session.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("7")));
+    QVERIFY(!r.session.connected());
+    QCOMPARE(r.prompt.messages(), QStringList{QStringLiteral("Hygrotab not connected.")});
+    QCOMPARE(r.session.view().statusBar, QStringLiteral("Unconnection"));
+    QVERIFY(r.bridge->values.isEmpty());  // the port never opened: no pulse
+  }
+
+  void theSearchGoesFromSixteenDown() {
+    SimRig r;
+    r.sim->setAttachedPort(QStringLiteral("3"));
+    // Hide the emulator from the preferred list by asking for a port it does
+    // not list first: a search still reaches it.
+    QVERIFY(r.session.Port_Set_Command(QStringLiteral("Search"), QString()));
+    QTRY_VERIFY(!r.session.busy());
+    QVERIFY(r.session.connected());
+    QCOMPARE(r.session.view().statusBar, QStringLiteral("Communicating\u3000Port3"));
+  }
+
+  void unpluggingDisconnectsOnceWithoutMessages() {
+    SimRig r;
+    r.session.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("1"));
+    QTRY_VERIFY(!r.session.busy());
+    QSignalSpy ended(&r.session, &Session::exchangeEnded);
+    r.session.Command11_Click();
+    QVERIFY(r.session.busy());
+    r.sim->unplug();
+    QVERIFY(!r.session.connected());
+    QVERIFY(!r.session.busy());
+    QTest::qWait(600);  // a presence check and any stray timers
+    QCOMPARE(ended.count(), 1);
+    QVERIFY(r.prompt.calls.isEmpty());
+    QCOMPARE(r.session.view().statusBar, QStringLiteral("Unconnection"));
+  }
+
+  void thePresenceCheckWaitsForIdle() {
+    hygro::test::FakeTransport port;
+    ScriptedPrompt prompt;
+    RecordingBridge bridge;
+    Exchange x(&port, &prompt);
+    Connection c(&port, &bridge, &x, &prompt);
+    c.D_CHECK.setInterval(10);
+    port.open();
+    x.Queue_Reset();
+    x.Command_Add(1, 16, 0, 0, QString());
+    x.TimeOutMs = 100000;
+    x.Command_Send();
+    port.present = false;
+    QTest::qWait(60);
+    QVERIFY(port.isOpen());  // an exchange runs: no check
+    x.Pro_End();
+    QTRY_VERIFY(!port.isOpen());
+    QVERIFY(prompt.calls.isEmpty());
+  }
+
+  void aFullConversationOverAPseudoTerminal() {
+    const QString sim = QStringLiteral(HYGROTAB_BIN_DIR "/hygrotab-sim");
+    if (!QFile::exists(sim)) QSKIP("hygrotab-sim not built");
+    QTemporaryDir dir;
+    const QString link = dir.filePath(QStringLiteral("logger"));
+    QProcess host;
+    host.start(sim, {QStringLiteral("--link"), link, QStringLiteral("--no-pace")});
+    QVERIFY(host.waitForStarted());
+    QVERIFY(host.waitForReadyRead(5000));
+
+    ScriptedPrompt prompt;
+    Session session(std::make_unique<SerialTransport>(), std::make_unique<RecordingBridge>(), &prompt);
+    session.connection().CloseWaitMs = 1;
+    session.connection().PulseHighMs = 1;
+    session.connection().PulseLowMs = 1;
+    QVERIFY(session.data().open(dir.filePath(QStringLiteral("data")), nullptr) || true);
+    session.Port_Set_Command(QStringLiteral("Once"), link);
+    QTRY_VERIFY_WITH_TIMEOUT(session.connected() && !session.busy(), 10000);
+    QVERIFY2(prompt.calls.isEmpty(), qPrintable(prompt.messages().join('|')));
+    QVERIFY(!session.ModelName().isEmpty());
+    QVERIFY(session.status().FirmwareVersion.contains(session.ModelName()));
+    QCOMPARE(session.view().statusBar, QStringLiteral("Communicating\u3000Port") + link);
+
+    // The logger goes away: one clean disconnect.
+    QSignalSpy ended(&session, &Session::exchangeEnded);
+    host.terminate();
+    QVERIFY(host.waitForFinished(5000));
+    QTRY_VERIFY_WITH_TIMEOUT(!session.connected(), 3000);
+    QTest::qWait(600);
+    QCOMPARE(ended.count(), 1);
+    QVERIFY(prompt.calls.isEmpty());
+  }
+};
+
+QTEST_MAIN(TestConnection)
+#include "tst_link_connection.moc"
