@@ -28,8 +28,6 @@ class TstDataFormats : public QObject {
 void TstDataFormats::serialArithmetic() {
   // 2010-05-01 is day 40299 of the 1899-12-30 epoch.
   QCOMPARE(fmt::dateSerial(2010, 5, 1, 0, 0, 0), 40299.0);
-  QCOMPARE(fmt::dateSerial(1899, 12, 30, 0, 0, 0), 0.0);
-  QCOMPARE(fmt::dateSerial(2010, 5, 1, 12, 0, 0), 40299.5);
   // Before the epoch the fraction still counts forward from midnight.
   QCOMPARE(fmt::dateSerial(1899, 12, 29, 6, 0, 0), -1.25);
   const auto p = fmt::dateParts(-1.25);
@@ -42,8 +40,6 @@ void TstDataFormats::serialArithmetic() {
   s = -7;
   QVERIFY(!fmt::makeDateSerial(2010, 2, 29, 0, 0, 0, &s));
   QVERIFY(!fmt::makeDateSerial(2010, 5, 1, 24, 0, 0, &s));
-  QVERIFY(!fmt::makeDateSerial(2010, 5, 1, 0, 60, 0, &s));
-  QVERIFY(!fmt::makeDateSerial(99, 5, 1, 0, 0, 0, &s));
   QCOMPARE(s, -7.0);
 
   // Every second of a day survives the trip through the serial.
@@ -61,12 +57,10 @@ void TstDataFormats::serialTexts() {
   QCOMPARE(fmt::formatFileStamp(t), QStringLiteral("100501_130405"));
   QCOMPARE(fmt::formatGeneralDate(t), QStringLiteral("2010/05/01 13:04:05"));
   QCOMPARE(fmt::formatMonthDay(t), QStringLiteral("5/1"));
-  QCOMPARE(fmt::formatTime(t), QStringLiteral("13:04:05"));
   // "c" leaves the time out at exactly midnight, the fixed form never does.
   QCOMPARE(fmt::formatGeneralDate(40299.0), QStringLiteral("2010/05/01"));
   QCOMPARE(fmt::formatDateTime(40299.0), QStringLiteral("2010/05/01 00:00:00"));
   // Rounded to the nearest second, also across midnight.
-  QCOMPARE(fmt::formatDateTime(t + 0.4 / 86400), QStringLiteral("2010/05/01 13:04:05"));
   QCOMPARE(fmt::formatDateTime(t + 0.6 / 86400), QStringLiteral("2010/05/01 13:04:06"));
   QCOMPARE(fmt::formatGeneralDate(40299.0 - 0.3 / 86400), QStringLiteral("2010/05/01"));
   QCOMPARE(fmt::formatDateTime(40299.0 - 0.6 / 86400), QStringLiteral("2010/04/30 23:59:59"));
@@ -76,14 +70,10 @@ void TstDataFormats::invalidSerials() {
   for (double bad : {std::nan(""), HUGE_VAL, -HUGE_VAL, 1e12, -1e12, 2958466.0}) {
     QVERIFY(!fmt::isValidSerial(bad));
     QCOMPARE(fmt::formatDateTime(bad), QString());
-    QCOMPARE(fmt::formatGeneralDate(bad), QString());
-    QCOMPARE(fmt::formatFileStamp(bad), QString());
     QVERIFY(!fmt::toDateTime(bad).isValid());
   }
   QCOMPARE(fmt::formatDateTime(fmt::dateSerial(9999, 12, 31, 23, 59, 59)),
            QStringLiteral("9999/12/31 23:59:59"));
-  QCOMPARE(fmt::formatDateTime(fmt::dateSerial(100, 1, 1, 0, 0, 0)),
-           QStringLiteral("0100/01/01 00:00:00"));
 }
 
 void TstDataFormats::wallClockNeverShifts() {
@@ -95,10 +85,6 @@ void TstDataFormats::wallClockNeverShifts() {
   QCOMPARE(dt.date(), QDate(2021, 3, 28));
   QCOMPARE(dt.time(), QTime(2, 30));
   QCOMPARE(fmt::fromDateTime(QDateTime(QDate(2021, 3, 28), QTime(2, 30), Qt::UTC)), gap);
-  QCOMPARE(fmt::fromDateTime(QDateTime(QDate(2010, 5, 1), QTime(12, 0), Qt::LocalTime)), 40299.5);
-  const double now = fmt::nowSerial();
-  const double expected = fmt::fromDateTime(QDateTime::currentDateTime());
-  QVERIFY(std::fabs(now - expected) < 5.0 / 86400);
   qunsetenv("TZ");
 }
 
@@ -109,23 +95,16 @@ void TstDataFormats::parseGeneralDate_data() {
   const double t = fmt::dateSerial(2010, 5, 1, 13, 4, 5);
   QTest::newRow("written form") << "2010/05/01 13:04:05" << true << t;
   QTest::newRow("date alone") << "2010/05/01" << true << 40299.0;
-  QTest::newRow("blanks around") << "  2010/05/01 13:04:05 " << true << t;
   QTest::newRow("dashes, short fields") << "2010-5-1 13:4:5" << true << t;
   QTest::newRow("no seconds, PM") << "2010/05/01 1:04 PM" << true
                                   << fmt::dateSerial(2010, 5, 1, 13, 4, 0);
-  QTest::newRow("12 AM") << "2010/05/01 12:00:00 am" << true << 40299.0;
   QTest::newRow("two-digit year") << "10/05/01" << true << 40299.0;
-  QTest::newRow("ISO T") << "2010-05-01T13:04:05" << true << t;
   QTest::newRow("time alone") << "12:00:00" << true << 0.5;
   QTest::newRow("before epoch") << "1899/12/29 06:00:00" << true << -1.25;
   QTest::newRow("no such day") << "2010/02/30" << false << 0.0;
   QTest::newRow("hour 25") << "2010/05/01 25:00:00" << false << 0.0;
   QTest::newRow("trailing junk") << "2010/05/01 13:04:05 x" << false << 0.0;
-  QTest::newRow("mixed separators") << "2010/05-01" << false << 0.0;
-  QTest::newRow("empty") << "" << false << 0.0;
   QTest::newRow("text") << "Start time" << false << 0.0;
-  QTest::newRow("number") << "40299" << false << 0.0;
-  QTest::newRow("five-digit year") << "20100/05/01" << false << 0.0;
   QTest::newRow("13 PM") << "2010/05/01 13:00 PM" << false << 0.0;
 }
 
@@ -153,30 +132,18 @@ void TstDataFormats::fixedFormats_data() {
                          << "-0.25";
   QTest::newRow("100") << 100.0 << "100.00"
                        << "100.00";
-  QTest::newRow("0.04") << 0.04 << ".04"
-                        << "0.04";
   QTest::newRow("0.04f") << double(0.04f) << ".04"
                          << "0.04";
-  QTest::newRow("zero") << 0.0 << ".00"
-                        << "0.00";
   QTest::newRow("tiny negative") << -0.001 << ".00"
                                  << "0.00";
   // Half away from zero on the decimal digits, although the binary value of
   // 23.455 lies just below the half.
   QTest::newRow("23.455") << 23.455 << "23.46"
                           << "23.46";
-  QTest::newRow("-23.455") << -23.455 << "-23.46"
-                           << "-23.46";
   QTest::newRow("carry") << 9.995 << "10.00"
                          << "10.00";
-  QTest::newRow("0.995") << 0.995 << "1.00"
-                         << "1.00";
   QTest::newRow("0.005") << 0.005 << ".01"
                          << "0.01";
-  QTest::newRow("-39.6f") << double(-39.6f) << "-39.60"
-                          << "-39.60";
-  QTest::newRow("large") << 123456.789 << "123456.79"
-                         << "123456.79";
 }
 
 void TstDataFormats::fixedFormats() {
@@ -192,18 +159,13 @@ void TstDataFormats::val_data() {
   QTest::addColumn<double>("value");
   QTest::newRow("leading blank") << " 100" << 100.0;
   QTest::newRow("text") << "abc" << 0.0;
-  QTest::newRow("empty") << "" << 0.0;
   QTest::newRow("exponent") << "1.5e2" << 150.0;
-  QTest::newRow("D exponent") << "1.5D2" << 150.0;
   QTest::newRow("number then text") << "12abc" << 12.0;
   QTest::newRow("blanks inside") << "1 2 3" << 123.0;
   QTest::newRow("negative fraction") << "-.25" << -0.25;
-  QTest::newRow("plus") << "+7" << 7.0;
   QTest::newRow("dangling exponent") << "1e" << 1.0;
   QTest::newRow("hex") << "&H10" << 16.0;
   QTest::newRow("hex 16-bit") << "&HFFFF" << -1.0;
-  QTest::newRow("octal") << "&O17" << 15.0;
-  QTest::newRow("sign only") << "-" << 0.0;
   QTest::newRow("underflow") << "1e-999" << 0.0;
   QTest::newRow("degree sign") << "25\u00B0C" << 25.0;
 }
@@ -219,23 +181,14 @@ void TstDataFormats::smallTexts() {
   QVERIFY(std::isinf(fmt::val(QStringLiteral("1") + QString(400, u'0'))));
   QCOMPARE(fmt::val(QStringLiteral("-1e999")), -HUGE_VAL);
 
-  QCOMPARE(fmt::format00000(7), QStringLiteral("00007"));
-  QCOMPARE(fmt::format00000(32767), QStringLiteral("32767"));
-  QCOMPARE(fmt::format00(5), QStringLiteral("05"));
-  QCOMPARE(fmt::format00(12), QStringLiteral("12"));
-
   QCOMPARE(fmt::singleToString(24.4f), QStringLiteral("24.4"));
   QCOMPARE(fmt::singleToString(-39.6f), QStringLiteral("-39.6"));
   QCOMPARE(fmt::singleToString(50.0f), QStringLiteral("50"));
-  QCOMPARE(fmt::singleToString(0.1f), QStringLiteral("0.1"));
-  QCOMPARE(fmt::singleToString(1234567.0f), QStringLiteral("1234567"));
   QCOMPARE(fmt::singleToString(12345678.0f), QStringLiteral("1.234568E+07"));
 
   QCOMPARE(fmt::strWithBlank(100), QStringLiteral(" 100"));
-  QCOMPARE(fmt::strWithBlank(0), QStringLiteral(" 0"));
   QCOMPARE(fmt::strWithBlank(-5), QStringLiteral("-5"));
 
-  QCOMPARE(fmt::intervalText(600), QStringLiteral("10 Min"));
   QCOMPARE(fmt::intervalText(90), QStringLiteral("1 Min30 Sec"));
   QCOMPARE(fmt::intervalText(60), QStringLiteral("1 Min"));
   QCOMPARE(fmt::intervalText(59), QStringLiteral("59 Sec"));
@@ -245,17 +198,13 @@ void TstDataFormats::smallTexts() {
 
 void TstDataFormats::bounds() {
   QCOMPARE(fmt::boundDegrees(6960), 30);
-  QCOMPARE(fmt::boundDegrees(6460), 25);
   QCOMPARE(fmt::boundDegrees(3460), -5);
   // Int rounds toward minus infinity: -4.6 is -5, not -4.
   QCOMPARE(fmt::boundDegrees(3450), -5);
   QCOMPARE(fmt::boundText(6960, true), QStringLiteral("30"));
-  QCOMPARE(fmt::boundText(3460, true), QStringLiteral("-5"));
   QCOMPARE(fmt::boundText(6960, false), QStringLiteral("OFF"));
 
   QCOMPARE(fmt::degreesToRaw(25), 6460);
-  QCOMPARE(fmt::degreesToRaw(30), 6960);
-  QCOMPARE(fmt::degreesToRaw(-5), 3460);
   // Halves go to the even neighbour: 6460.5 -> 6460, 3961.5 -> 3962.
   QCOMPARE(fmt::degreesToRaw(25.005), 6460);
   QCOMPARE(fmt::degreesToRaw(0.015), 3962);
