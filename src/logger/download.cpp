@@ -2,8 +2,10 @@
 //
 // Segments: the table at 0xF000 holds one 8-byte entry per start of recording
 // (BCD start time, point count). Reading stops at 0xFFFF, at 150 entries, at
-// an entry older than the log's start, or at an erased entry: an erased entry
-// is the segment still being written, and nothing is ever written after it.
+// an entry older than the log's start, or at an erased entry: nothing is ever
+// written after an erased entry, so reading on would only cost exchanges. A
+// table with no written entry at all stands for one segment from the log's
+// start time.
 // Points are then given to the segments in table order, each taking its
 // count; the last segment takes whatever remains, so a table that disagrees
 // with the point total can neither lose points nor invent times past the end.
@@ -100,7 +102,7 @@ BranchResult Session::segmentAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
   seg.count = collect_[6] * 256 + collect_[7];
   ++entriesRead_;
   const bool older = seg.start < status_.StartTime;
-  if (!older && static_cast<int>(table_.size()) < kMaxSegments) table_.push_back(seg);
+  if (!older && !erased && static_cast<int>(table_.size()) < kMaxSegments) table_.push_back(seg);
   const bool more = address < 0xFFFF && !older && !erased && entriesRead_ < kMaxTableEntries;
   if (more) return sendAt(address);
   beginPointStream();

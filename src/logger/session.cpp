@@ -93,7 +93,10 @@ bool Session::Port_Set_Command(const QString& mode, const QString& port) {
 }
 
 void Session::Data_Save_Ask(int set, const QString& question) {
-  if (!data_.info(set).Modified || !prompt_) return;
+  // For the log set the flag also stands for "the logger holds data never
+  // downloaded"; with nothing held here there is nothing to save.
+  const DataSetInfo& info = data_.info(set);
+  if (!info.Modified || info.Points <= 0 || !prompt_) return;
   if (!prompt_->question(question, ModelName())) return;
   Csv_Save(data_, set, ModelName(), status_.IdentName, *prompt_);
 }

@@ -1,0 +1,411 @@
+// Logger operations against the emulator: the frames each operation sends and
+// what the session makes of the answers.
+#include <QSignalSpy>
+#include <QtTest>
+
+#include "data/formats.h"
+#include "link/frame.h"
+#include "logger/conversions.h"
+#include "logger/session.h"
+#include "sim/simtransport.h"
+#include "support/scripted_prompt.h"
+
+using namespace hygro;
+using hygro::test::ScriptedPrompt;
+
+namespace {
+
+struct Rig {
+  ScriptedPrompt prompt;
+  sim::SimTransport* sim = new sim::SimTransport;
+  Session session{std::unique_ptr<Transport>(sim), std::make_unique<NoBridge>(), &prompt};
+  QTemporaryDir dir;
+  QList<QByteArray> frames;
+
+  explicit Rig(const QString& state = QString()) {
+    if (!state.isEmpty()) {
+      QString error;
+      const bool ok = sim->model().loadFile(QStringLiteral(HYGROTAB_TEST_DATA "/sim/") + state, &error);
+      if (!ok) qFatal("state %s: %s", qPrintable(state), qPrintable(error));
+    }
+    session.connection().CloseWaitMs = 1;
+    session.connection().PulseHighMs = 1;
+    session.connection().PulseLowMs = 1;
+    session.data().open(dir.path(), nullptr);
+    QObject::connect(&session.exchange(), &Exchange::frameSent,
+                     [this](const QByteArray& f) { frames << f; });
+  }
+  ~Rig() { session.data().closeAndRemove(); }
+
+  bool connectAndWait() {
+    session.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("1"));
+    return waitIdle();
+  }
+  bool waitIdle(int ms = 10000) {
+    QDeadlineTimer deadline(ms);
+    while (session.busy() && !deadline.hasExpired()) QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    return !session.busy();
+  }
+  // The command codes sent since the last call, in order.
+  QList<int> codes() {
+    QList<int> c;
+    for (const QByteArray& f : frames) c << (f[2] * 100 + ((f[3] >> 4) & 0xF) * 10 + (f[3] & 0xF));
+    frames.clear();
+    return c;
+  }
+  const MeasurementRecord& rec(int set, int n) { return *session.data().at(set, n); }
+};
+
+const QList<int> kStatusCodes{99, 42, 43, 30, 23, 23, 23, 23, 23, 38, 34, 35, 36, 37, 47, 48, 50, 51, 57};
+
+}  // namespace
+
+class TestLoggerOps : public QObject {
+  Q_OBJECT
+ private Q_SLOTS:
+  void conversions() {
+    QCOMPARE(TemperatureFromRaw(6400), 24.4f);
+    QCOMPARE(TemperatureFromRaw(0), -39.6f);
+    QVERIFY(qAbs(HumidityFromRaw(1500, 25.0f) - 50.45f) < 1e-4f);
+    QVERIFY(qAbs(HumidityFromRaw(1500, 35.0f) - HumidityFromRaw(1500, 25.0f) - 1.3f) < 1e-4f);
+    QCOMPARE(BoundRawFromDegrees(30), 6960);
+    QCOMPARE(BoundRawFromDegrees(-5), 3460);
+    const BoundBytes up = BoundToBytes(6960, true);
+    QCOMPARE(int(up.high), 155);
+    QCOMPARE(int(up.low), 48);
+    const BoundBytes lo = BoundToBytes(3460, false);
+    QCOMPARE(int(lo.high), 13);
+    QCOMPARE(int(lo.low), 132);
+    const quint8 bcd[6] = {0x24, 0x05, 0x01, 0x13, 0x04, 0x05};
+    QCOMPARE(fmt::formatDateTime(LoggerTimeFromBcd(bcd)), QStringLiteral("2024/05/01 13:04:05"));
+    const quint8 erased[6] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+    QCOMPARE(LoggerTimeFromBcd(erased), 0.0);
+  }
+
+  void statusOfEachKindOfLogger_data() {
+    QTest::addColumn<QString>("state");
+    QTest::addColumn<QStringList>("expect");  // control=value pairs
+    QTest::newRow("idle") << "idle.json"
+                          << QStringList{"Label16=Record stop", "Command4=Start", "Label14=LAB1",
+                                         "Label26=2024/05/01 09:00:00", "Label21=144 point",
+                                         "Label6=10 Min", "Label48=One Time", "Label29=30 C",
+                                         "Label46=OFF", "Label7=3.05 V", "Label8="};
+    QTest::newRow("recording") << "recording.json"
+                               << QStringList{"Label16=Recording", "Command4=Stop", "Label6=1 Min",
+                                              "Label29=35 C", "Label46=0 C"};
+    QTest::newRow("reserved") << "reserved.json"
+                              << QStringList{"Label16=Reserving", "Command4=Reservation cancel",
+                                             "Label26=15Day08:30 Record beginning",
+                                             "Label21=0 Point", "Label6=5 Min"};
+    QTest::newRow("fresh") << "fresh.json"
+                           << QStringList{"Label26=----/--/-- --:--:--", "Label21=0 point",
+                                          "Label6=", "Label48=", "Label29=", "Label46="};
+    QTest::newRow("low battery") << "lowbattery.json"
+                                 << QStringList{"Label7=ＮＧ 2.49 V",
+                                                "Label8=End due to the voltage decrease.",
+                                                "Label6=5 Min"};
+    QTest::newRow("wrapped loop") << "wrapped_loop.json"
+                                  << QStringList{"Label21=15000 Point", "Label48=Loop"};
+  }
+  void statusOfEachKindOfLogger() {
+    QFETCH(QString, state);
+    QFETCH(QStringList, expect);
+    Rig r(state);
+    QVERIFY(r.connectAndWait());
+    QVERIFY2(r.prompt.calls.isEmpty(), qPrintable(r.prompt.messages().join('|')));
+    QCOMPARE(r.codes(), QList<int>{16} + kStatusCodes);
+    const StatusView& v = r.session.view();
+    const QHash<QString, QString> got{{"Label16", v.Label16}, {"Command4", v.Command4},
+                                      {"Label14", v.Label14}, {"Label26", v.Label26},
+                                      {"Label21", v.Label21}, {"Label6", v.Label6},
+                                      {"Label48", v.Label48}, {"Label29", v.Label29},
+                                      {"Label46", v.Label46}, {"Label7", v.Label7},
+                                      {"Label8", v.Label8}};
+    for (const QString& pair : expect) {
+      const QString key = pair.section('=', 0, 0);
+      QCOMPARE(key + '=' + got.value(key), pair);
+    }
+    QCOMPARE(v.batteryAlarm, state == QLatin1String("lowbattery.json"));
+    QVERIFY(r.session.status().FirmwareVersion.startsWith(QStringLiteral("QM720-XC")));
+  }
+
+  void oneMeasurement() {
+    Rig r(QStringLiteral("idle.json"));
+    QVERIFY(r.connectAndWait());
+    r.codes();
+    r.session.Command1_Click();
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.codes(), (QList<int>{25, 16, 22, 21}));
+    QCOMPARE(r.frames.size(), 0);
+    const DataSetInfo& rt = r.session.data().info(RealTimeData);
+    QCOMPARE(int(rt.Points), 1);
+    QVERIFY(rt.Modified);
+    QCOMPARE(r.session.realtimeLabels().Label2, QStringLiteral("24.4 C"));
+    QVERIFY(r.session.realtimeLabels().Label4.endsWith(QStringLiteral(" %RH")));
+    QVERIFY(qAbs(r.rec(RealTimeData, 1).Humidity - 50.45f) < 0.05f);
+    QCOMPARE(r.rec(RealTimeData, 1).Block, 1.0f);
+    QCOMPARE(int(r.session.data().DataSetIndex), int(RealTimeData));
+  }
+
+  void continuousRunsScaleOnlyAtTwoSeconds_data() {
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<bool>("minutes");
+    QTest::addColumn<int>("fast");
+    QTest::newRow("2 Sec") << "2" << false << 1;
+    QTest::newRow("2 Min") << "2" << true << 0;
+    QTest::newRow("5 Sec") << "5" << false << 0;
+  }
+  void continuousRunsScaleOnlyAtTwoSeconds() {
+    QFETCH(QString, value);
+    QFETCH(bool, minutes);
+    QFETCH(int, fast);
+    Rig r(QStringLiteral("idle.json"));
+    QVERIFY(r.connectAndWait());
+    r.frames.clear();
+    r.session.Combo5Text = value;
+    r.session.Option4Minutes = minutes;
+    r.session.Command2_Click();
+    QCOMPARE(r.session.status().RecState, QStringLiteral("renzoku"));
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.frames.value(0), CommandFrame(1, 25, fast, fast));
+    // Low-resolution readings brought back to scale: the value stays right.
+    QVERIFY(qAbs(r.rec(RealTimeData, 1).Temperature - 24.4f) < 0.1f);
+    QVERIFY(qAbs(r.rec(RealTimeData, 1).Humidity - 50.45f) < 1.0f);
+    QCOMPARE(r.session.view().Command2, QStringLiteral("Stop"));
+    r.prompt.questionAnswers.enqueue(false);
+    r.session.Command2_Click();
+    QVERIFY(r.session.status().RecState.isEmpty() || r.session.busy());
+    QCOMPARE(r.prompt.texts(QStringLiteral("question")),
+             QStringList{QStringLiteral("Is the measurement data preserved?")});
+    QVERIFY(r.waitIdle());
+    QVERIFY(!r.session.continuation.isActive());
+  }
+
+  void downloadOfAFullLog() {
+    Rig r(QStringLiteral("download_15000.json"));
+    QVERIFY(r.connectAndWait());
+    r.codes();
+    QSignalSpy progress(&r.session, &Session::downloadProgress);
+    QSignalSpy finished(&r.session, &Session::downloadFinished);
+    r.session.Command5_Click();
+    QVERIFY(r.waitIdle(60000));
+    QCOMPARE(finished.count(), 1);
+    QCOMPARE(finished[0][0].toBool(), true);
+    const QList<int> codes = r.codes();
+    QCOMPARE(codes.mid(0, 20), QList<int>{12} + kStatusCodes);
+    // The segment table is read up to its first erased entry, two reads an
+    // entry, then the stream is asked for once.
+    const QList<int> table = codes.mid(20, codes.size() - 22);
+    QVERIFY(!table.isEmpty() && table.size() % 2 == 0 && table.size() <= 4);
+    QCOMPARE(table.count(8), table.size());
+    QCOMPARE(codes.mid(codes.size() - 2), (QList<int>{44, 56}));
+    QVERIFY(r.prompt.calls.isEmpty());
+    const DataSetInfo& log = r.session.data().info(LogData);
+    QCOMPARE(int(log.Points), 15000);
+    QCOMPARE(log.Interval, 60);
+    QVERIFY(!log.Modified);
+    QCOMPARE(progress.first()[2].toString(), QStringLiteral("ダウンロード\u3000(0/15000)"));
+    QCOMPARE(progress.last()[2].toString(), QStringLiteral("Download\u3000(15000/15000)"));
+    QCOMPARE(fmt::formatDateTime(r.rec(LogData, 1).Time), QStringLiteral("2024/05/02 00:00:00"));
+    QCOMPARE(fmt::formatDateTime(r.rec(LogData, 15000).Time), QStringLiteral("2024/05/12 09:59:00"));
+    QCOMPARE(int(r.session.data().DataSetIndex), int(LogData));
+    // The extremes are marked in the remarks.
+    const int maxT = log.Stats.e[0].RecordNo;
+    QVERIFY(r.rec(LogData, maxT).remarks().contains(QStringLiteral("Maximum temperature")));
+  }
+
+  void downloadAtTwoSecondsScales() {
+    Rig r(QStringLiteral("download_2s.json"));
+    QVERIFY(r.connectAndWait());
+    r.session.Command5_Click();
+    QVERIFY(r.waitIdle());
+    QCOMPARE(int(r.session.data().info(LogData).Points), 4);
+    QVERIFY(qAbs(r.rec(LogData, 1).Temperature - 24.4f) < 0.05f);
+    QVERIFY(qAbs(r.rec(LogData, 1).Humidity - 50.45f) < 0.8f);
+    QCOMPARE(r.rec(LogData, 3).Temperature, TemperatureFromRaw(1600 * 4));
+    QCOMPARE(fmt::formatDateTime(r.rec(LogData, 2).Time), QStringLiteral("2024/05/02 10:00:02"));
+  }
+
+  void downloadOfTwoSegments() {
+    Rig r(QStringLiteral("two_segments.json"));
+    QVERIFY(r.connectAndWait());
+    r.session.Command5_Click();
+    QVERIFY(r.waitIdle());
+    QCOMPARE(int(r.session.data().info(LogData).Points), 200);
+    QCOMPARE(int(r.session.segments().size()), 2);
+    QCOMPARE(fmt::formatDateTime(r.rec(LogData, 120).Time), QStringLiteral("2024/05/01 11:59:00"));
+    QCOMPARE(fmt::formatDateTime(r.rec(LogData, 121).Time), QStringLiteral("2024/05/01 14:00:00"));
+    QCOMPARE(r.rec(LogData, 120).Block, 1.0f);
+    QCOMPARE(r.rec(LogData, 121).Block, 2.0f);
+  }
+
+  void aStalledDownloadFailsAndEmptiesTheLog() {
+    Rig r(QStringLiteral("download_15000.json"));
+    QVERIFY(r.connectAndWait());
+    r.sim->faults().stallAfterPoints = 50;
+    QSignalSpy finished(&r.session, &Session::downloadFinished);
+    r.session.Command5_Click();
+    QVERIFY(r.waitIdle(10000));
+    QCOMPARE(r.prompt.messages(), QStringList{QStringLiteral("It failed in download.")});
+    QCOMPARE(int(r.session.data().info(LogData).Points), 0);
+    QCOMPARE(finished.count(), 1);
+    QCOMPARE(finished[0][0].toBool(), false);
+  }
+
+  void nothingToDownload() {
+    Rig r(QStringLiteral("fresh.json"));
+    QVERIFY(r.connectAndWait());
+    r.codes();
+    r.session.Command5_Click();
+    QCOMPARE(r.prompt.messages(), QStringList{QStringLiteral("No download data.")});
+    QVERIFY(!r.session.busy());
+    QVERIFY(r.codes().isEmpty());
+  }
+
+  void alarmBoundsAndMemoryMode() {
+    Rig r(QStringLiteral("idle.json"));
+    QVERIFY(r.connectAndWait());
+    r.frames.clear();
+    r.session.Alarm_set(30, true, -5, false);
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.frames.value(0), CommandFrame(1, 45, 155, 48));
+    QCOMPARE(r.frames.value(1), CommandFrame(1, 46, 13, 132));
+    QCOMPARE(r.prompt.messages(), QStringList{QStringLiteral("Set completion")});
+    QCOMPARE(r.session.view().Label29, QStringLiteral("30 C"));
+    QCOMPARE(r.session.view().Label46, QStringLiteral("OFF"));
+    r.frames.clear();
+    r.session.M_Mode_Set(true);
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.frames.value(0), CommandFrame(1, 49, 1, 1));
+    QCOMPARE(r.session.view().Label48, QStringLiteral("Loop"));
+  }
+
+  void identificationNames() {
+    Rig r(QStringLiteral("idle.json"));
+    QVERIFY(r.connectAndWait());
+    const QList<std::pair<QString, QList<int>>> cases{
+        {QStringLiteral("AB"), {'A', 'B', ' ', ' '}},
+        {QStringLiteral("ABCDEF"), {'A', 'B', 'C', 'D'}},
+        {QString(), {' ', ' ', ' ', ' '}}};
+    for (const auto& [name, bytes] : cases) {
+      r.frames.clear();
+      QVERIFY(r.session.IdentNameCheck(name));
+      r.session.Set_HGName(name);
+      QVERIFY(r.waitIdle());
+      QCOMPARE(r.frames.value(0), CommandFrame(1, 40, bytes[0], bytes[1]));
+      QCOMPARE(r.frames.value(1), CommandFrame(1, 41, bytes[2], bytes[3]));
+      QCOMPARE(r.session.view().Label14, Session::PaddedName(name));  // read back
+    }
+    r.frames.clear();
+    QVERIFY(!r.session.IdentNameCheck(QStringLiteral("A/B")));
+    QCOMPARE(r.prompt.calls.last().text,
+             QStringLiteral("認識名称には次の文字は使えません\r\r           \\ / : * ? \" < > |"));
+    QCOMPARE(r.prompt.calls.last().title, QStringLiteral("QM510-XC"));
+    QVERIFY(r.frames.isEmpty());
+  }
+
+  void startAndStopARecording() {
+    Rig r(QStringLiteral("idle.json"));
+    QVERIFY(r.connectAndWait());
+    r.codes();
+    QCOMPARE(r.session.Command4_Click(), RecordButton::ShowStartDialog);
+    StartSettings s;
+    s.name = QStringLiteral("T1");
+    s.intervalValue = 2;
+    s.upperDegrees = 30;
+    s.upperOn = true;
+    s.lowerDegrees = -5;
+    r.session.Log_Start(s);
+    QVERIFY(r.waitIdle());
+    const QList<QByteArray> sent = r.frames;
+    QCOMPARE(r.codes(), QList<int>({40, 41, 45, 46, 49, 1, 2, 3, 4, 5, 6, 25, 11}) + kStatusCodes);
+    QCOMPARE(sent[2], CommandFrame(1, 45, 155, 48));
+    QCOMPARE(sent[11], CommandFrame(1, 25, 1, 1));
+    QCOMPARE(sent[12], CommandFrame(1, 11, 0x82, 2));
+    QVERIFY2(r.prompt.calls.isEmpty(), "a start shows no confirmation");
+    QCOMPARE(r.session.view().Label16, QStringLiteral("Recording"));
+    QCOMPARE(r.session.view().Label14, QStringLiteral("T1  "));
+
+    QCOMPARE(r.session.Command4_Click(), RecordButton::Stopping);
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.frames.value(0), CommandFrame(1, 12, 14, 0));
+    QCOMPARE(r.session.view().Label16, QStringLiteral("Record stop"));
+  }
+
+  void otherModelsSendNoBounds() {
+    Rig r(QStringLiteral("idle.json"));
+    r.sim->model().setModel(QStringLiteral("QM510-XC"));
+    QVERIFY(r.connectAndWait());
+    r.frames.clear();
+    StartSettings s;
+    s.upperOn = true;
+    s.upperDegrees = 30;
+    s.minutes = true;
+    s.intervalValue = 2;
+    r.session.Log_Start(s);
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.frames.value(2), CommandFrame(1, 45, 0, 0));
+    QCOMPARE(r.frames.value(3), CommandFrame(1, 46, 0, 0));
+    QCOMPARE(r.frames.value(11), CommandFrame(1, 25, 0, 0));
+    QVERIFY(!r.session.view().boundsVisible);
+  }
+
+  void reservationSequenceAndCancel() {
+    Rig r(QStringLiteral("idle.json"));
+    QVERIFY(r.connectAndWait());
+    r.codes();
+    ReservationSettings s;
+    s.at = fmt::dateSerial(2030, 1, 15, 8, 30, 0);
+    s.intervalValue = 5;
+    s.minutes = true;
+    QVERIFY(r.session.Yoyaku_Set(s));
+    QVERIFY(r.waitIdle());
+    const QList<QByteArray> sent = r.frames;
+    QCOMPARE(r.codes(), QList<int>({1, 2, 3, 4, 5, 6, 25, 31, 32, 33, 17}) + kStatusCodes);
+    QCOMPARE(sent[7], CommandFrame(1, 31, 15, 0));
+    QCOMPARE(sent[8], CommandFrame(1, 32, 8, 0));
+    QCOMPARE(sent[9], CommandFrame(1, 33, 30, 0));
+    QCOMPARE(sent[10], CommandFrame(1, 17, 0x83, 5));
+    QCOMPARE(r.session.view().Label16, QStringLiteral("Reserving"));
+    QCOMPARE(r.session.view().Label26, QStringLiteral("15Day08:30 Record beginning"));
+    QCOMPARE(r.session.Command4_Click(), RecordButton::Stopping);
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.session.view().Label16, QStringLiteral("Record stop"));
+
+    const double now = fmt::dateSerial(2024, 5, 2, 10, 30, 25);
+    QVERIFY(Session::ReservationTimeValid(fmt::dateSerial(2024, 5, 2, 10, 30, 0), now));
+    QVERIFY(!Session::ReservationTimeValid(fmt::dateSerial(2024, 5, 2, 10, 29, 0), now));
+  }
+
+  void theRecordButtonGuards() {
+    Rig low(QStringLiteral("lowbattery.json"));
+    QVERIFY(low.connectAndWait());
+    QCOMPARE(low.session.Command4_Click(), RecordButton::Refused);
+    QCOMPARE(low.prompt.messages(), QStringList{QStringLiteral("Please change a battery. ")});
+
+    Rig pending(QStringLiteral("two_segments.json"));  // data never downloaded
+    QVERIFY(pending.connectAndWait());
+    pending.prompt.questionAnswers.enqueue(false);
+    QCOMPARE(pending.session.Command4_Click(), RecordButton::Declined);
+    QCOMPARE(pending.prompt.texts(QStringLiteral("question")),
+             QStringList{QStringLiteral(
+                 "There is data never downloaded. \rMay I begin the data before though it is lost?")});
+  }
+
+  void settingTheClockReadsItBack() {
+    Rig r(QStringLiteral("idle.json"));
+    QVERIFY(r.connectAndWait());
+    r.codes();
+    r.session.Now_Time_set();
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.codes(), (QList<int>{1, 2, 3, 4, 5, 6}));
+    QCOMPARE(r.prompt.messages().size(), 1);
+    const QString text = r.prompt.messages().first();
+    QVERIFY(text.startsWith(QStringLiteral("Set completion\r\r")));
+    const QString now = fmt::formatDateTime(fmt::nowSerial()).left(13);  // to the hour
+    QVERIFY2(text.contains(now), qPrintable(text));
+  }
+};
+
+QTEST_MAIN(TestLoggerOps)
+#include "tst_logger_ops.moc"
