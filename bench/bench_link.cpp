@@ -102,7 +102,10 @@ void BM_Download15000Unpaced(benchmark::State& state) {
   for (auto _ : state) downloadOnce(rig, state, &wall, &wire);
   state.counters["points"] = 15000;
 }
-BENCHMARK(BM_Download15000Unpaced)->Unit(benchmark::kMillisecond)->Iterations(5)->MeasureProcessCPUTime();
+BENCHMARK(BM_Download15000Unpaced)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(5)
+    ->MeasureProcessCPUTime();
 
 }  // namespace
 

@@ -173,7 +173,8 @@ class TestConnection : public QObject {
     QVERIFY(host.waitForReadyRead(5000));
 
     ScriptedPrompt prompt;
-    Session session(std::make_unique<SerialTransport>(), std::make_unique<RecordingBridge>(), &prompt);
+    Session session(std::make_unique<SerialTransport>(), std::make_unique<RecordingBridge>(),
+                    &prompt);
     session.connection().CloseWaitMs = 1;
     session.connection().PulseHighMs = 1;
     session.connection().PulseLowMs = 1;

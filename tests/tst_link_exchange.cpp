@@ -102,9 +102,8 @@ class TestExchange : public QObject {
     QCOMPARE(int(r.x.queue.Count), 4);
     r.x.Command_Send();
     QTRY_COMPARE(ended.count(), 1);
-    QCOMPARE(r.port.writes,
-             (QByteArrayList{CommandFrame(1, 25, 0, 0), CommandFrame(1, 16, 0, 0),
-                             CommandFrame(1, 22, 0, 0), CommandFrame(1, 21, 0, 0)}));
+    QCOMPARE(r.port.writes, (QByteArrayList{CommandFrame(1, 25, 0, 0), CommandFrame(1, 16, 0, 0),
+                                            CommandFrame(1, 22, 0, 0), CommandFrame(1, 21, 0, 0)}));
     QCOMPARE(r.dispatched, (QList<int>{25, 16, 22, 21}));
     QVERIFY(!r.x.busy());
     QVERIFY(r.prompt.calls.isEmpty());
@@ -224,7 +223,8 @@ class TestExchange : public QObject {
   void theQueueHoldsOneHundredAndOneEntries() {
     Rig r;
     r.x.Queue_Reset();
-    for (int i = 0; i < CommandQueue::Capacity; ++i) QVERIFY(r.x.Command_Add(1, 16, 0, 0, QString()));
+    for (int i = 0; i < CommandQueue::Capacity; ++i)
+      QVERIFY(r.x.Command_Add(1, 16, 0, 0, QString()));
     QVERIFY(!r.x.Command_Add(1, 16, 0, 0, QString()));
     QCOMPARE(int(r.x.queue.Count), 101);
   }

@@ -25,7 +25,8 @@ struct Rig {
   explicit Rig(const QString& state = QString()) {
     if (!state.isEmpty()) {
       QString error;
-      const bool ok = sim->model().loadFile(QStringLiteral(HYGROTAB_TEST_DATA "/sim/") + state, &error);
+      const bool ok =
+          sim->model().loadFile(QStringLiteral(HYGROTAB_TEST_DATA "/sim/") + state, &error);
       if (!ok) qFatal("state %s: %s", qPrintable(state), qPrintable(error));
     }
     session.connection().CloseWaitMs = 1;
@@ -43,7 +44,8 @@ struct Rig {
   }
   bool waitIdle(int ms = 10000) {
     QDeadlineTimer deadline(ms);
-    while (session.busy() && !deadline.hasExpired()) QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    while (session.busy() && !deadline.hasExpired())
+      QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
     return !session.busy();
   }
   // The command codes sent since the last call, in order.
@@ -56,7 +58,8 @@ struct Rig {
   const MeasurementRecord& rec(int set, int n) { return *session.data().at(set, n); }
 };
 
-const QList<int> kStatusCodes{99, 42, 43, 30, 23, 23, 23, 23, 23, 38, 34, 35, 36, 37, 47, 48, 50, 51, 57};
+const QList<int> kStatusCodes{99, 42, 43, 30, 23, 23, 23, 23, 23, 38,
+                              34, 35, 36, 37, 47, 48, 50, 51, 57};
 
 }  // namespace
 
@@ -85,11 +88,17 @@ class TestLoggerOps : public QObject {
   void statusOfEachKindOfLogger_data() {
     QTest::addColumn<QString>("state");
     QTest::addColumn<QStringList>("expect");  // control=value pairs
-    QTest::newRow("idle") << "idle.json"
-                          << QStringList{"Label16=Record stop", "Command4=Start", "Label14=LAB1",
-                                         "Label26=2024/05/01 09:00:00", "Label21=144 point",
-                                         "Label6=10 Min", "Label48=One Time", "Label29=30 C",
-                                         "Label46=OFF", "Label7=3.05 V", "Label8="};
+    QTest::newRow("idle") << "idle.json" << QStringList{"Label16=Record stop",
+                                                        "Command4=Start",
+                                                        "Label14=LAB1",
+                                                        "Label26=2024/05/01 09:00:00",
+                                                        "Label21=144 point",
+                                                        "Label6=10 Min",
+                                                        "Label48=One Time",
+                                                        "Label29=30 C",
+                                                        "Label46=OFF",
+                                                        "Label7=3.05 V",
+                                                        "Label8="};
     QTest::newRow("recording") << "recording.json"
                                << QStringList{"Label16=Recording", "Command4=Stop", "Label6=1 Min",
                                               "Label29=35 C", "Label46=0 C"};
@@ -97,9 +106,12 @@ class TestLoggerOps : public QObject {
                               << QStringList{"Label16=Reserving", "Command4=Reservation cancel",
                                              "Label26=15Day08:30 Record beginning",
                                              "Label21=0 Point", "Label6=5 Min"};
-    QTest::newRow("fresh") << "fresh.json"
-                           << QStringList{"Label26=----/--/-- --:--:--", "Label21=0 point",
-                                          "Label6=", "Label48=", "Label29=", "Label46="};
+    QTest::newRow("fresh") << "fresh.json" << QStringList{"Label26=----/--/-- --:--:--",
+                                                          "Label21=0 point",
+                                                          "Label6=",
+                                                          "Label48=",
+                                                          "Label29=",
+                                                          "Label46="};
     QTest::newRow("low battery") << "lowbattery.json"
                                  << QStringList{"Label7=ＮＧ 2.49 V",
                                                 "Label8=End due to the voltage decrease.",
@@ -115,12 +127,11 @@ class TestLoggerOps : public QObject {
     QVERIFY2(r.prompt.calls.isEmpty(), qPrintable(r.prompt.messages().join('|')));
     QCOMPARE(r.codes(), QList<int>{16} + kStatusCodes);
     const StatusView& v = r.session.view();
-    const QHash<QString, QString> got{{"Label16", v.Label16}, {"Command4", v.Command4},
-                                      {"Label14", v.Label14}, {"Label26", v.Label26},
-                                      {"Label21", v.Label21}, {"Label6", v.Label6},
-                                      {"Label48", v.Label48}, {"Label29", v.Label29},
-                                      {"Label46", v.Label46}, {"Label7", v.Label7},
-                                      {"Label8", v.Label8}};
+    const QHash<QString, QString> got{
+        {"Label16", v.Label16}, {"Command4", v.Command4}, {"Label14", v.Label14},
+        {"Label26", v.Label26}, {"Label21", v.Label21},   {"Label6", v.Label6},
+        {"Label48", v.Label48}, {"Label29", v.Label29},   {"Label46", v.Label46},
+        {"Label7", v.Label7},   {"Label8", v.Label8}};
     for (const QString& pair : expect) {
       const QString key = pair.section('=', 0, 0);
       QCOMPARE(key + '=' + got.value(key), pair);
@@ -207,7 +218,8 @@ class TestLoggerOps : public QObject {
     QCOMPARE(progress.first()[2].toString(), QStringLiteral("ダウンロード\u3000(0/15000)"));
     QCOMPARE(progress.last()[2].toString(), QStringLiteral("Download\u3000(15000/15000)"));
     QCOMPARE(fmt::formatDateTime(r.rec(LogData, 1).Time), QStringLiteral("2024/05/02 00:00:00"));
-    QCOMPARE(fmt::formatDateTime(r.rec(LogData, 15000).Time), QStringLiteral("2024/05/12 09:59:00"));
+    QCOMPARE(fmt::formatDateTime(r.rec(LogData, 15000).Time),
+             QStringLiteral("2024/05/12 09:59:00"));
     QCOMPARE(int(r.session.data().DataSetIndex), int(LogData));
     // The extremes are marked in the remarks.
     const int maxT = log.Stats.e[0].RecordNo;
@@ -387,9 +399,10 @@ class TestLoggerOps : public QObject {
     QVERIFY(pending.connectAndWait());
     pending.prompt.questionAnswers.enqueue(false);
     QCOMPARE(pending.session.Command4_Click(), RecordButton::Declined);
-    QCOMPARE(pending.prompt.texts(QStringLiteral("question")),
-             QStringList{QStringLiteral(
-                 "There is data never downloaded. \rMay I begin the data before though it is lost?")});
+    QCOMPARE(
+        pending.prompt.texts(QStringLiteral("question")),
+        QStringList{QStringLiteral(
+            "There is data never downloaded. \rMay I begin the data before though it is lost?")});
   }
 
   void settingTheClockReadsItBack() {

@@ -30,7 +30,8 @@ W* named(const char* name, Args&&... args) {
 void setBack(QLabel* label, const QColor& color, const QColor& text = Qt::black) {
   label->setAutoFillBackground(color.isValid());
   QPalette p = label->palette();
-  p.setColor(QPalette::Window, color.isValid() ? color : QApplication::palette().color(QPalette::Button));
+  p.setColor(QPalette::Window,
+             color.isValid() ? color : QApplication::palette().color(QPalette::Button));
   p.setColor(QPalette::WindowText, text);
   label->setPalette(p);
 }
@@ -62,7 +63,8 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
   Combo1->addItems(Connection::BaudChoices());
   Combo1->setCurrentText(session_->connection().BaudText);
   Combo3 = named<QComboBox>("Combo3");
-  Combo3->addItems({QStringLiteral("QM510-XC"), QStringLiteral("QM720-XC"), QStringLiteral("QM720-XCB")});
+  Combo3->addItems(
+      {QStringLiteral("QM510-XC"), QStringLiteral("QM720-XC"), QStringLiteral("QM720-XCB")});
   Combo3->setCurrentText(QStringLiteral("QM720-XC"));
   Command20 = named<QPushButton>("Command20", QStringLiteral("Connect"));
   Label49 = named<QLabel>("Label49");
@@ -188,7 +190,8 @@ void Form1::Command20_Click() {
   const QString port = Combo4->currentText().trimmed();
   // A typed port is tried alone; an untouched box searches like the logger's
   // own software: the FTDI ports first, then 16 down to 1.
-  session_->Port_Set_Command(port.isEmpty() ? QStringLiteral("Search") : QStringLiteral("Once"), port);
+  session_->Port_Set_Command(port.isEmpty() ? QStringLiteral("Search") : QStringLiteral("Once"),
+                             port);
 }
 
 void Form1::applyStatus(const StatusView& v) {
@@ -222,7 +225,8 @@ void Form1::applyStatus(const StatusView& v) {
   const bool continuous = v.state == DisplayState::Continuous;
   Command1->setEnabled(idle);
   Command2->setEnabled(idle || continuous);
-  Command11->setEnabled(idle || v.state == DisplayState::Recording || v.state == DisplayState::Reserving);
+  Command11->setEnabled(idle || v.state == DisplayState::Recording ||
+                        v.state == DisplayState::Reserving);
   if (!connected || v.state == DisplayState::Idle) applyRealtime();
 }
 

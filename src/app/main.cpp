@@ -45,9 +45,10 @@ int main(int argc, char** argv) {
   const QCommandLineOption dataDir(QStringLiteral("data-dir"),
                                    QStringLiteral("Folder for the settings and scratch files."),
                                    QStringLiteral("DIR"));
-  const QCommandLineOption port(QStringLiteral("port"),
-                                QStringLiteral("Connect at start to PORT (a number or a device path)."),
-                                QStringLiteral("PORT"));
+  const QCommandLineOption port(
+      QStringLiteral("port"),
+      QStringLiteral("Connect at start to PORT (a number or a device path)."),
+      QStringLiteral("PORT"));
   parser.addOptions({demo, dataDir, port});
   parser.process(app);
 
@@ -83,9 +84,8 @@ int main(int argc, char** argv) {
   window.show();
   if (parser.isSet(demo) || parser.isSet(port)) {
     const QString p = parser.isSet(port) ? parser.value(port) : QStringLiteral("1");
-    QTimer::singleShot(0, &window, [&session, p] {
-      session.Port_Set_Command(QStringLiteral("Once"), p);
-    });
+    QTimer::singleShot(0, &window,
+                       [&session, p] { session.Port_Set_Command(QStringLiteral("Once"), p); });
   }
   const int rc = app.exec();
   session.data().closeAndRemove();

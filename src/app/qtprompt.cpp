@@ -36,8 +36,8 @@ std::optional<QString> QtPrompt::saveFileName(const QString& proposed, const QSt
                                               bool* dialogFailed) {
   if (dialogFailed) *dialogFailed = false;
   const QString dir = startFolder.isEmpty() ? QDir::currentPath() : startFolder;
-  const QString path =
-      QFileDialog::getSaveFileName(parent_, QString(), QDir(dir).filePath(proposed), qtFilter(filter));
+  const QString path = QFileDialog::getSaveFileName(parent_, QString(),
+                                                    QDir(dir).filePath(proposed), qtFilter(filter));
   if (path.isEmpty()) return std::nullopt;
   startFolder = QFileInfo(path).absolutePath();
   return path;

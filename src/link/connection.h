@@ -30,7 +30,9 @@ class Connection : public QObject {
   QString ModelName = QStringLiteral("Hygrotab");
 
   static const QStringList& BaudChoices();
-  static QString SettingsText(const QString& baudText) { return baudText + QStringLiteral(",n,8,1"); }
+  static QString SettingsText(const QString& baudText) {
+    return baudText + QStringLiteral(",n,8,1");
+  }
   // The model named in an identification answer: the longer name first, since
   // "QM720-XCB" contains "QM720-XC". Empty when none is named.
   static QString ModelFromAnswer(const QByteArray& answer);

@@ -87,7 +87,8 @@ void Exchange::gather() {
       const auto b = static_cast<quint8>(chunk[i]);
       // A flood without a terminator cannot run past the buffer: the excess is
       // dropped and the terminator still completes the answer.
-      if (rx.ReceiveCount < ReceiveBuffer::Capacity) rx.bytes[static_cast<size_t>(rx.ReceiveCount)] = b;
+      if (rx.ReceiveCount < ReceiveBuffer::Capacity)
+        rx.bytes[static_cast<size_t>(rx.ReceiveCount)] = b;
       if (b != kTerminator) {
         if (rx.ReceiveCount < ReceiveBuffer::Capacity) ++rx.ReceiveCount;
         continue;
@@ -95,7 +96,8 @@ void Exchange::gather() {
       mouse_p.stop();
       TimeOut.stop();
       RetryCount = 0;
-      const bool streaming = queue.Count > 0 &&
+      const bool streaming =
+          queue.Count > 0 &&
           queue.entries[static_cast<size_t>(queue.Current)].CommMode == QLatin1String("download");
       if (!streaming) inputArmed_ = false;
       Receive_Dispatch();

@@ -23,7 +23,8 @@ QString PortPath(const QString& port) {
 QString PortDisplay(const QString& port) {
   if (const int n = PortNumber(port)) return QString::number(n);
   static const QRegularExpression usb(QStringLiteral("^/dev/ttyUSB(\\d+)$"));
-  static const QRegularExpression com(QStringLiteral("^COM(\\d+)$"), QRegularExpression::CaseInsensitiveOption);
+  static const QRegularExpression com(QStringLiteral("^COM(\\d+)$"),
+                                      QRegularExpression::CaseInsensitiveOption);
   if (const auto m = usb.match(port); m.hasMatch()) {
     const int n = m.captured(1).toInt() + 1;
     if (n <= 255) return QString::number(n);

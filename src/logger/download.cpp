@@ -71,12 +71,10 @@ void Session::Download_Cancel() {
 }
 
 void Session::registerDownloadBranches() {
-  exchange_->setBranch(8, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
-    return segmentAnswer(e, rx);
-  });
-  exchange_->setBranch(44, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
-    return pointAnswer(e, rx);
-  });
+  exchange_->setBranch(
+      8, [this](QueuedCommand& e, const ReceiveBuffer& rx) { return segmentAnswer(e, rx); });
+  exchange_->setBranch(
+      44, [this](QueuedCommand& e, const ReceiveBuffer& rx) { return pointAnswer(e, rx); });
   exchange_->setBranch(56, [this](QueuedCommand&, const ReceiveBuffer&) {
     data_.info(LogData).Modified = false;
     return BranchResult::Advance;
@@ -85,7 +83,8 @@ void Session::registerDownloadBranches() {
 
 BranchResult Session::segmentAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
   if (e.CommMode != kKiroten) return BranchResult::Advance;
-  for (int k = 0; k < 4 && collectCount_ < 8; ++k) collect_[static_cast<size_t>(collectCount_++)] = rx.R(k);
+  for (int k = 0; k < 4 && collectCount_ < 8; ++k)
+    collect_[static_cast<size_t>(collectCount_++)] = rx.R(k);
   const int address = e.P2 * 256 + e.P3 + 4;
   auto sendAt = [&e](int addr) {
     e.P2 = static_cast<quint8>((addr >> 8) & 0xFF);
@@ -111,8 +110,8 @@ BranchResult Session::segmentAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
 
 void Session::beginPointStream() {
   const bool wrapped = status_.LoopMode != 0 && status_.Wrapped != 0;
-  downloadTotal_ = wrapped ? kLoggerCapacityPoints
-                           : static_cast<qint32>(status_.RecordedBytes / kBytesPerPoint);
+  downloadTotal_ =
+      wrapped ? kLoggerCapacityPoints : static_cast<qint32>(status_.RecordedBytes / kBytesPerPoint);
   downloadTotal_ = std::min(downloadTotal_, kLoggerCapacityPoints);
   endAddress_ = downloadTotal_ * kBytesPerPoint;
 
@@ -128,8 +127,9 @@ void Session::beginPointStream() {
   segments_.back().count = left;
 
   Q_EMIT downloadProgress(0, downloadTotal_,
-                          QStringLiteral("ダウンロード") + kIdeographicSpace + QStringLiteral("(0/") +
-                              QString::number(downloadTotal_) + QLatin1Char(')'));
+                          QStringLiteral("ダウンロード") + kIdeographicSpace +
+                              QStringLiteral("(0/") + QString::number(downloadTotal_) +
+                              QLatin1Char(')'));
   watchdogCount_ = 0;
   if (downloadTotal_ == 0) {
     finishDownload();

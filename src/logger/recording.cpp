@@ -123,9 +123,11 @@ bool Session::Yoyaku_Set(const ReservationSettings& s) {
 void Session::Clock_Send(const QString& mode) {
   const fmt::DateParts now = fmt::dateParts(fmt::nowSerial());
   // Plain binary values, not BCD: the frame encoding does the rest.
-  exchange_->Command_Add(1, 1, static_cast<quint8>(now.year % 100), static_cast<quint8>(now.month), mode);
+  exchange_->Command_Add(1, 1, static_cast<quint8>(now.year % 100), static_cast<quint8>(now.month),
+                         mode);
   exchange_->Command_Add(1, 2, static_cast<quint8>(now.day), static_cast<quint8>(now.hour), mode);
-  exchange_->Command_Add(1, 3, static_cast<quint8>(now.minute), static_cast<quint8>(now.second), mode);
+  exchange_->Command_Add(1, 3, static_cast<quint8>(now.minute), static_cast<quint8>(now.second),
+                         mode);
 }
 
 void Session::Now_Time_set() {

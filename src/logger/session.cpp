@@ -27,8 +27,8 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
       prompt_(prompt),
       data_(prompt) {
   exchange_ = std::make_unique<Exchange>(transport_.get(), prompt_);
-  connection_ = std::make_unique<Connection>(transport_.get(), bridge_.get(), exchange_.get(),
-                                             prompt_);
+  connection_ =
+      std::make_unique<Connection>(transport_.get(), bridge_.get(), exchange_.get(), prompt_);
   exchange_->setTitleSource([this] { return ModelName(); });
   connection_->appendStatusRead = [this](const QString& mode) { Status_Read(mode); };
   connection_->beforeConnect = [this] {

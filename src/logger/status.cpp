@@ -25,14 +25,16 @@ double LoggerTimeFromBcd(const quint8* b) {
   const int yy = BcdDigits(b[0]);
   const int year = yy < 30 ? 2000 + yy : 1900 + yy;
   double serial = 0;
-  if (!fmt::makeDateSerial(year, BcdDigits(b[1]), BcdDigits(b[2]), BcdDigits(b[3]),
-                           BcdDigits(b[4]), BcdDigits(b[5]), &serial))
+  if (!fmt::makeDateSerial(year, BcdDigits(b[1]), BcdDigits(b[2]), BcdDigits(b[3]), BcdDigits(b[4]),
+                           BcdDigits(b[5]), &serial))
     return 0;
   return serial;
 }
 
 void Session::Status_Read(const QString& mode) {
-  auto add = [&](quint8 code, quint8 param = 0) { exchange_->Command_Add(1, code, param, 0, mode); };
+  auto add = [&](quint8 code, quint8 param = 0) {
+    exchange_->Command_Add(1, code, param, 0, mode);
+  };
   add(99);
   add(42);
   add(43);
@@ -69,7 +71,8 @@ void Session::registerStatusBranches() {
     if (n <= 0) return BranchResult::Advance;
     QString text;
     for (int i = 0; i < n - 1; ++i) text += QChar(rx.bytes[static_cast<size_t>(i)]);
-    status_.FirmwareVersion = text + QLatin1Char('.') + fmt::format00(rx.bytes[static_cast<size_t>(n - 1)]);
+    status_.FirmwareVersion =
+        text + QLatin1Char('.') + fmt::format00(rx.bytes[static_cast<size_t>(n - 1)]);
     return BranchResult::Advance;
   });
   x.setBranch(42, [this](QueuedCommand&, const ReceiveBuffer& rx) {

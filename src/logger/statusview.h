@@ -9,26 +9,26 @@ enum class DisplayState { NotConnected, Idle, Recording, Reserving, Continuous }
 
 struct StatusView {
   DisplayState state = DisplayState::NotConnected;
-  QString caption;        // window caption
-  QString statusBar;      // first panel of the status bar
-  QString Label49;        // "Unconnection" / "Communicating"
-  QString Label16;        // "Recording", "Reserving", "Record stop" or "----"
-  QString Label26;        // start time, or the reservation text
-  QString Label48;        // "Loop" / "One Time"
-  QString Label29;        // upper bound
-  QString Label46;        // lower bound
+  QString caption;    // window caption
+  QString statusBar;  // first panel of the status bar
+  QString Label49;    // "Unconnection" / "Communicating"
+  QString Label16;    // "Recording", "Reserving", "Record stop" or "----"
+  QString Label26;    // start time, or the reservation text
+  QString Label48;    // "Loop" / "One Time"
+  QString Label29;    // upper bound
+  QString Label46;    // lower bound
   bool boundsVisible = false;
-  QString Label21;        // points
-  QString Label19;        // interval in seconds
-  QString Label6;         // interval text
-  QString Label7;         // battery
+  QString Label21;            // points
+  QString Label19;            // interval in seconds
+  QString Label6;             // interval text
+  QString Label7;             // battery
   bool batteryAlarm = false;  // red back colour
-  QString Label8;         // end message
+  QString Label8;             // end message
   bool endAlarm = false;
-  QString Label14;        // identification name
-  QString Command4;       // record button caption ("" when locked)
-  QString Command2;       // continuous button caption
-  QString Label3;         // shown data set: "Log", "RealTime", "File"
+  QString Label14;   // identification name
+  QString Command4;  // record button caption ("" when locked)
+  QString Command2;  // continuous button caption
+  QString Label3;    // shown data set: "Log", "RealTime", "File"
   // The state word of the command-line tool: "Recording", "Reserving",
   // "Record stop".
   QString stateWord() const;

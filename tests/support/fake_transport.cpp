@@ -43,6 +43,8 @@ QByteArray Answer(int r0, int r1, int r2, int r3) {
   return a;
 }
 
-QByteArray Hex(const char* spaced) { return QByteArray::fromHex(QByteArray(spaced).replace(' ', "")); }
+QByteArray Hex(const char* spaced) {
+  return QByteArray::fromHex(QByteArray(spaced).replace(' ', ""));
+}
 
 }  // namespace hygro::test
