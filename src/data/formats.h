@@ -22,9 +22,9 @@ double dateSerial(int y, int mo, int d, int h, int mi, int s);
 bool makeDateSerial(int y, int mo, int d, int h, int mi, int s, double* out);
 // The local wall clock now, with milliseconds.
 double nowSerial();
-// Takes the date and time fields of `dt` as they read, whatever its time spec.
+// Takes the date and time fields of `dt` as they read, whatever its timeSpec().
 double fromDateTime(const QDateTime& dt);
-// The wall-clock fields (to the millisecond) in a QDateTime whose spec is
+// The wall-clock fields (to the millisecond) in a QDateTime whose timeSpec() is
 // UTC, only so that no zone rule can shift or reject them: read date() and
 // time(), never convert it. Invalid QDateTime for an invalid serial.
 QDateTime toDateTime(double serial);

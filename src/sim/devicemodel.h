@@ -70,7 +70,7 @@ class DeviceModel : public QObject {
   // advance() call it; a host may call it from a timer to keep state fresh.
   void update();
 
-  // The logger's own wall clock (naive time in the Qt::UTC spec).
+  // The logger's own wall clock (naive time held as Qt::UTC).
   QDateTime clock() const;
   void setClock(const QDateTime& naiveTime);
 

@@ -41,7 +41,7 @@ std::optional<std::array<int, 4>> decodeValues(const QByteArray& bytes);
 std::array<std::uint8_t, 6> bcdTime(const QDateTime& t);
 
 // "YYYY-MM-DD hh:mm:ss" (or with a 'T') as a naive wall-clock time in the
-// Qt::UTC spec, so that no time zone or daylight-saving rule ever shifts it.
+// held as Qt::UTC, so that no time zone or daylight-saving rule ever shifts it.
 std::optional<QDateTime> parseTime(const QString& text);
 
 // The naive wall-clock time of a local QDateTime.
