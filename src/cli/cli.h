@@ -35,7 +35,7 @@ int usageError(const QString& message, const QString& command = QString());
 QString terminalText(const QString& text);
 
 // ---------------------------------------------------------------- arguments
-struct OptionSpec {
+struct OptionDef {
   QString name;  // without the leading "--"
   bool takesValue = false;
 };
@@ -52,7 +52,7 @@ struct ParsedArgs {
 
 // "--name value", "--name=value", "--" ends the options, "-h"/"--help" asks
 // for help. A negative number is a value, never an option ("--lower -5:on").
-bool parseArgs(const QStringList& args, const std::vector<OptionSpec>& specs, ParsedArgs* out,
+bool parseArgs(const QStringList& args, const std::vector<OptionDef>& defs, ParsedArgs* out,
                QString* error);
 
 // ---------------------------------------------------------------- values
@@ -161,7 +161,7 @@ struct Command {
   QString name;
   QString summary;
   QString usage;  // the whole --help text of the command
-  std::vector<OptionSpec> options;
+  std::vector<OptionDef> options;
   // Checks the arguments (usage errors return kExitUsage) before the tool
   // talks to the logger, then runs.
   std::function<int(const GlobalOptions& global, const ParsedArgs& args)> run;

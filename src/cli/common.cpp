@@ -38,7 +38,7 @@ QString terminalText(const QString& text) {
   return t;
 }
 
-bool parseArgs(const QStringList& args, const std::vector<OptionSpec>& specs, ParsedArgs* out,
+bool parseArgs(const QStringList& args, const std::vector<OptionDef>& defs, ParsedArgs* out,
                QString* error) {
   *out = {};
   bool optionsEnded = false;
@@ -63,13 +63,13 @@ bool parseArgs(const QStringList& args, const std::vector<OptionSpec>& specs, Pa
     }
     const qsizetype eq = a.indexOf(QLatin1Char('='));
     const QString name = a.mid(2, eq < 0 ? -1 : eq - 2);
-    const auto spec = std::find_if(specs.begin(), specs.end(),
-                                   [&](const OptionSpec& s) { return s.name == name; });
-    if (spec == specs.end()) {
+    const auto def = std::find_if(defs.begin(), defs.end(),
+                                   [&](const OptionDef& s) { return s.name == name; });
+    if (def == defs.end()) {
       *error = QStringLiteral("unknown option '--%1'").arg(name);
       return false;
     }
-    if (!spec->takesValue) {
+    if (!def->takesValue) {
       if (eq >= 0) {
         *error = QStringLiteral("option '--%1' takes no value").arg(name);
         return false;

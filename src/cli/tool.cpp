@@ -10,7 +10,7 @@
 
 #include "cli/cli.h"
 #include "link/bridge.h"
-#include "cli/porttransport.h"
+#include "link/serialtransport.h"
 #include "sim/demostate.h"
 #include "sim/simtransport.h"
 
@@ -67,7 +67,7 @@ int Tool::open() {
     transport = std::move(sim);
     bridge = std::make_unique<NoBridge>();
   } else {
-    transport = std::make_unique<PortTransport>();
+    transport = std::make_unique<SerialTransport>();
     bridge = MakeSystemBridge();
   }
   session_ = std::make_unique<Session>(std::move(transport), std::move(bridge), &prompt_);

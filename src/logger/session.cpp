@@ -51,6 +51,7 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
     if (status_.RecState == QLatin1String("renzoku")) {
       continuation.stop();
       status_.RecState.clear();
+      finishRealtimeRun();
     }
   });
   connect(exchange_.get(), &Exchange::exchangeEnded, this, [this] {
