@@ -1,6 +1,7 @@
 #include "app/form1.h"
 
 #include <QApplication>
+#include <QCloseEvent>
 #include <QComboBox>
 #include <QDateTime>
 #include <QFormLayout>
@@ -179,6 +180,15 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
   });
   resize(760, 420);
   session_->Status_Disp();
+}
+
+void Form1::closeEvent(QCloseEvent* event) {
+  // Measurements nobody saved are offered for saving before the scratch files
+  // go; closing itself is never refused.
+  session_->continuation.stop();
+  session_->Data_Save_Ask(LogData, QStringLiteral("Is the data of the log record preserved?"));
+  session_->Data_Save_Ask(RealTimeData, QStringLiteral("Is real-time data preserved?"));
+  QMainWindow::closeEvent(event);
 }
 
 void Form1::connectOnce() {

@@ -25,6 +25,9 @@ class Form1 : public QMainWindow {
   // Connects on the port in the port box (the demo's logger, or the stored one).
   void connectOnce();
 
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+
  private:
   void Command20_Click();
   void applyStatus(const StatusView& v);

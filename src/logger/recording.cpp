@@ -67,10 +67,7 @@ void Session::Log_Start(const StartSettings& s) {
   }
   const quint8 mode = s.loop ? 1 : 0;
   x.Command_Add(1, 49, mode, mode, kLogStart);
-  Clock_Send(kLogStart);
-  x.Command_Add(1, 4, 0, 0, kLogStart);
-  x.Command_Add(1, 5, 0, 0, kLogStart);
-  x.Command_Add(1, 6, 0, 0, kLogStart);
+  Clock_Set_Queue(kLogStart);
   const quint8 fast = FastFlag(s.intervalValue, s.minutes);
   x.Command_Add(1, 25, fast, fast, kLogStart);
   const auto value = static_cast<quint8>(s.intervalValue);
@@ -104,10 +101,7 @@ bool Session::Yoyaku_Set(const ReservationSettings& s) {
   }
   Exchange& x = *exchange_;
   x.Queue_Reset();
-  Clock_Send(kYoyaku);
-  x.Command_Add(1, 4, 0, 0, kYoyaku);
-  x.Command_Add(1, 5, 0, 0, kYoyaku);
-  x.Command_Add(1, 6, 0, 0, kYoyaku);
+  Clock_Set_Queue(kYoyaku);
   const quint8 fast = FastFlag(s.intervalValue, s.minutes);
   x.Command_Add(1, 25, fast, fast, kYoyaku);
   const fmt::DateParts at = fmt::dateParts(s.at);
@@ -130,13 +124,16 @@ void Session::Clock_Send(const QString& mode) {
                          mode);
 }
 
+void Session::Clock_Set_Queue(const QString& mode) {
+  // The read-back shows the time the logger actually took.
+  Clock_Send(mode);
+  for (quint8 code : {4, 5, 6}) exchange_->Command_Add(1, code, 0, 0, mode);
+}
+
 void Session::Now_Time_set() {
   if (busy() || !connected()) return;
   exchange_->Queue_Reset();
-  Clock_Send(kTSet);
-  exchange_->Command_Add(1, 4, 0, 0, kTSet);
-  exchange_->Command_Add(1, 5, 0, 0, kTSet);
-  exchange_->Command_Add(1, 6, 0, 0, kTSet);
+  Clock_Set_Queue(kTSet);
   exchange_->Command_Send();
 }
 

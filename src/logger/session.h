@@ -125,6 +125,8 @@ class Session : public QObject {
   // True when `at` may be reserved now (the present minute counts).
   static bool ReservationTimeValid(double at, double now);
   void Clock_Send(const QString& mode);
+  // Clock_Send followed by the clock read-back.
+  void Clock_Set_Queue(const QString& mode);
   void Now_Time_set();
   const ClockReadBack& clockReadBack() const { return clock_; }
 
