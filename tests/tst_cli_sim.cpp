@@ -51,7 +51,6 @@ class TestCliSim : public QObject {
   void measureOnce();
   void measureContinuousRunToCsv();
   void downloadTwoSegmentsToCsvMarksTheLogDownloaded();
-  void downloadAtTwoSecondsScalesTheCoarseValues();
   void downloadWrappedLoopReadsTheWholeMemory();
   void downloadFailures();
   void startStopAndReserve();
@@ -212,27 +211,6 @@ void TestCliSim::downloadTwoSegmentsToCsvMarksTheLogDownloaded() {
   const CliResult start = sim.run({QStringLiteral("start"), QStringLiteral("--interval"), QStringLiteral("1m")});
   QVERIFY2(start.exitCode == 0, CLI_DIAG(start));
   QCOMPARE(start.field("State"), QStringLiteral("Recording"));
-}
-
-void TestCliSim::downloadAtTwoSecondsScalesTheCoarseValues() {
-  SimLogger sim;
-  START_SIM(sim, QStringLiteral("download_2s.json"), QStringList{});
-  const CliResult r = sim.run({QStringLiteral("download")});
-  QVERIFY2(r.exitCode == 0, CLI_DIAG(r));
-  const QStringList lines = r.outLines();
-  QCOMPARE(lines.size(), 4);
-  const QStringList times{"2024/05/02 10:00:00", "2024/05/02 10:00:02", "2024/05/02 10:00:04",
-                          "2024/05/02 10:00:06"};
-  const double temps[] = {24.4, 25.0, 24.4, -10.0};
-  const double hums[] = {50.45, 55.0, 50.5, 30.0};
-  for (int i = 0; i < 4; ++i) {
-    const auto m = kSampleLine.match(lines[i]);
-    QVERIFY2(m.hasMatch(), qPrintable(lines[i]));
-    QCOMPARE(m.captured(1), times[i]);
-    // Stored at 12 and 8 bits: a count is 0.04 C and up to about 0.6 %RH.
-    QVERIFY2(qAbs(m.captured(2).toDouble() - temps[i]) <= 0.04, qPrintable(lines[i]));
-    QVERIFY2(qAbs(m.captured(3).toDouble() - hums[i]) <= 0.6, qPrintable(lines[i]));
-  }
 }
 
 void TestCliSim::downloadWrappedLoopReadsTheWholeMemory() {
