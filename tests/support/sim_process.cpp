@@ -2,13 +2,8 @@
 
 #include <QDeadlineTimer>
 #include <QDir>
-#include <QFileInfo>
 
 namespace hygro::test {
-
-SimProcess::~SimProcess() {
-  if (m_proc.state() != QProcess::NotRunning) stop();
-}
 
 QString SimProcess::executable() {
   QString dir = qEnvironmentVariable("HYGROTAB_BIN_DIR");
@@ -23,18 +18,13 @@ QString SimProcess::state(const QString& name) {
 bool SimProcess::start(const QStringList& args, QString* error, int timeoutMs) {
   const auto fail = [&](const QString& what) {
     if (error) *error = what;
-    if (m_proc.state() != QProcess::NotRunning) {
-      m_proc.kill();
-      m_proc.waitForFinished(1000);
-    }
+    stop(1000);
     return false;
   };
-  const QString exe = executable();
-  if (!QFileInfo(exe).isExecutable()) return fail(exe + QStringLiteral(" is not built"));
-  m_proc.setProcessChannelMode(QProcess::SeparateChannels);
-  m_proc.start(exe, args);
-  if (!m_proc.waitForStarted(timeoutMs)) return fail(m_proc.errorString());
-  QDeadlineTimer deadline(timeoutMs);
+  m_proc.start(executable(), args);
+  if (!m_proc.waitForStarted(timeoutMs))
+    return fail(executable() + QStringLiteral(": ") + m_proc.errorString());
+  const QDeadlineTimer deadline(timeoutMs);
   while (!m_proc.canReadLine()) {
     if (deadline.hasExpired() || m_proc.state() == QProcess::NotRunning)
       return fail(QStringLiteral("no terminal path: ") +

@@ -9,12 +9,9 @@ namespace hygro::test {
 
 class SimProcess {
  public:
-  SimProcess() = default;
-  ~SimProcess();
-  SimProcess(const SimProcess&) = delete;
-  SimProcess& operator=(const SimProcess&) = delete;
+  ~SimProcess() { stop(); }
 
-  // Starts build/bin/hygrotab-sim with the arguments and waits for the
+  // Starts the built hygrotab-sim with the arguments and waits for the
   // terminal path on its first output line. False (with *error) on failure.
   bool start(const QStringList& args, QString* error = nullptr, int timeoutMs = 5000);
   // SIGTERM and wait; returns the exit code (-1 when it had to be killed).
