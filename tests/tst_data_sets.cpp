@@ -4,34 +4,12 @@
 #include <cstring>
 
 #include "data/datasets.h"
-#include "data/formats.h"
-#include "support/data_disklimit.h"
+#include "support/data_fixtures.h"
 #include "support/scripted_prompt.h"
 
 using namespace hygro;
+using hygro::test::addSample;
 using hygro::test::ScriptedPrompt;
-
-namespace {
-
-QByteArray readAll(const QString& path) {
-  QFile f(path);
-  return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-void putSample(DataSets& ds, int set, float t, float h, const QString& remark = {}) {
-  DataSetInfo& info = ds.info(set);
-  ++info.Points;
-  ds.Rec = MeasurementRecord{};
-  ds.Rec.Temperature = t;
-  ds.Rec.Humidity = h;
-  ds.Rec.Time = fmt::dateSerial(2010, 5, 1, 12, 0, 0) + info.Points / 86400.0;
-  ds.Rec.Block = 1;
-  ds.Rec.setRemarks(remark);
-  QVERIFY(ds.Put(set, info.Points));
-  Stats_Add(ds.Rec, info.Points, info.Stats);
-}
-
-}  // namespace
 
 class TstDataSets : public QObject {
   Q_OBJECT
@@ -39,12 +17,9 @@ class TstDataSets : public QObject {
  private slots:
   void recordLayoutOnDisk();
   void remarksAreCutAndPadded();
-  void scratchFilesOverARun();
-  void crashLeftoversAreKept();
-  void unusableFolder();
+  void scratchFilesAndCrashLeftovers();
   void setIndexAndEmpty();
   void statistics();
-  void statsComparesAsFloat();
   void statsMark();
   void fullDiskKeepsRecords();
   void bulkWritesReachTheFile();
@@ -61,26 +36,16 @@ void TstDataSets::recordLayoutOnDisk() {
   ds.Rec.Block = 3;
   ds.Rec.setRemarks(QStringLiteral("AB"));
   QVERIFY(ds.Put(LogData, 2));
-  QCOMPARE(ds.RecordNo, qint16(2));
-
-  const QByteArray bytes = readAll(dir.filePath("log.rand"));
-  QCOMPARE(bytes.size(), 160);  // record 2 lies at 80; record 1 is a hole
-  const QByteArray r = bytes.mid(80);
-  // 23.5f = 0x41BC0000, -1.0f = 0xBF800000, 40299.5 = 0x40E3AD7000000000 (little-endian on
-  // disk), 3.0f = 0x40400000
-  QCOMPARE(r.left(8).toHex(), QByteArray("0000bc41000080bf"));
-  QCOMPARE(r.mid(8, 8), QByteArray(8, '\0'));
-  QCOMPARE(r.mid(16, 8).toHex(), QByteArray("0000000070ade340"));
-  QCOMPARE(r.mid(24, 4).toHex(), QByteArray("00004040"));
-  QCOMPARE(r.mid(28, 50), QByteArray("AB") + QByteArray(48, ' '));
-  QCOMPARE(r.mid(78, 2), QByteArray(2, '\0'));
-
-  // A record never put reads back as a blank record.
+  // Record 2 lies at 80, record 1 is a hole. Little-endian 23.5f, -1.0f,
+  // 8 zero bytes, 40299.5, 3.0f, then the remarks and 2 bytes of padding.
+  const QByteArray bytes = test::readFile(dir.filePath("log.rand"));
+  QCOMPARE(bytes.size(), 160);
+  QCOMPARE(bytes.mid(80, 28).toHex(), QByteArray("0000bc41000080bf0000000000000000"
+                                                 "0000000070ade34000004040"));
+  QCOMPARE(bytes.mid(108), QByteArray("AB") + QByteArray(48, ' ') + QByteArray(2, '\0'));
+  // The hole reads back as a blank record; nothing lies past the highest.
   ds.Get(LogData, 1);
   QCOMPARE(ds.Rec.Time, 0.0);
-  QCOMPARE(ds.Rec.remarks(), QString(50, u' '));
-  QVERIFY(ds.Get(LogData, 2));
-  QCOMPARE(ds.Rec.Block, 3.0f);
   QVERIFY(!ds.Get(LogData, 3));
   QVERIFY(!ds.Put(LogData, 0));
   QVERIFY(!ds.Put(LogData, 32768));
@@ -89,8 +54,7 @@ void TstDataSets::recordLayoutOnDisk() {
 void TstDataSets::remarksAreCutAndPadded() {
   MeasurementRecord r;
   QCOMPARE(QByteArray(r.Remarks, 50), QByteArray(50, ' '));
-  const QString sixty = QString(60, u'x');
-  r.setRemarks(sixty);
+  r.setRemarks(QString(60, u'x'));
   QCOMPARE(r.remarks(), QString(50, u'x'));
   // A multi-byte character that does not fit whole is left out, not split.
   r.setRemarks(QString(49, u'a') + QStringLiteral("\u00E9z"));
@@ -102,132 +66,85 @@ void TstDataSets::remarksAreCutAndPadded() {
   QCOMPARE(r.remarks(), QString(50, u' '));
 }
 
-void TstDataSets::scratchFilesOverARun() {
+void TstDataSets::scratchFilesAndCrashLeftovers() {
   QTemporaryDir dir;
-  ScriptedPrompt prompt;
-  {
-    DataSets ds(&prompt);
-    QString err;
-    QVERIFY(ds.open(dir.path(), &err));
-    QVERIFY(ds.isOpen());
-    for (const char* name : {"real.rand", "log.rand", "read.rand", "disp.rand"})
-      QVERIFY2(QFileInfo::exists(dir.filePath(name)), name);
-    QCOMPARE(ds.info(FileData).Stats.e[0].Value, -10000.0);
-    putSample(ds, RealTimeData, 20, 50);
-    ds.closeAndRemove();
-    QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList());
-    // After shutdown nothing reaches a file any more.
-    QVERIFY(ds.Put(RealTimeData, 2));
-  }
-  QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList());
-  QVERIFY(prompt.calls.isEmpty());
-}
-
-void TstDataSets::crashLeftoversAreKept() {
-  QTemporaryDir dir;
+  QString err;
   {
     // A run that ends without closeAndRemove (a crash) leaves its data.
     DataSets first;
-    QString err;
     QVERIFY(first.open(dir.path(), &err));
-    putSample(first, LogData, 21, 40);
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files),
+             QStringList({"disp.rand", "log.rand", "read.rand", "real.rand"}));
+    QVERIFY(addSample(first, LogData, 21, 40));
   }
-  const QByteArray left = readAll(dir.filePath("log.rand"));
+  const QByteArray left = test::readFile(dir.filePath("log.rand"));
   QCOMPARE(left.size(), 80);
 
   ScriptedPrompt prompt;
   DataSets second(&prompt);
-  QString err;
   QVERIFY(second.open(dir.path(), &err));
-  // Only the file that held data was moved aside; the empty ones are reused.
+  // Only the file that held data is moved aside, and the user is told where.
   QCOMPARE(second.recoveredFiles().size(), 1);
   const QString aside = second.recoveredFiles().first();
   QVERIFY(aside.startsWith(dir.filePath("log.rand.crash-")));
-  QCOMPARE(readAll(aside), left);
-  QCOMPARE(QFileInfo(dir.filePath("log.rand")).size(), 0);
+  QCOMPARE(test::readFile(aside), left);
   QCOMPARE(prompt.calls.size(), 1);
   QCOMPARE(prompt.calls[0].title, QStringLiteral("[Hygrotab] Temperature and Humidity Logger"));
   QVERIFY(prompt.calls[0].text.contains(QDir::toNativeSeparators(aside)));
+  // A normal shutdown removes the scratch files but keeps the copy; later
+  // records are still held but reach no file.
   second.closeAndRemove();
-  // The kept copy survives a normal shutdown too.
-  QVERIFY(QFileInfo::exists(aside));
-}
+  QVERIFY(second.Put(RealTimeData, 1));
+  QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QFileInfo(aside).fileName()});
 
-void TstDataSets::unusableFolder() {
-  QTemporaryDir dir;
-  DataSets ds;
-  QString err;
-  QVERIFY(!ds.open(dir.filePath("no/such/folder"), &err));
+  DataSets nowhere;
+  QVERIFY(!nowhere.open(dir.filePath("no/such/folder"), &err));
   QVERIFY(err.contains(QStringLiteral("real.rand")));
-  QVERIFY(!ds.isOpen());
 }
 
 void TstDataSets::setIndexAndEmpty() {
   DataSets ds;
   QVERIFY_THROWS_EXCEPTION(std::out_of_range, ds.info(3));
-  QVERIFY_THROWS_EXCEPTION(std::out_of_range, ds.Get(3, 1));
   QVERIFY_THROWS_EXCEPTION(std::out_of_range, ds.Put(255, 1));
-
+  // Emptying keeps FileNo and the records themselves (an emptied set's CSV
+  // takes record 1's time), and resets the rest.
   DataSetInfo& i = ds.info(RealTimeData);
   i.FileNo = 1;
-  putSample(ds, RealTimeData, 20, 50);
-  i.DisplayedPoints = 1;
-  i.Interval = 60;
   i.UpperOn = true;
-  i.UpperRaw = 6960;
-  i.Modified = true;
-  i.Model = QStringLiteral("QM720-XC");
+  addSample(ds, RealTimeData, 20, 50);
   ds.Empty(RealTimeData);
   QCOMPARE(i.FileNo, qint16(1));
   QCOMPARE(i.Points, qint16(0));
-  QCOMPARE(i.DisplayedPoints, qint16(0));
-  QCOMPARE(i.Interval, 0);
   QVERIFY(!i.UpperOn);
-  QVERIFY(!i.Modified);
   QCOMPARE(i.Stats.e[3].Value, 10000.0);
-  // Emptying does not wipe the records: record 1 still holds the old sample.
   QVERIFY(ds.Get(RealTimeData, 1));
-  QCOMPARE(ds.Rec.Temperature, 20.0f);
 }
 
 void TstDataSets::statistics() {
   DataSets ds;
   DataSetStats& st = ds.info(LogData).Stats;
-  putSample(ds, LogData, 20, 50);
-  putSample(ds, LogData, 25, 40);  // max T
-  putSample(ds, LogData, 25, 60);  // same max T: the first keeps it
-  putSample(ds, LogData, 10, 60);  // min T; same max H as record 3
-  QCOMPARE(st.e[0].RecordNo, qint16(2));
-  QCOMPARE(st.e[0].Value, 25.0);
-  QCOMPARE(st.e[1].RecordNo, qint16(4));
-  QCOMPARE(st.e[2].RecordNo, qint16(3));
-  QCOMPARE(st.e[3].RecordNo, qint16(2));
+  auto recordNos = [&] {
+    QList<int> r;
+    for (const auto& e : st.e) r << e.RecordNo;
+    return r;
+  };
+  addSample(ds, LogData, 20, 50);
+  addSample(ds, LogData, 25, 40);  // max T
+  addSample(ds, LogData, 25, 60);  // same max T: the first keeps it
+  addSample(ds, LogData, 10, 60);  // min T; same max H as record 3
+  QCOMPARE(recordNos(), QList<int>({2, 4, 3, 2}));
+  // The clamp moves the value, never the record number: 120 stays record 5,
+  // and a later 100 is not above the clamped 100.
+  addSample(ds, LogData, 120, 105);
+  addSample(ds, LogData, -50, -3);
+  addSample(ds, LogData, 100, 50);
+  QCOMPARE(recordNos(), QList<int>({5, 6, 5, 6}));
+  QList<double> values;
+  for (const auto& e : st.e) values << e.Value;
+  QCOMPARE(values, QList<double>({100, -40, 100, 0}));
 
-  // The clamp moves the value, never the record number.
-  putSample(ds, LogData, 120, 105);
-  putSample(ds, LogData, -50, -3);
-  QCOMPARE(st.e[0].Value, 100.0);
-  QCOMPARE(st.e[0].RecordNo, qint16(5));
-  QCOMPARE(st.e[1].Value, -40.0);
-  QCOMPARE(st.e[2].Value, 100.0);
-  QCOMPARE(st.e[3].Value, 0.0);
-  QCOMPARE(st.e[3].RecordNo, qint16(6));
-  // 100 exactly is not above the clamped 100.
-  putSample(ds, LogData, 100, 50);
-  QCOMPARE(st.e[0].RecordNo, qint16(5));
-
-  // Stats_Clear resets the values only.
-  Stats_Clear(st);
-  QCOMPARE(st.e[0].Value, -10000.0);
-  QCOMPARE(st.e[1].Value, 10000.0);
-  QCOMPARE(st.e[0].RecordNo, qint16(5));
-}
-
-void TstDataSets::statsComparesAsFloat() {
   // 20.1 as a double lies below 20.1f; compared as floats they are equal, so
   // a record of 20.1f does not displace a stored 20.1.
-  DataSetStats st;
-  Stats_Clear(st);
   st.e[0] = {1, 20.1};
   st.e[3] = {1, 20.1};
   MeasurementRecord r;
@@ -245,9 +162,9 @@ void TstDataSets::statsMark() {
   QVERIFY(!ds.Get(LogData, 1));
 
   const QString full = QString(50, u'r');
-  putSample(ds, LogData, 30, 20, QStringLiteral("  window  "));  // max T, min H
-  putSample(ds, LogData, 10, 80, full);                          // min T, max H
-  putSample(ds, LogData, 20, 50, QStringLiteral("plain"));
+  addSample(ds, LogData, 30, 20, QStringLiteral("  window  "));  // max T, min H
+  addSample(ds, LogData, 10, 80, full);                          // min T, max H
+  addSample(ds, LogData, 20, 50, QStringLiteral("plain"));
   Stats_Mark(ds, LogData);
   QVERIFY(ds.Get(LogData, 1));
   QCOMPARE(ds.Rec.remarks(),
@@ -255,11 +172,12 @@ void TstDataSets::statsMark() {
   // Already 50 characters: the texts are cut off.
   QVERIFY(ds.Get(LogData, 2));
   QCOMPARE(ds.Rec.remarks(), full);
-  QCOMPARE(ds.RecordNo, qint16(1));  // the last extreme put back was the minimum humidity
+  QVERIFY(ds.Get(LogData, 3));
+  QCOMPARE(ds.Rec.remarks().trimmed(), QStringLiteral("plain"));
 
   // One record holding all four extremes gets all four texts, cut at 50.
   DataSets one;
-  putSample(one, RealTimeData, 1, 1);
+  addSample(one, RealTimeData, 1, 1);
   Stats_Mark(one, RealTimeData);
   one.Get(RealTimeData, 1);
   QCOMPARE(one.Rec.remarks(), QStringLiteral("Maximum temperature Minimum temperature Maximum hu"));
@@ -271,57 +189,44 @@ void TstDataSets::fullDiskKeepsRecords() {
   DataSets ds(&prompt);
   QString err;
   QVERIFY(ds.open(dir.path(), &err));
-  for (int n = 0; n < 3; ++n) putSample(ds, LogData, 20 + n, 50);
+  for (int n = 1; n <= 3; ++n) QVERIFY(addSample(ds, LogData, n, 50));
   {
     test::FileSizeLimit limit(3 * 80);
     if (!limit.active()) QSKIP("cannot limit file sizes here");
-    for (int n = 4; n <= 10; ++n) {
-      ds.Rec.Temperature = float(n);
-      QVERIFY(!ds.Put(LogData, n));
-    }
+    for (int n = 4; n <= 10; ++n) QVERIFY(!addSample(ds, LogData, n, 50));
   }
   // One message for the whole failing stretch, naming the file.
   QCOMPARE(prompt.messages().size(), 1);
   QVERIFY(prompt.messages().first().contains(QStringLiteral("log.rand")));
-  // Every record is still held.
+  // Every record is still held, and with room again writes go through.
   for (int n = 4; n <= 10; ++n) {
     QVERIFY(ds.Get(LogData, n));
     QCOMPARE(ds.Rec.Temperature, float(n));
   }
-  // With room again, writes go through and a new failure would be told again.
-  QVERIFY(ds.Put(LogData, 11));
+  QVERIFY(addSample(ds, LogData, 11, 50));
   QCOMPARE(QFileInfo(dir.filePath("log.rand")).size(), 11 * 80);
 }
 
 void TstDataSets::bulkWritesReachTheFile() {
   QTemporaryDir dir;
-  ScriptedPrompt prompt;
-  DataSets ds(&prompt);
+  DataSets ds;
   QString err;
   QVERIFY(ds.open(dir.path(), &err));
-  const QString path = dir.filePath("read.rand");
   ds.beginBulk(FileData);
   for (int n = 1; n <= 1000; ++n) {
     ds.Rec.Temperature = float(n);
     QVERIFY(ds.Put(FileData, n));
   }
-  // Rewriting an earlier record and jumping back stay in order on disk.
   ds.Rec.Temperature = -1;
-  QVERIFY(ds.Put(FileData, 999));
-  QVERIFY(ds.Put(FileData, 3));
+  QVERIFY(ds.Put(FileData, 3));  // jumping back to an earlier record
   QVERIFY(ds.endBulk(FileData));
-  const QByteArray bytes = readAll(path);
+  const QByteArray bytes = test::readFile(dir.filePath("read.rand"));
   QCOMPARE(bytes.size(), 1000 * 80);
-  auto tempAt = [&](int n) {
+  for (int n : {1, 3, 700, 1000}) {
     float t = 0;
     std::memcpy(&t, bytes.constData() + (n - 1) * 80, 4);
-    return t;
-  };
-  QCOMPARE(tempAt(1), 1.0f);
-  QCOMPARE(tempAt(3), -1.0f);
-  QCOMPARE(tempAt(700), 700.0f);
-  QCOMPARE(tempAt(999), -1.0f);
-  QCOMPARE(tempAt(1000), 1000.0f);
+    QCOMPARE(t, n == 3 ? -1.0f : float(n));
+  }
 }
 
 QTEST_APPLESS_MAIN(TstDataSets)

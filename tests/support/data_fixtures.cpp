@@ -4,6 +4,11 @@
 
 #include "data/formats.h"
 
+#ifdef Q_OS_UNIX
+#include <signal.h>
+#include <sys/resource.h>
+#endif
+
 namespace hygro::test {
 
 void fillReferenceSet(DataSets& sets, int set) {
@@ -40,6 +45,20 @@ void fillReferenceSet(DataSets& sets, int set) {
   info.Modified = true;
 }
 
+bool addSample(DataSets& sets, int set, float t, float h, const QString& remark) {
+  DataSetInfo& info = sets.info(set);
+  ++info.Points;
+  sets.Rec = MeasurementRecord{};
+  sets.Rec.Temperature = t;
+  sets.Rec.Humidity = h;
+  sets.Rec.Time = fmt::dateSerial(2010, 5, 1, 12, 0, 0) + (info.Points - 1) / 1440.0;
+  sets.Rec.Block = 1;
+  sets.Rec.setRemarks(remark);
+  const bool written = sets.Put(set, info.Points);
+  Stats_Add(sets.Rec, info.Points, info.Stats);
+  return written;
+}
+
 QString csvFixture(const QString& name) {
   return QStringLiteral(HYGROTAB_TEST_DATA "/csv/") + name;
 }
@@ -49,9 +68,28 @@ QByteArray readFile(const QString& path) {
   return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
-bool writeFile(const QString& path, const QByteArray& bytes) {
-  QFile f(path);
-  return f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size() && f.flush();
+FileSizeLimit::FileSizeLimit(qint64 bytes) {
+#ifdef Q_OS_UNIX
+  // Exceeding the limit would otherwise kill the process with SIGXFSZ.
+  ::signal(SIGXFSZ, SIG_IGN);
+  rlimit lim{};
+  if (::getrlimit(RLIMIT_FSIZE, &lim) != 0) return;
+  oldSoft_ = lim.rlim_cur;
+  lim.rlim_cur = static_cast<rlim_t>(bytes);
+  active_ = ::setrlimit(RLIMIT_FSIZE, &lim) == 0;
+#else
+  Q_UNUSED(bytes);
+#endif
+}
+
+FileSizeLimit::~FileSizeLimit() {
+#ifdef Q_OS_UNIX
+  if (!active_) return;
+  rlimit lim{};
+  ::getrlimit(RLIMIT_FSIZE, &lim);
+  lim.rlim_cur = static_cast<rlim_t>(oldSoft_);
+  ::setrlimit(RLIMIT_FSIZE, &lim);
+#endif
 }
 
 }  // namespace hygro::test

@@ -1,6 +1,6 @@
 #pragma once
 // The data set behind the reference CSV files in tests/data/csv, and small
-// file helpers for the data tests.
+// helpers for the data tests.
 #include <QByteArray>
 #include <QString>
 
@@ -14,8 +14,27 @@ namespace hygro::test {
 void fillReferenceSet(DataSets& sets, int set);
 inline const QString kReferenceName = QStringLiteral("ROOM1");
 
+// Appends one record (block 1, a minute after the one before, from noon of
+// 2010-05-01) and adds it to the statistics. False when Put fails.
+bool addSample(DataSets& sets, int set, float t, float h, const QString& remark = {});
+
 QString csvFixture(const QString& name);  // path in tests/data/csv
 QByteArray readFile(const QString& path);
-bool writeFile(const QString& path, const QByteArray& bytes);
+
+// Makes the disk look full for this process: while an instance lives, no
+// file can grow beyond `bytes` (writes past it fail with EFBIG, as a full disk
+// fails with ENOSPC). active() is false where that cannot be done.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(qint64 bytes);
+  ~FileSizeLimit();
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+  bool active() const { return active_; }
+
+ private:
+  bool active_ = false;
+  quint64 oldSoft_ = 0;
+};
 
 }  // namespace hygro::test
