@@ -188,7 +188,7 @@ void TestCliOffline::demoStatus() {
     QVERIFY2(r.outLines()[i].startsWith(captions[i] + QStringLiteral(": ")), CLI_DIAG(r));
   QCOMPARE(r.field("Model"), QStringLiteral("QM720-XC"));
   QCOMPARE(r.field("Name"), QStringLiteral("DEMO"));
-  QCOMPARE(r.field("State"), QStringLiteral("Recording"));
+  QCOMPARE(r.field("State"), QStringLiteral("Record stop"));
   QCOMPARE(r.field("Points"), QStringLiteral("216 point"));
   QCOMPARE(r.field("Interval"), QStringLiteral("10 Min"));
   QCOMPARE(r.field("Battery"), QStringLiteral("3.05 V"));

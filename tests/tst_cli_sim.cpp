@@ -142,6 +142,14 @@ void TestCliSim::measureOnce() {
   // Stamped with the computer's time when the measurement was asked for.
   const QDateTime at = sampleTime(r.outLines()[0]);
   QVERIFY2(at >= before && at <= QDateTime::currentDateTime().addSecs(1), CLI_DIAG(r));
+
+  // A recording logger is left alone, as the window's locked buttons leave it.
+  SimLogger recording;
+  START_SIM(recording, QStringLiteral("recording.json"), QStringList{});
+  const CliResult refused = recording.run({QStringLiteral("measure")});
+  QVERIFY2(refused.exitCode == 1, CLI_DIAG(refused));
+  QVERIFY2(refused.out.isEmpty(), CLI_DIAG(refused));
+  QVERIFY2(refused.err.contains(QStringLiteral("the logger is recording")), CLI_DIAG(refused));
 }
 
 void TestCliSim::measureContinuousRunToCsv() {

@@ -36,6 +36,7 @@ void TstDataFormats::texts_data() {
   QTest::newRow("##.00 carry") << fmt::formatHashDot00(9.995) << "10.00";
   QTest::newRow("interval 90") << fmt::intervalText(90) << "1 Min30 Sec";
   QTest::newRow("interval 60") << fmt::intervalText(60) << "1 Min";
+  QTest::newRow("interval -90") << fmt::intervalText(-90) << "";
   QTest::newRow("single 24.4") << fmt::singleToString(24.4f) << "24.4";
   QTest::newRow("stamp") << fmt::formatFileStamp(t) << "100501_130405";
   // The fixed form keeps the time at midnight, unlike "c".

@@ -71,12 +71,11 @@ class TestLoggerOps : public QObject {
     QCOMPARE(TemperatureFromRaw(0), -39.6f);
     QVERIFY(qAbs(HumidityFromRaw(1500, 25.0f) - 50.45f) < 1e-4f);
     QVERIFY(qAbs(HumidityFromRaw(1500, 35.0f) - HumidityFromRaw(1500, 25.0f) - 1.3f) < 1e-4f);
-    QCOMPARE(BoundRawFromDegrees(30), 6960);
-    QCOMPARE(BoundRawFromDegrees(-5), 3460);
-    const BoundBytes up = BoundToBytes(6960, true);
+    // 30 C is 6960 counts = 27 * 256 + 48, -5 C is 3460 = 13 * 256 + 132.
+    const BoundBytes up = BoundToBytes(30, true);
     QCOMPARE(int(up.high), 155);
     QCOMPARE(int(up.low), 48);
-    const BoundBytes lo = BoundToBytes(3460, false);
+    const BoundBytes lo = BoundToBytes(-5, false);
     QCOMPARE(int(lo.high), 13);
     QCOMPARE(int(lo.low), 132);
     const quint8 bcd[6] = {0x24, 0x05, 0x01, 0x13, 0x04, 0x05};
@@ -262,6 +261,46 @@ class TestLoggerOps : public QObject {
     QCOMPARE(int(r.session.data().info(LogData).Points), 0);
     QCOMPARE(finished.count(), 1);
     QCOMPARE(finished[0][0].toBool(), false);
+    // The partial log goes, what the logger holds is still known: its data
+    // were never downloaded, so starting over them still asks first.
+    QCOMPARE(r.session.data().info(LogData).Interval, 60);
+    QVERIFY(r.session.data().info(LogData).Modified);
+    r.prompt.questionAnswers.enqueue(false);
+    QCOMPARE(r.session.Command4_Click(), RecordButton::Declined);
+  }
+
+  void aCancelledDownloadLetsTheRestOfTheStreamPass() {
+    // 2000 points at 115200 baud: the stream takes about 1.6 s.
+    Rig r;
+    QVERIFY(r.sim->model().loadJson(R"({"model": "QM720-XC", "name": "CNCL", "state": "idle",
+        "clock": "2024-05-12 12:00:00", "startTime": "2024-05-10 00:00:00", "interval": 60,
+        "points": {"generate": 2000, "t": 23.0, "h": 48.0}, "downloaded": false})"));
+    r.session.connection().BaudText = QStringLiteral("115200");
+    QVERIFY(r.connectAndWait());
+    const QString firmware = r.session.status().FirmwareVersion;
+    r.sim->setBaud(115200);
+    r.sim->setPacing(true);
+    QSignalSpy finished(&r.session, &Session::downloadFinished);
+    QObject::connect(&r.session, &Session::downloadProgress, &r.session, [&r](int done) {
+      if (done == 100) r.session.Download_Cancel();
+    });
+    r.session.Command5_Click();
+    QTRY_COMPARE(finished.count(), 1);
+    QCOMPARE(finished[0][0].toBool(), false);
+    QCOMPARE(int(r.session.data().info(LogData).Points), 100);
+    // The logger is still sending: the link stays busy until it is done.
+    QVERIFY(r.session.busy());
+    QVERIFY(r.waitIdle(10000));
+    QVERIFY(r.prompt.calls.isEmpty());
+    QCOMPARE(r.codes().count(56), 0);  // the log stays marked as never downloaded
+
+    // The next exchange reads clean answers, not leftover points.
+    r.session.Command11_Click();
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.session.status().FirmwareVersion, firmware);
+    QCOMPARE(r.session.view().Label14, QStringLiteral("CNCL"));
+    QVERIFY(r.prompt.calls.isEmpty());
+    QCOMPARE(int(r.session.data().info(LogData).Points), 100);
   }
 
   void nothingToDownload() {
@@ -387,6 +426,14 @@ class TestLoggerOps : public QObject {
     const double now = fmt::dateSerial(2024, 5, 2, 10, 30, 25);
     QVERIFY(Session::ReservationTimeValid(fmt::dateSerial(2024, 5, 2, 10, 30, 0), now));
     QVERIFY(!Session::ReservationTimeValid(fmt::dateSerial(2024, 5, 2, 10, 29, 0), now));
+
+    // The dialog's check says so under that one model's name, and sends nothing.
+    r.codes();
+    QVERIFY(!r.session.Reservation_Check(fmt::nowSerial() - 2.0 / 1440));
+    QCOMPARE(r.prompt.calls.last().text, QStringLiteral("The mistake is found at the reservation time."));
+    QCOMPARE(r.prompt.calls.last().title, QStringLiteral("QM510-XC"));
+    QVERIFY(r.session.Reservation_Check(fmt::nowSerial()));
+    QVERIFY(r.codes().isEmpty());
   }
 
   void theRecordButtonGuards() {
@@ -415,8 +462,10 @@ class TestLoggerOps : public QObject {
     QCOMPARE(r.prompt.messages().size(), 1);
     const QString text = r.prompt.messages().first();
     QVERIFY(text.startsWith(QStringLiteral("Set completion\r\r")));
-    const QString now = fmt::formatDateTime(fmt::nowSerial()).left(13);  // to the hour
-    QVERIFY2(text.contains(now), qPrintable(text));
+    // The logger's clock as read back: the computer's time of a moment ago.
+    double readBack = 0;
+    QVERIFY2(fmt::parseGeneralDate(text.mid(16), &readBack), qPrintable(text));
+    QVERIFY2(qAbs(readBack - fmt::nowSerial()) * 86400 < 5, qPrintable(text));
   }
 };
 

@@ -47,11 +47,25 @@ class TestForm1 : public QObject {
     QCOMPARE(w.windowTitle(),
              QStringLiteral("[Hygrotab] Temperature and Humidity Logger QM720-XC"));
     QCOMPARE(w.findChild<QLabel*>(QStringLiteral("Label14"))->text(), QStringLiteral("DEMO"));
-    QCOMPARE(w.findChild<QLabel*>(QStringLiteral("Label16"))->text(), QStringLiteral("Recording"));
+    QCOMPARE(w.findChild<QLabel*>(QStringLiteral("Label16"))->text(), QStringLiteral("Record stop"));
     QCOMPARE(connectButton->text(), QStringLiteral("Disconnect"));
     QVERIFY(!baud->isEnabled());
-    // Recording locks the measurement buttons.
-    QVERIFY(!w.findChild<QPushButton*>(QStringLiteral("Command1"))->isEnabled());
+
+    // One measurement fills the three real-time labels.
+    auto* once = w.findChild<QPushButton*>(QStringLiteral("Command1"));
+    QVERIFY(once->isEnabled());
+    QTest::mouseClick(once, Qt::LeftButton);
+    QTRY_VERIFY(!session.busy());
+    QVERIFY(w.findChild<QLabel*>(QStringLiteral("Label2"))->text().endsWith(QStringLiteral(" C")));
+    QVERIFY(w.findChild<QLabel*>(QStringLiteral("Label4"))->text().endsWith(QStringLiteral(" %RH")));
+    QCOMPARE(w.findChild<QLabel*>(QStringLiteral("Label10"))->text().size(), 19);
+
+    // A recording logger locks them.
+    sim->model().setStateBits(sim::DeviceModel::Recording);
+    QTest::mouseClick(w.findChild<QPushButton*>(QStringLiteral("Command11")), Qt::LeftButton);
+    QTRY_VERIFY(!session.busy());
+    QCOMPARE(w.findChild<QLabel*>(QStringLiteral("Label16"))->text(), QStringLiteral("Recording"));
+    QVERIFY(!once->isEnabled());
 
     QTest::mouseClick(connectButton, Qt::LeftButton);
     QCOMPARE(panel->text(), QStringLiteral("Unconnection"));

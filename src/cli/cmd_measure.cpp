@@ -54,6 +54,17 @@ int runMeasure(const GlobalOptions& global, const ParsedArgs& args) {
   if (!tool.connect()) return kExitFailure;
   Session& s = tool.session();
   const DataSetInfo& rt = s.data().info(RealTimeData);
+  // The window locks its measurement buttons while the logger records or
+  // waits for a reserved start; a measurement start could change the
+  // resolution the log is taken at.
+  if (s.view().state == DisplayState::Recording || s.view().state == DisplayState::Reserving) {
+    err(QStringLiteral("%1: the logger is %2; real-time measurement is not available until it "
+                       "is stopped ('%1 stop')")
+            .arg(kProgram, s.view().state == DisplayState::Recording
+                               ? QStringLiteral("recording")
+                               : QStringLiteral("waiting for a reserved start")));
+    return kExitFailure;
+  }
 
   if (count == 1) {
     s.Command1_Click();

@@ -60,11 +60,7 @@ int runStart(const GlobalOptions& global, const ParsedArgs& args) {
   const bool nameGiven = args.has(QStringLiteral("name"));
   const QString name = args.value(QStringLiteral("name"));
   if (nameGiven && !checkName(s, name, kCmd)) return kExitUsage;
-  if (reserveAt && !Session::ReservationTimeValid(*reserveAt, fmt::nowSerial())) {
-    tool.prompt().message(QStringLiteral("The mistake is found at the reservation time."),
-                          QStringLiteral("QM510-XC"));
-    return kExitUsage;
-  }
+  if (reserveAt && !s.Reservation_Check(*reserveAt)) return kExitUsage;
   if (!tool.connect()) return kExitFailure;
 
   const StatusView& v = s.view();

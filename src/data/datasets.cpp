@@ -259,6 +259,13 @@ bool DataSets::writeRange(int set, int first, int last) {
   return false;
 }
 
+void DataSets::EmptyPoints(int set) {
+  DataSetInfo& i = info(set);
+  i.Points = 0;
+  i.DisplayedPoints = 0;
+  Stats_Clear(i.Stats);
+}
+
 void DataSets::Empty(int set) {
   DataSetInfo& i = info(set);
   DataSetInfo fresh;

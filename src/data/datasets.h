@@ -106,6 +106,10 @@ class DataSets {
   // Points and DisplayedPoints to 0, statistics cleared, the rest of the
   // header reset; FileNo stays.
   void Empty(int set);
+  // Points and DisplayedPoints to 0 and statistics cleared, the rest of the
+  // header kept: for the log set it describes what the logger holds (interval,
+  // bounds, data never downloaded), which a failed download does not change.
+  void EmptyPoints(int set);
 
   // Read-only view of record n without going through Rec; nullptr when the
   // record was never put.

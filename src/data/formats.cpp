@@ -432,8 +432,8 @@ double val(const QString& text) {
 
 QString intervalText(qint64 seconds) {
   QString t;
-  if (seconds >= 60) t = QString::number(seconds / 60) + QStringLiteral(" Min");
-  if (seconds % 60 != 0) t += QString::number(seconds % 60) + QStringLiteral(" Sec");
+  if (seconds / 60 >= 1) t = QString::number(seconds / 60) + QStringLiteral(" Min");
+  if (seconds % 60 >= 1) t += QString::number(seconds % 60) + QStringLiteral(" Sec");
   return t;
 }
 

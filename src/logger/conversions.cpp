@@ -1,6 +1,6 @@
 #include "logger/conversions.h"
 
-#include <cmath>
+#include "data/formats.h"
 
 namespace hygro {
 
@@ -15,14 +15,11 @@ float HumidityFromRaw(qint32 raw, float temperature) {
                             linear);
 }
 
-BoundBytes BoundToBytes(qint32 raw, bool alarmOn) {
+BoundBytes BoundToBytes(int degrees, bool alarmOn) {
+  const qint32 raw = fmt::degreesToRaw(degrees);
   auto high = static_cast<quint8>((raw / 256) & 0xFF);
   if (alarmOn) high |= 0x80;
   return {high, static_cast<quint8>(raw % 256)};
-}
-
-qint32 BoundRawFromDegrees(int degrees) {
-  return static_cast<qint32>(std::lround((degrees + 39.6) * 100.0));
 }
 
 }  // namespace hygro

@@ -14,14 +14,13 @@ float HumidityFromRaw(qint32 raw, float temperature);
 constexpr qint32 kLowResTemperatureFactor = 4;
 constexpr qint32 kLowResHumidityFactor = 16;
 
-// A bound on the wire: high byte with bit 7 as the alarm flag, then low byte.
+// A bound on the wire: the count (degrees + 39.6) * 100, high byte with bit 7
+// as the alarm flag, then low byte.
 struct BoundBytes {
   quint8 high;
   quint8 low;
 };
-BoundBytes BoundToBytes(qint32 raw, bool alarmOn);
-// (degrees + 39.6) * 100 rounded to the nearest count.
-qint32 BoundRawFromDegrees(int degrees);
+BoundBytes BoundToBytes(int degrees, bool alarmOn);
 
 // A logger time from its six BCD bytes yy mm dd hh nn ss; 0 when they make no
 // valid date (an erased time reads as all 0xFF).

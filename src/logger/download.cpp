@@ -36,13 +36,15 @@ void Session::Command5_Click() {
   Data_Save_Ask(LogData, QStringLiteral("The data previously downloaded is not preserved. \rDo you "
                                         "preserve it?"));
   Q_EMIT downloadStarted();
-  data_.Empty(LogData);
+  data_.EmptyPoints(LogData);
   Q_EMIT dumpCleared();
   Status_Disp();
   realtime_ = {};
   Q_EMIT controlsLocked();
   collectCount_ = 0;
   entriesRead_ = 0;
+  endAddress_ = 0;
+  draining_ = false;
   table_.clear();
   segments_.clear();
   watchdogCount_ = 0;
@@ -62,12 +64,22 @@ void Session::Download_Cancel() {
   // What arrived so far stays in the log set; the logger keeps its data marked
   // as never downloaded, since 56 is not sent.
   downloading_ = false;
-  exchange_->Pro_End();
   Q_EMIT downloadFinished(false);
   if (data_.info(LogData).Points > 0) {
     data_.DataSetIndex = LogData;
     Q_EMIT dataSetChanged(LogData);
   }
+  if (endAddress_ == 0 || !busy()) {
+    // Still reading the segment table: nothing streams yet.
+    exchange_->Pro_End();
+    return;
+  }
+  // The logger streams on whatever we do. Until it has finished (or fallen
+  // silent) its points are read and dropped, so that none of them can be
+  // taken for an answer of the next exchange.
+  draining_ = true;
+  watchdogCount_ = 0;
+  Download_Timer.start(DownloadWatchdogMs);
 }
 
 void Session::registerDownloadBranches() {
@@ -150,8 +162,15 @@ double Session::pointTime(int index) const {
 }
 
 BranchResult Session::pointAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
-  // Stragglers after a failed or cancelled download are read and dropped.
-  if (!downloading_) return BranchResult::Hold;
+  if (draining_) {
+    e.Tag += kBytesPerPoint;
+    watchdogCount_ = 0;
+    if (e.Tag < endAddress_) return BranchResult::Hold;
+    draining_ = false;
+    Download_Timer.stop();
+    return BranchResult::Advance;
+  }
+  if (!downloading_) return BranchResult::Hold;  // a straggler of a stream already given up
   DataSetInfo& log = data_.info(LogData);
   qint32 st = rx.R(0) * 256 + rx.R(1);
   qint32 sh = rx.R(2) * 256 + rx.R(3);
@@ -208,9 +227,15 @@ void Session::downloadWatchdog() {
   if (++watchdogCount_ <= kWatchdogTicks) return;
   Download_Timer.stop();
   watchdogCount_ = 0;
+  if (draining_) {
+    // The rest of a cancelled stream never came: the line is quiet now.
+    draining_ = false;
+    exchange_->Pro_End();
+    return;
+  }
   downloading_ = false;
   if (prompt_) prompt_->message(QStringLiteral("It failed in download."), ModelName());
-  data_.Empty(LogData);
+  data_.EmptyPoints(LogData);
   exchange_->Pro_End();
   Q_EMIT downloadFinished(false);
   Q_EMIT dataSetChanged(LogData);

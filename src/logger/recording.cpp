@@ -57,8 +57,8 @@ void Session::Log_Start(const StartSettings& s) {
   x.Command_Add(1, 40, static_cast<quint8>(name[0]), static_cast<quint8>(name[1]), kLogStart);
   x.Command_Add(1, 41, static_cast<quint8>(name[2]), static_cast<quint8>(name[3]), kLogStart);
   if (ModelName() == QLatin1String("QM720-XC")) {
-    const BoundBytes up = BoundToBytes(BoundRawFromDegrees(s.upperDegrees), s.upperOn);
-    const BoundBytes lo = BoundToBytes(BoundRawFromDegrees(s.lowerDegrees), s.lowerOn);
+    const BoundBytes up = BoundToBytes(s.upperDegrees, s.upperOn);
+    const BoundBytes lo = BoundToBytes(s.lowerDegrees, s.lowerOn);
     x.Command_Add(1, 45, up.high, up.low, kLogStart);
     x.Command_Add(1, 46, lo.high, lo.low, kLogStart);
   } else {
@@ -91,6 +91,15 @@ bool Session::ReservationTimeValid(double at, double now) {
   const fmt::DateParts a = fmt::dateParts(at);
   const double atMinute = fmt::dateSerial(a.year, a.month, a.day, a.hour, a.minute, 0);
   return nowMinute <= atMinute;
+}
+
+bool Session::Reservation_Check(double at) {
+  if (ReservationTimeValid(at, fmt::nowSerial())) return true;
+  // Titled with that model whatever is connected, as the dialog always was.
+  if (prompt_)
+    prompt_->message(QStringLiteral("The mistake is found at the reservation time."),
+                     QStringLiteral("QM510-XC"));
+  return false;
 }
 
 bool Session::Yoyaku_Set(const ReservationSettings& s) {

@@ -58,6 +58,7 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
     Download_Timer.stop();
     const bool wasDownloading = downloading_;
     downloading_ = false;
+    draining_ = false;
     if (wasDownloading) Q_EMIT downloadFinished(false);
     Status_Disp();
     Q_EMIT exchangeEnded();

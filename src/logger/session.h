@@ -124,6 +124,9 @@ class Session : public QObject {
   bool Yoyaku_Set(const ReservationSettings& settings);
   // True when `at` may be reserved now (the present minute counts).
   static bool ReservationTimeValid(double at, double now);
+  // The reservation dialog's check before Yoyaku_Set: false after the
+  // message when `at` lies before the present minute.
+  bool Reservation_Check(double at);
   void Clock_Send(const QString& mode);
   // Clock_Send followed by the clock read-back.
   void Clock_Set_Queue(const QString& mode);
@@ -135,6 +138,8 @@ class Session : public QObject {
   static constexpr int kWatchdogTicks = 10;
   QTimer Download_Timer;
   void Command5_Click();
+  // Keeps the points that arrived. The link stays busy until the logger has
+  // sent the rest of its stream (read and dropped) or fallen silent.
   void Download_Cancel();
   bool downloading() const { return downloading_; }
   struct Segment {
@@ -204,6 +209,7 @@ class Session : public QObject {
 
   // download
   bool downloading_ = false;
+  bool draining_ = false;  // cancelled: the rest of the stream is read and dropped
   int watchdogCount_ = 0;
   std::array<quint8, 8> collect_{};
   int collectCount_ = 0;

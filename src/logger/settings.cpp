@@ -14,8 +14,8 @@ const QString kForbidden = QStringLiteral("|><\"?*:/\\");
 
 void Session::Alarm_set(int upperDegrees, bool upperOn, int lowerDegrees, bool lowerOn) {
   if (busy() || !connected()) return;
-  const BoundBytes up = BoundToBytes(BoundRawFromDegrees(upperDegrees), upperOn);
-  const BoundBytes lo = BoundToBytes(BoundRawFromDegrees(lowerDegrees), lowerOn);
+  const BoundBytes up = BoundToBytes(upperDegrees, upperOn);
+  const BoundBytes lo = BoundToBytes(lowerDegrees, lowerOn);
   exchange_->Queue_Reset();
   exchange_->Command_Add(1, 45, up.high, up.low, QString());
   exchange_->Command_Add(1, 46, lo.high, lo.low, QString());

@@ -33,8 +33,11 @@ void LoadDemoState(DeviceModel& model) {
   model.setInterval({DeviceModel::kUnitMinutes, 10});
   model.setNextInterval({DeviceModel::kUnitMinutes, 10});
   model.eraseSegments();
+  model.setSegment(0, start, points);
   model.setDownloaded(false);
-  model.setStateBits(DeviceModel::Recording);
+  // Stopped with its log never downloaded: every button of the window has
+  // something to do, and starting over the log asks first.
+  model.setStateBits(0);
 }
 
 }  // namespace hygro::sim
