@@ -20,8 +20,8 @@ const QString kNoPort = QStringLiteral("/nonexistent/hygrotab-tty");
 const QStringList kCommands{"status",    "measure",  "download",  "start",   "stop",
                             "set-clock", "set-name", "set-alarm", "set-mode"};
 
-const QRegularExpression kSampleLine(
-    QStringLiteral("^\\d{4}/\\d{2}/\\d{2} \\d{2}:\\d{2}:\\d{2}\\t-?\\d+\\.\\d{2}\\t-?\\d+\\.\\d{2}$"));
+const QRegularExpression kSampleLine(QStringLiteral(
+    "^\\d{4}/\\d{2}/\\d{2} \\d{2}:\\d{2}:\\d{2}\\t-?\\d+\\.\\d{2}\\t-?\\d+\\.\\d{2}$"));
 }  // namespace
 
 class TestCliOffline : public QObject {
@@ -47,7 +47,8 @@ void TestCliOffline::toolHelpListsEveryCommand() {
   QVERIFY2(r.exitCode == 0, CLI_DIAG(r));
   QVERIFY(r.out.startsWith(QStringLiteral("Usage: hygrotab-cli ")));
   for (const QString& c : kCommands) {
-    QVERIFY2(r.out.contains(QRegularExpression(QStringLiteral("\\n  %1 ").arg(QRegularExpression::escape(c)))),
+    QVERIFY2(r.out.contains(
+                 QRegularExpression(QStringLiteral("\\n  %1 ").arg(QRegularExpression::escape(c)))),
              qPrintable(c));
   }
   QVERIFY(r.err.isEmpty());
@@ -56,24 +57,35 @@ void TestCliOffline::toolHelpListsEveryCommand() {
 void TestCliOffline::commandHelp_data() {
   QTest::addColumn<QString>("command");
   QTest::addColumn<QString>("mentions");
-  QTest::newRow("status") << "status" << "Battery";
-  QTest::newRow("measure") << "measure" << "--count N";
-  QTest::newRow("download") << "download" << "--csv FILE";
-  QTest::newRow("start") << "start" << "--force";
-  QTest::newRow("stop") << "stop" << "reserved start";
-  QTest::newRow("set-clock") << "set-clock" << "Clock:";
-  QTest::newRow("set-name") << "set-name" << "\\ / : * ? \" < > |";
-  QTest::newRow("set-alarm") << "set-alarm" << "-19 to 70";
-  QTest::newRow("set-mode") << "set-mode" << "one-time|loop";
+  QTest::newRow("status") << "status"
+                          << "Battery";
+  QTest::newRow("measure") << "measure"
+                           << "--count N";
+  QTest::newRow("download") << "download"
+                            << "--csv FILE";
+  QTest::newRow("start") << "start"
+                         << "--force";
+  QTest::newRow("stop") << "stop"
+                        << "reserved start";
+  QTest::newRow("set-clock") << "set-clock"
+                             << "Clock:";
+  QTest::newRow("set-name") << "set-name"
+                            << "\\ / : * ? \" < > |";
+  QTest::newRow("set-alarm") << "set-alarm"
+                             << "-19 to 70";
+  QTest::newRow("set-mode") << "set-mode"
+                            << "one-time|loop";
 }
 
 void TestCliOffline::commandHelp() {
   QFETCH(QString, command);
   QFETCH(QString, mentions);
   // --help wins over everything else on the line, and never touches a port.
-  const CliResult r = runCli({QStringLiteral("--port"), kNoPort, command, QStringLiteral("--help")});
+  const CliResult r =
+      runCli({QStringLiteral("--port"), kNoPort, command, QStringLiteral("--help")});
   QVERIFY2(r.exitCode == 0, CLI_DIAG(r));
-  QVERIFY2(r.out.startsWith(QStringLiteral("Usage: hygrotab-cli [global options] ") + command), CLI_DIAG(r));
+  QVERIFY2(r.out.startsWith(QStringLiteral("Usage: hygrotab-cli [global options] ") + command),
+           CLI_DIAG(r));
   QVERIFY2(r.out.contains(mentions), CLI_DIAG(r));
 }
 
@@ -82,41 +94,72 @@ void TestCliOffline::usageErrors_data() {
   QTest::addColumn<QString>("says");
   QTest::newRow("no command") << QStringList{} << "no command given";
   QTest::newRow("unknown command") << QStringList{"frobnicate"} << "unknown command 'frobnicate'";
-  QTest::newRow("unknown global option") << QStringList{"--speed", "1", "status"} << "unknown option '--speed'";
-  QTest::newRow("baud not offered") << QStringList{"--baud", "1234", "status"} << "--baud takes one of";
+  QTest::newRow("unknown global option")
+      << QStringList{"--speed", "1", "status"} << "unknown option '--speed'";
+  QTest::newRow("baud not offered")
+      << QStringList{"--baud", "1234", "status"} << "--baud takes one of";
   QTest::newRow("port without value") << QStringList{"--port"} << "--port needs";
   QTest::newRow("port and demo") << QStringList{"--demo", "status"} << "exclude each other";
-  QTest::newRow("unknown command option") << QStringList{"status", "--verbose"} << "unknown option '--verbose'";
+  QTest::newRow("unknown command option")
+      << QStringList{"status", "--verbose"} << "unknown option '--verbose'";
   QTest::newRow("status argument") << QStringList{"status", "now"} << "takes no arguments";
-  QTest::newRow("option without value") << QStringList{"measure", "--count"} << "'--count' needs a value";
-  QTest::newRow("flag with value") << QStringList{"start", "--interval", "1m", "--force=yes"} << "takes no value";
+  QTest::newRow("option without value")
+      << QStringList{"measure", "--count"} << "'--count' needs a value";
+  QTest::newRow("flag with value")
+      << QStringList{"start", "--interval", "1m", "--force=yes"} << "takes no value";
   QTest::newRow("count zero") << QStringList{"measure", "--count", "0"} << "--count must be";
-  QTest::newRow("count not a number") << QStringList{"measure", "--count", "x"} << "--count must be";
-  QTest::newRow("run interval 1 s") << QStringList{"measure", "--count", "2", "--interval", "1"} << "--interval takes 2 to 60";
-  QTest::newRow("run interval 61 s") << QStringList{"measure", "--count", "2", "--interval", "61"} << "--interval takes 2 to 60";
-  QTest::newRow("run interval 90 s") << QStringList{"measure", "--count", "2", "--interval", "90"} << "--interval takes 2 to 60";
-  QTest::newRow("csv without name") << QStringList{"download", "--csv="} << "--csv needs a file name";
+  QTest::newRow("count not a number")
+      << QStringList{"measure", "--count", "x"} << "--count must be";
+  QTest::newRow("run interval 1 s")
+      << QStringList{"measure", "--count", "2", "--interval", "1"} << "--interval takes 2 to 60";
+  QTest::newRow("run interval 61 s")
+      << QStringList{"measure", "--count", "2", "--interval", "61"} << "--interval takes 2 to 60";
+  QTest::newRow("run interval 90 s")
+      << QStringList{"measure", "--count", "2", "--interval", "90"} << "--interval takes 2 to 60";
+  QTest::newRow("csv without name")
+      << QStringList{"download", "--csv="} << "--csv needs a file name";
   QTest::newRow("start without interval") << QStringList{"start"} << "start needs --interval";
-  QTest::newRow("interval without unit") << QStringList{"start", "--interval", "10"} << "a number and a unit";
-  QTest::newRow("interval bad unit") << QStringList{"start", "--interval", "10h"} << "a number and a unit";
+  QTest::newRow("interval without unit")
+      << QStringList{"start", "--interval", "10"} << "a number and a unit";
+  QTest::newRow("interval bad unit")
+      << QStringList{"start", "--interval", "10h"} << "a number and a unit";
   QTest::newRow("interval 0") << QStringList{"start", "--interval", "0s"} << "from 1 to 255";
   QTest::newRow("interval 256") << QStringList{"start", "--interval", "256m"} << "from 1 to 255";
-  QTest::newRow("mode unknown") << QStringList{"start", "--interval", "1m", "--mode", "ring"} << "one-time or loop";
-  QTest::newRow("upper too high") << QStringList{"start", "--interval", "1m", "--upper", "71:on"} << "upper bound must be a whole number from -19 to 70";
-  QTest::newRow("upper too low") << QStringList{"start", "--interval", "1m", "--upper", "-20:on"} << "from -19 to 70";
-  QTest::newRow("lower too low") << QStringList{"start", "--interval", "1m", "--lower", "-21:off"} << "lower bound must be a whole number from -20 to 69";
-  QTest::newRow("lower too high") << QStringList{"start", "--interval", "1m", "--lower", "70:off"} << "from -20 to 69";
-  QTest::newRow("bound switch") << QStringList{"start", "--interval", "1m", "--upper", "30:maybe"} << "DEGREES:on or DEGREES:off";
-  QTest::newRow("bound fraction") << QStringList{"set-alarm", "--upper", "30.5:on", "--lower", "0:on"} << "DEGREES:on or DEGREES:off";
-  QTest::newRow("bounds equal") << QStringList{"start", "--interval", "1m", "--upper", "5:on", "--lower", "5:off"} << "upper bound must be above the lower";
-  QTest::newRow("bounds crossed") << QStringList{"set-alarm", "--upper", "-5:on", "--lower", "30:on"} << "upper bound must be above the lower";
-  QTest::newRow("alarm without lower") << QStringList{"set-alarm", "--upper", "30:on"} << "needs both --upper and --lower";
-  QTest::newRow("reserve not a date") << QStringList{"start", "--interval", "1m", "--reserve", "tomorrow"} << "YYYY-MM-DD HH:MM";
-  QTest::newRow("reserve month 13") << QStringList{"start", "--interval", "1m", "--reserve", "2030-13-01 10:00"} << "YYYY-MM-DD HH:MM";
-  QTest::newRow("reserve 24 h") << QStringList{"start", "--interval", "1m", "--reserve", "2030-01-01 24:00"} << "YYYY-MM-DD HH:MM";
+  QTest::newRow("mode unknown") << QStringList{"start", "--interval", "1m", "--mode", "ring"}
+                                << "one-time or loop";
+  QTest::newRow("upper too high") << QStringList{"start", "--interval", "1m", "--upper", "71:on"}
+                                  << "upper bound must be a whole number from -19 to 70";
+  QTest::newRow("upper too low") << QStringList{"start", "--interval", "1m", "--upper", "-20:on"}
+                                 << "from -19 to 70";
+  QTest::newRow("lower too low") << QStringList{"start", "--interval", "1m", "--lower", "-21:off"}
+                                 << "lower bound must be a whole number from -20 to 69";
+  QTest::newRow("lower too high") << QStringList{"start", "--interval", "1m", "--lower", "70:off"}
+                                  << "from -20 to 69";
+  QTest::newRow("bound switch") << QStringList{"start", "--interval", "1m", "--upper", "30:maybe"}
+                                << "DEGREES:on or DEGREES:off";
+  QTest::newRow("bound fraction") << QStringList{"set-alarm", "--upper", "30.5:on", "--lower",
+                                                 "0:on"}
+                                  << "DEGREES:on or DEGREES:off";
+  QTest::newRow("bounds equal") << QStringList{"start", "--interval", "1m",   "--upper",
+                                               "5:on",  "--lower",    "5:off"}
+                                << "upper bound must be above the lower";
+  QTest::newRow("bounds crossed") << QStringList{"set-alarm", "--upper", "-5:on", "--lower",
+                                                 "30:on"}
+                                  << "upper bound must be above the lower";
+  QTest::newRow("alarm without lower")
+      << QStringList{"set-alarm", "--upper", "30:on"} << "needs both --upper and --lower";
+  QTest::newRow("reserve not a date")
+      << QStringList{"start", "--interval", "1m", "--reserve", "tomorrow"} << "YYYY-MM-DD HH:MM";
+  QTest::newRow("reserve month 13")
+      << QStringList{"start", "--interval", "1m", "--reserve", "2030-13-01 10:00"}
+      << "YYYY-MM-DD HH:MM";
+  QTest::newRow("reserve 24 h") << QStringList{"start", "--interval", "1m", "--reserve",
+                                               "2030-01-01 24:00"}
+                                << "YYYY-MM-DD HH:MM";
   QTest::newRow("set-name nothing") << QStringList{"set-name"} << "takes one name";
   QTest::newRow("set-name two") << QStringList{"set-name", "AB", "CD"} << "takes one name";
-  QTest::newRow("set-name not ASCII") << QStringList{"set-name", QStringLiteral("Ä1")} << "printable ASCII";
+  QTest::newRow("set-name not ASCII")
+      << QStringList{"set-name", QStringLiteral("Ä1")} << "printable ASCII";
   QTest::newRow("set-mode nothing") << QStringList{"set-mode"} << "one-time or loop";
   QTest::newRow("set-mode unknown") << QStringList{"set-mode", "endless"} << "one-time or loop";
 }
@@ -136,13 +179,14 @@ void TestCliOffline::usageErrors() {
 }
 
 void TestCliOffline::forbiddenNameIsRefusedWithTheWindowsMessage() {
-  const QString message = QStringLiteral(
-      "認識名称には次の文字は使えません\n\n           \\ / : * ? \" < > |\n");
+  const QString message =
+      QStringLiteral("認識名称には次の文字は使えません\n\n           \\ / : * ? \" < > |\n");
   for (const QString& name : {QStringLiteral("A/B"), QStringLiteral("|"), QStringLiteral("a\\b"),
                               QStringLiteral("x:y")}) {
-    for (const QStringList& cmd : {QStringList{QStringLiteral("set-name"), name},
-                                   QStringList{QStringLiteral("start"), QStringLiteral("--interval"),
-                                               QStringLiteral("1m"), QStringLiteral("--name"), name}}) {
+    for (const QStringList& cmd :
+         {QStringList{QStringLiteral("set-name"), name},
+          QStringList{QStringLiteral("start"), QStringLiteral("--interval"), QStringLiteral("1m"),
+                      QStringLiteral("--name"), name}}) {
       const CliResult r = runCli(QStringList{QStringLiteral("--port"), kNoPort} + cmd);
       QVERIFY2(r.exitCode == 2, CLI_DIAG(r));
       QCOMPARE(r.err, message);
@@ -152,7 +196,8 @@ void TestCliOffline::forbiddenNameIsRefusedWithTheWindowsMessage() {
 }
 
 void TestCliOffline::reservationInThePastIsRefused() {
-  const QString past = QDateTime::currentDateTime().addSecs(-120).toString(QStringLiteral("yyyy-MM-dd HH:mm"));
+  const QString past =
+      QDateTime::currentDateTime().addSecs(-120).toString(QStringLiteral("yyyy-MM-dd HH:mm"));
   const CliResult r = runCli({QStringLiteral("--port"), kNoPort, QStringLiteral("start"),
                               QStringLiteral("--interval"), QStringLiteral("5m"),
                               QStringLiteral("--reserve"), past});
@@ -163,9 +208,11 @@ void TestCliOffline::reservationInThePastIsRefused() {
 void TestCliOffline::missingPort_data() {
   QTest::addColumn<QStringList>("args");
   QTest::newRow("status on a missing path") << QStringList{"--port", kNoPort, "status"};
-  QTest::newRow("download on a missing path") << QStringList{"--port", kNoPort, "download", "--csv", "x.csv"};
+  QTest::newRow("download on a missing path")
+      << QStringList{"--port", kNoPort, "download", "--csv", "x.csv"};
   QTest::newRow("set-name on COM 200") << QStringList{"--port", "200", "set-name", "AB"};
-  QTest::newRow("a regular file") << QStringList{"--port", QStringLiteral(HYGROTAB_TEST_DATA "/sim/idle.json"), "status"};
+  QTest::newRow("a regular file") << QStringList{
+      "--port", QStringLiteral(HYGROTAB_TEST_DATA "/sim/idle.json"), "status"};
 }
 
 void TestCliOffline::missingPort() {
@@ -180,9 +227,9 @@ void TestCliOffline::missingPort() {
 void TestCliOffline::demoStatus() {
   const CliResult r = runCli({QStringLiteral("--demo"), QStringLiteral("status")});
   QVERIFY2(r.exitCode == 0, CLI_DIAG(r));
-  const QStringList captions{"Model",       "Firmware",    "Name",        "State",
-                             "Start time",  "Points",      "Interval",    "Memory mode",
-                             "Upper bound", "Lower bound", "Battery",     "End"};
+  const QStringList captions{"Model",       "Firmware",    "Name",     "State",
+                             "Start time",  "Points",      "Interval", "Memory mode",
+                             "Upper bound", "Lower bound", "Battery",  "End"};
   QCOMPARE(r.outLines().size(), captions.size());
   for (int i = 0; i < captions.size(); ++i)
     QVERIFY2(r.outLines()[i].startsWith(captions[i] + QStringLiteral(": ")), CLI_DIAG(r));
@@ -208,7 +255,8 @@ void TestCliOffline::demoMeasureOnce() {
 void TestCliOffline::demoDownloadToCsv() {
   QTemporaryDir dir;
   const QString csv = dir.filePath(QStringLiteral("log.csv"));
-  const CliResult r = runCli({QStringLiteral("--demo"), QStringLiteral("download"), QStringLiteral("--csv"), csv});
+  const CliResult r =
+      runCli({QStringLiteral("--demo"), QStringLiteral("download"), QStringLiteral("--csv"), csv});
   QVERIFY2(r.exitCode == 0, CLI_DIAG(r));
   QVERIFY2(r.out.isEmpty(), CLI_DIAG(r));  // the points went to the file
   // Not a terminal: plain progress lines, the first and the last as the
@@ -225,10 +273,12 @@ void TestCliOffline::demoDownloadToCsv() {
 }
 
 void TestCliOffline::demoAlarmAtTheLowestPair() {
-  const CliResult r = runCli({QStringLiteral("--demo"), QStringLiteral("set-alarm"), QStringLiteral("--upper"),
-                              QStringLiteral("-19:on"), QStringLiteral("--lower=-20:off")});
+  const CliResult r =
+      runCli({QStringLiteral("--demo"), QStringLiteral("set-alarm"), QStringLiteral("--upper"),
+              QStringLiteral("-19:on"), QStringLiteral("--lower=-20:off")});
   QVERIFY2(r.exitCode == 0, CLI_DIAG(r));
-  QCOMPARE(r.outLines(), (QStringList{QStringLiteral("Upper bound: -19 C"), QStringLiteral("Lower bound: OFF")}));
+  QCOMPARE(r.outLines(),
+           (QStringList{QStringLiteral("Upper bound: -19 C"), QStringLiteral("Lower bound: OFF")}));
   QCOMPARE(r.err, QStringLiteral("Set completion\n"));
 }
 

@@ -15,8 +15,8 @@ using hygro::test::SimLogger;
 
 namespace {
 
-const QRegularExpression kSampleLine(
-    QStringLiteral("^(\\d{4}/\\d{2}/\\d{2} \\d{2}:\\d{2}:\\d{2})\\t(-?\\d+\\.\\d{2})\\t(-?\\d+\\.\\d{2})$"));
+const QRegularExpression kSampleLine(QStringLiteral(
+    "^(\\d{4}/\\d{2}/\\d{2} \\d{2}:\\d{2}:\\d{2})\\t(-?\\d+\\.\\d{2})\\t(-?\\d+\\.\\d{2})$"));
 
 QList<QByteArray> csvLines(const QString& path) {
   QFile f(path);
@@ -30,13 +30,14 @@ QList<QByteArray> csvLines(const QString& path) {
 }
 
 QDateTime sampleTime(const QString& line) {
-  return QDateTime::fromString(kSampleLine.match(line).captured(1), QStringLiteral("yyyy/MM/dd HH:mm:ss"));
+  return QDateTime::fromString(kSampleLine.match(line).captured(1),
+                               QStringLiteral("yyyy/MM/dd HH:mm:ss"));
 }
 
 // Starts the emulated logger with a state file and further options.
-#define START_SIM(sim, state, extra)                                         \
-  do {                                                                       \
-    QString simError;                                                        \
+#define START_SIM(sim, state, extra)                                          \
+  do {                                                                        \
+    QString simError;                                                         \
     QVERIFY2((sim).start((state), (extra), &simError), qPrintable(simError)); \
   } while (0)
 
@@ -66,39 +67,85 @@ void TestCliSim::statusOfLoggerStates_data() {
   QTest::addColumn<QString>("state");
   QTest::addColumn<QStringList>("expected");
   QTest::newRow("idle") << "idle.json"
-                        << QStringList{"Model: QM720-XC", "Firmware: QM720-XC V1.02", "Name: LAB1",
-                                       "State: Record stop", "Start time: 2024/05/01 09:00:00",
-                                       "Points: 144 point", "Interval: 10 Min", "Memory mode: One Time",
-                                       "Upper bound: 30 C", "Lower bound: OFF", "Battery: 3.05 V", "End: "};
+                        << QStringList{"Model: QM720-XC",
+                                       "Firmware: QM720-XC V1.02",
+                                       "Name: LAB1",
+                                       "State: Record stop",
+                                       "Start time: 2024/05/01 09:00:00",
+                                       "Points: 144 point",
+                                       "Interval: 10 Min",
+                                       "Memory mode: One Time",
+                                       "Upper bound: 30 C",
+                                       "Lower bound: OFF",
+                                       "Battery: 3.05 V",
+                                       "End: "};
   QTest::newRow("recording") << "recording.json"
-                             << QStringList{"Model: QM720-XC", "Firmware: QM720-XC V1.02", "Name: REC1",
-                                            "State: Recording", "Start time: 2024/05/02 08:00:00",
-                                            "Points: 120 point", "Interval: 1 Min", "Memory mode: One Time",
-                                            "Upper bound: 35 C", "Lower bound: 0 C", "Battery: 3.10 V", "End: "};
+                             << QStringList{"Model: QM720-XC",
+                                            "Firmware: QM720-XC V1.02",
+                                            "Name: REC1",
+                                            "State: Recording",
+                                            "Start time: 2024/05/02 08:00:00",
+                                            "Points: 120 point",
+                                            "Interval: 1 Min",
+                                            "Memory mode: One Time",
+                                            "Upper bound: 35 C",
+                                            "Lower bound: 0 C",
+                                            "Battery: 3.10 V",
+                                            "End: "};
   // Reserved: the start time is the reservation, the interval the one set
   // for the coming recording; the fresh log blanks mode and bounds.
   QTest::newRow("reserved") << "reserved.json"
-                            << QStringList{"Model: QM720-XC", "Firmware: QM720-XC V1.02", "Name: RSV1",
-                                           "State: Reserving", "Start time: 15Day08:30 Record beginning",
-                                           "Points: 0 Point", "Interval: 5 Min", "Memory mode: ",
-                                           "Upper bound: ", "Lower bound: ", "Battery: 3.00 V", "End: "};
+                            << QStringList{"Model: QM720-XC",
+                                           "Firmware: QM720-XC V1.02",
+                                           "Name: RSV1",
+                                           "State: Reserving",
+                                           "Start time: 15Day08:30 Record beginning",
+                                           "Points: 0 Point",
+                                           "Interval: 5 Min",
+                                           "Memory mode: ",
+                                           "Upper bound: ",
+                                           "Lower bound: ",
+                                           "Battery: 3.00 V",
+                                           "End: "};
   QTest::newRow("fresh") << "fresh.json"
-                         << QStringList{"Model: QM720-XC", "Firmware: QM720-XC V1.02", "Name:     ",
-                                        "State: Record stop", "Start time: ----/--/-- --:--:--",
-                                        "Points: 0 point", "Interval: ", "Memory mode: ", "Upper bound: ",
-                                        "Lower bound: ", "Battery: 3.20 V", "End: "};
+                         << QStringList{"Model: QM720-XC",
+                                        "Firmware: QM720-XC V1.02",
+                                        "Name:     ",
+                                        "State: Record stop",
+                                        "Start time: ----/--/-- --:--:--",
+                                        "Points: 0 point",
+                                        "Interval: ",
+                                        "Memory mode: ",
+                                        "Upper bound: ",
+                                        "Lower bound: ",
+                                        "Battery: 3.20 V",
+                                        "End: "};
   QTest::newRow("low battery") << "lowbattery.json"
-                               << QStringList{"Model: QM720-XC", "Firmware: QM720-XC V1.02", "Name: LOWB",
-                                              "State: Record stop", "Start time: 2024/05/01 12:00:00",
-                                              "Points: 100 point", "Interval: 5 Min", "Memory mode: One Time",
-                                              "Upper bound: OFF", "Lower bound: OFF",
+                               << QStringList{"Model: QM720-XC",
+                                              "Firmware: QM720-XC V1.02",
+                                              "Name: LOWB",
+                                              "State: Record stop",
+                                              "Start time: 2024/05/01 12:00:00",
+                                              "Points: 100 point",
+                                              "Interval: 5 Min",
+                                              "Memory mode: One Time",
+                                              "Upper bound: OFF",
+                                              "Lower bound: OFF",
                                               QStringLiteral("Battery: ＮＧ 2.49 V"),
                                               "End: End due to the voltage decrease."};
   QTest::newRow("wrapped loop") << "wrapped_loop.json"
-                                << QStringList{"Model: QM720-XC", "Firmware: QM720-XC V1.02", "Name: LOOP",
-                                               "State: Record stop", "Start time: 2024/05/01 00:00:00",
-                                               "Points: 15000 Point", "Interval: 1 Min", "Memory mode: Loop",
-                                               "Upper bound: OFF", "Lower bound: OFF", "Battery: 3.00 V", "End: "};
+                                << QStringList{"Model: QM720-XC",
+                                               "Firmware: QM720-XC V1.02",
+                                               "Name: LOOP",
+                                               "State: Record stop",
+                                               "Start time: 2024/05/01 00:00:00",
+                                               "Points: 15000 Point",
+                                               "Interval: 1 Min",
+                                               "Memory mode: Loop",
+                                               "Upper bound: OFF",
+                                               "Lower bound: OFF",
+                                               "Battery: 3.00 V",
+                                               "End: "};
 }
 
 void TestCliSim::statusOfLoggerStates() {
@@ -114,15 +161,17 @@ void TestCliSim::statusOfLoggerStates() {
 
 void TestCliSim::otherModelHasNoBounds() {
   SimLogger sim;
-  START_SIM(sim, QStringLiteral("idle.json"), (QStringList{QStringLiteral("--model"), QStringLiteral("QM510-XC")}));
+  START_SIM(sim, QStringLiteral("idle.json"),
+            (QStringList{QStringLiteral("--model"), QStringLiteral("QM510-XC")}));
   const CliResult r = sim.run({QStringLiteral("status")});
   QVERIFY2(r.exitCode == 0, CLI_DIAG(r));
   QCOMPARE(r.field("Model"), QStringLiteral("QM510-XC"));
   QVERIFY2(!r.hasField("Upper bound") && !r.hasField("Lower bound"), CLI_DIAG(r));
   QCOMPARE(r.outLines().size(), 10);
 
-  const CliResult alarm = sim.run({QStringLiteral("set-alarm"), QStringLiteral("--upper"), QStringLiteral("30:on"),
-                                   QStringLiteral("--lower"), QStringLiteral("-5:off")});
+  const CliResult alarm =
+      sim.run({QStringLiteral("set-alarm"), QStringLiteral("--upper"), QStringLiteral("30:on"),
+               QStringLiteral("--lower"), QStringLiteral("-5:off")});
   QVERIFY2(alarm.exitCode == 1, CLI_DIAG(alarm));
   QVERIFY2(alarm.err.contains(QStringLiteral("QM510-XC has no alarm bounds")), CLI_DIAG(alarm));
 }
@@ -158,8 +207,9 @@ void TestCliSim::measureContinuousRunToCsv() {
   QTemporaryDir dir;
   const QString csv = dir.filePath(QStringLiteral("rt.csv"));
   // Every 2 s: the fast start, whose coarse readings are scaled back.
-  const CliResult r = sim.run({QStringLiteral("measure"), QStringLiteral("--count"), QStringLiteral("3"),
-                               QStringLiteral("--interval"), QStringLiteral("2"), QStringLiteral("--csv"), csv});
+  const CliResult r =
+      sim.run({QStringLiteral("measure"), QStringLiteral("--count"), QStringLiteral("3"),
+               QStringLiteral("--interval"), QStringLiteral("2"), QStringLiteral("--csv"), csv});
   QVERIFY2(r.exitCode == 0, CLI_DIAG(r));
   const QStringList lines = r.outLines();
   QCOMPARE(lines.size(), 3);
@@ -178,13 +228,16 @@ void TestCliSim::measureContinuousRunToCsv() {
 
   const QList<QByteArray> rows = csvLines(csv);
   QCOMPARE(rows.size(), 3 + 3);
-  QVERIFY2(rows[1].startsWith("\"LAB1\",") && rows[1].contains("\" 3\",\" 2\""), rows[1].constData());
+  QVERIFY2(rows[1].startsWith("\"LAB1\",") && rows[1].contains("\" 3\",\" 2\""),
+           rows[1].constData());
   for (int i = 0; i < 3; ++i) {
     const QList<QByteArray> cells = rows[3 + i].split(',');
     QCOMPARE(cells[0], QByteArray::number(i + 1));
     // The same samples as printed.
-    QCOMPARE(QString::fromUtf8(cells[1]).remove(QLatin1Char('"')), lines[i].section(QLatin1Char('\t'), 0, 0));
-    QCOMPARE(QString::fromUtf8(cells[2]).remove(QLatin1Char('"')), lines[i].section(QLatin1Char('\t'), 1, 1));
+    QCOMPARE(QString::fromUtf8(cells[1]).remove(QLatin1Char('"')),
+             lines[i].section(QLatin1Char('\t'), 0, 0));
+    QCOMPARE(QString::fromUtf8(cells[2]).remove(QLatin1Char('"')),
+             lines[i].section(QLatin1Char('\t'), 1, 1));
   }
 }
 
@@ -203,10 +256,14 @@ void TestCliSim::downloadTwoSegmentsToCsvMarksTheLogDownloaded() {
 
   const QList<QByteArray> rows = csvLines(csv);
   QCOMPARE(rows.size(), 3 + 200);
-  QCOMPARE(rows[0], QByteArray("\"Recognition name\",\"Start time\",\"Recording points\",\"Record interval\","
-                               "\"Upper bound temperature setting\",\"Lower bound temperature setting\""));
-  QVERIFY2(rows[1].startsWith("\"SEG2\",\"2024/05/01 10:00:00\",\" 200\",\" 60\""), rows[1].constData());
-  QCOMPARE(rows[2], QByteArray("\"Record number\",\"Date\",\"Temperature\",\"Humidity \",\"Remarks \""));
+  QCOMPARE(
+      rows[0],
+      QByteArray("\"Recognition name\",\"Start time\",\"Recording points\",\"Record interval\","
+                 "\"Upper bound temperature setting\",\"Lower bound temperature setting\""));
+  QVERIFY2(rows[1].startsWith("\"SEG2\",\"2024/05/01 10:00:00\",\" 200\",\" 60\""),
+           rows[1].constData());
+  QCOMPARE(rows[2],
+           QByteArray("\"Record number\",\"Date\",\"Temperature\",\"Humidity \",\"Remarks \""));
   // 120 points from 10:00 a minute apart, then the second segment from 14:00.
   auto timeOf = [&](int n) { return rows[2 + n].split(',').value(1); };
   QCOMPARE(timeOf(1), QByteArray("\"2024/05/01 10:00:00\""));
@@ -216,7 +273,8 @@ void TestCliSim::downloadTwoSegmentsToCsvMarksTheLogDownloaded() {
   QCOMPARE(rows[3].split(',').value(2), QByteArray("\"22.00\""));
 
   // The logger now counts its log as downloaded: a new start asks nothing.
-  const CliResult start = sim.run({QStringLiteral("start"), QStringLiteral("--interval"), QStringLiteral("1m")});
+  const CliResult start =
+      sim.run({QStringLiteral("start"), QStringLiteral("--interval"), QStringLiteral("1m")});
   QVERIFY2(start.exitCode == 0, CLI_DIAG(start));
   QCOMPARE(start.field("State"), QStringLiteral("Recording"));
 }
@@ -244,7 +302,8 @@ void TestCliSim::downloadFailures() {
   {
     // The stream stops after 50 points: the watchdog gives up, nothing saved.
     SimLogger sim;
-    START_SIM(sim, QStringLiteral("idle.json"), (QStringList{QStringLiteral("--stall-after"), QStringLiteral("50")}));
+    START_SIM(sim, QStringLiteral("idle.json"),
+              (QStringList{QStringLiteral("--stall-after"), QStringLiteral("50")}));
     const CliResult r = sim.run({QStringLiteral("download"), QStringLiteral("--csv"), csv});
     QVERIFY2(r.exitCode == 1, CLI_DIAG(r));
     QVERIFY2(r.errLines().contains(QStringLiteral("It failed in download.")), CLI_DIAG(r));
@@ -265,7 +324,8 @@ void TestCliSim::startStopAndReserve() {
   // A logger recording a log nobody downloaded yet.
   SimLogger sim;
   START_SIM(sim, QStringLiteral("recording.json"), QStringList{});
-  const QStringList start1m{QStringLiteral("start"), QStringLiteral("--interval"), QStringLiteral("1m")};
+  const QStringList start1m{QStringLiteral("start"), QStringLiteral("--interval"),
+                            QStringLiteral("1m")};
 
   CliResult r = sim.run(start1m);
   QVERIFY2(r.exitCode == 1, CLI_DIAG(r));  // the record button would stop it
@@ -288,9 +348,10 @@ void TestCliSim::startStopAndReserve() {
            CLI_DIAG(r));
   QCOMPARE(sim.run({QStringLiteral("status")}).field("State"), QStringLiteral("Record stop"));
 
-  r = sim.run({QStringLiteral("start"), QStringLiteral("--interval"), QStringLiteral("2s"), QStringLiteral("--name"),
-               QStringLiteral("AB"), QStringLiteral("--mode"), QStringLiteral("loop"), QStringLiteral("--upper"),
-               QStringLiteral("30:on"), QStringLiteral("--lower"), QStringLiteral("-5:off"), QStringLiteral("--force")});
+  r = sim.run({QStringLiteral("start"), QStringLiteral("--interval"), QStringLiteral("2s"),
+               QStringLiteral("--name"), QStringLiteral("AB"), QStringLiteral("--mode"),
+               QStringLiteral("loop"), QStringLiteral("--upper"), QStringLiteral("30:on"),
+               QStringLiteral("--lower"), QStringLiteral("-5:off"), QStringLiteral("--force")});
   QVERIFY2(r.exitCode == 0, CLI_DIAG(r));
   QCOMPARE(r.field("State"), QStringLiteral("Recording"));
   // A start shows no "Set completion" boxes.
@@ -302,7 +363,8 @@ void TestCliSim::startStopAndReserve() {
   QCOMPARE(r.field("Memory mode"), QStringLiteral("Loop"));
   QCOMPARE(r.field("Upper bound"), QStringLiteral("30 C"));
   QCOMPARE(r.field("Lower bound"), QStringLiteral("OFF"));
-  const QDateTime started = QDateTime::fromString(r.field("Start time"), QStringLiteral("yyyy/MM/dd HH:mm:ss"));
+  const QDateTime started =
+      QDateTime::fromString(r.field("Start time"), QStringLiteral("yyyy/MM/dd HH:mm:ss"));
   QVERIFY2(qAbs(started.secsTo(QDateTime::currentDateTime())) < 30, CLI_DIAG(r));
 
   QCOMPARE(sim.run({QStringLiteral("stop")}).field("State"), QStringLiteral("Record stop"));
@@ -310,11 +372,13 @@ void TestCliSim::startStopAndReserve() {
   // A reserved start for tomorrow; the settings not given stay as they were.
   const QDateTime at = QDateTime::currentDateTime().addDays(1);
   const QString when = at.toString(QStringLiteral("yyyy-MM-dd")) + QStringLiteral(" 08:05");
-  r = sim.run({QStringLiteral("start"), QStringLiteral("--interval"), QStringLiteral("5m"), QStringLiteral("--reserve"),
-               when, QStringLiteral("--force")});
+  r = sim.run({QStringLiteral("start"), QStringLiteral("--interval"), QStringLiteral("5m"),
+               QStringLiteral("--reserve"), when, QStringLiteral("--force")});
   QVERIFY2(r.exitCode == 0, CLI_DIAG(r));
-  const QString beginning = at.toString(QStringLiteral("dd")) + QStringLiteral("Day08:05 Record beginning");
-  QCOMPARE(r.outLines(), (QStringList{QStringLiteral("State: Reserving"), QStringLiteral("Start time: ") + beginning}));
+  const QString beginning =
+      at.toString(QStringLiteral("dd")) + QStringLiteral("Day08:05 Record beginning");
+  QCOMPARE(r.outLines(), (QStringList{QStringLiteral("State: Reserving"),
+                                      QStringLiteral("Start time: ") + beginning}));
   r = sim.run({QStringLiteral("status")});
   QCOMPARE(r.field("State"), QStringLiteral("Reserving"));
   QCOMPARE(r.field("Interval"), QStringLiteral("5 Min"));
@@ -340,7 +404,8 @@ void TestCliSim::identificationName() {
 
   r = sim.run({QStringLiteral("set-name"), QStringLiteral("A/B")});
   QVERIFY2(r.exitCode == 2, CLI_DIAG(r));
-  QCOMPARE(r.err, QStringLiteral("認識名称には次の文字は使えません\n\n           \\ / : * ? \" < > |\n"));
+  QCOMPARE(r.err,
+           QStringLiteral("認識名称には次の文字は使えません\n\n           \\ / : * ? \" < > |\n"));
   // Nothing was sent: the logger keeps the previous name.
   QCOMPARE(sim.run({QStringLiteral("status")}).field("Name"), QStringLiteral("ABCD"));
 
@@ -352,8 +417,9 @@ void TestCliSim::identificationName() {
 void TestCliSim::alarmBoundsAndMemoryMode() {
   SimLogger sim;
   START_SIM(sim, QStringLiteral("fresh.json"), QStringList{});
-  CliResult r = sim.run({QStringLiteral("set-alarm"), QStringLiteral("--upper"), QStringLiteral("30:on"),
-                         QStringLiteral("--lower"), QStringLiteral("-5:off")});
+  CliResult r =
+      sim.run({QStringLiteral("set-alarm"), QStringLiteral("--upper"), QStringLiteral("30:on"),
+               QStringLiteral("--lower"), QStringLiteral("-5:off")});
   QVERIFY2(r.exitCode == 0, CLI_DIAG(r));
   // A fresh logger's status area blanks the bounds (there is no log yet):
   // what it took shows once a recording has started, below.
@@ -374,7 +440,8 @@ void TestCliSim::alarmBoundsAndMemoryMode() {
   r = sim.run({QStringLiteral("set-alarm"), QStringLiteral("--upper"), QStringLiteral("-19:off"),
                QStringLiteral("--lower"), QStringLiteral("-20:on")});
   QVERIFY2(r.exitCode == 0, CLI_DIAG(r));
-  QCOMPARE(r.outLines(), (QStringList{QStringLiteral("Upper bound: OFF"), QStringLiteral("Lower bound: -20 C")}));
+  QCOMPARE(r.outLines(),
+           (QStringList{QStringLiteral("Upper bound: OFF"), QStringLiteral("Lower bound: -20 C")}));
   r = sim.run({QStringLiteral("set-mode"), QStringLiteral("one-time")});
   QVERIFY2(r.exitCode == 0, CLI_DIAG(r));
   QCOMPARE(r.outLines(), QStringList{QStringLiteral("Memory mode: One Time")});
@@ -385,7 +452,8 @@ void TestCliSim::setClock() {
   START_SIM(sim, QStringLiteral("idle.json"), QStringList{});  // its clock is in 2024
   const CliResult r = sim.run({QStringLiteral("set-clock")});
   QVERIFY2(r.exitCode == 0, CLI_DIAG(r));
-  const QDateTime clock = QDateTime::fromString(r.field("Clock"), QStringLiteral("yyyy/MM/dd HH:mm:ss"));
+  const QDateTime clock =
+      QDateTime::fromString(r.field("Clock"), QStringLiteral("yyyy/MM/dd HH:mm:ss"));
   QVERIFY2(clock.isValid() && qAbs(clock.secsTo(QDateTime::currentDateTime())) <= 5, CLI_DIAG(r));
   // The window's confirmation, with the clock on the lines below it.
   QVERIFY2(r.err.startsWith(QStringLiteral("Set completion\n\n") + r.field("Clock")), CLI_DIAG(r));
@@ -393,7 +461,8 @@ void TestCliSim::setClock() {
 
 void TestCliSim::silentLogger() {
   SimLogger sim;
-  START_SIM(sim, QStringLiteral("idle.json"), (QStringList{QStringLiteral("--silence"), QStringLiteral("all")}));
+  START_SIM(sim, QStringLiteral("idle.json"),
+            (QStringList{QStringLiteral("--silence"), QStringLiteral("all")}));
   const CliResult r = sim.run({QStringLiteral("status")});
   QVERIFY2(r.exitCode == 1, CLI_DIAG(r));
   QCOMPARE(r.errLines().value(0), QStringLiteral("Hygrotab not connected."));
@@ -402,12 +471,14 @@ void TestCliSim::silentLogger() {
 
 void TestCliSim::loggerPulledOutDuringARun() {
   SimLogger sim;
-  START_SIM(sim, QStringLiteral("idle.json"), (QStringList{QStringLiteral("--unplug-after-ms"), QStringLiteral("3000")}));
+  START_SIM(sim, QStringLiteral("idle.json"),
+            (QStringList{QStringLiteral("--unplug-after-ms"), QStringLiteral("3000")}));
   QTemporaryDir dir;
   const QString csv = dir.filePath(QStringLiteral("part.csv"));
-  const CliResult r = sim.run({QStringLiteral("measure"), QStringLiteral("--count"), QStringLiteral("10"),
-                               QStringLiteral("--interval"), QStringLiteral("2"), QStringLiteral("--csv"), csv},
-                              15000);
+  const CliResult r =
+      sim.run({QStringLiteral("measure"), QStringLiteral("--count"), QStringLiteral("10"),
+               QStringLiteral("--interval"), QStringLiteral("2"), QStringLiteral("--csv"), csv},
+              15000);
   QVERIFY2(!r.crashed && r.exitCode == 1, CLI_DIAG(r));
   QVERIFY2(r.err.contains(QStringLiteral("connection to the logger was lost")), CLI_DIAG(r));
   const int taken = int(r.outLines().size());
@@ -424,10 +495,11 @@ void TestCliSim::interruptedRunKeepsItsSamples() {
   QTemporaryDir dir;
   const QString csv = dir.filePath(QStringLiteral("run.csv"));
   QProcess cli;
-  cli.start(hygro::test::cliExecutable(),
-            {QStringLiteral("--data-dir"), dir.filePath(QStringLiteral("data")), QStringLiteral("--port"),
-             sim.port(), QStringLiteral("measure"), QStringLiteral("--count"), QStringLiteral("1000"),
-             QStringLiteral("--interval"), QStringLiteral("2"), QStringLiteral("--csv"), csv});
+  cli.start(
+      hygro::test::cliExecutable(),
+      {QStringLiteral("--data-dir"), dir.filePath(QStringLiteral("data")), QStringLiteral("--port"),
+       sim.port(), QStringLiteral("measure"), QStringLiteral("--count"), QStringLiteral("1000"),
+       QStringLiteral("--interval"), QStringLiteral("2"), QStringLiteral("--csv"), csv});
   QVERIFY(cli.waitForStarted());
   // Two samples, then SIGTERM as a service manager (or Ctrl-C) would send.
   QByteArray out;
@@ -440,7 +512,8 @@ void TestCliSim::interruptedRunKeepsItsSamples() {
   QCOMPARE(cli.exitStatus(), QProcess::NormalExit);
   QCOMPARE(cli.exitCode(), 1);
   const int taken = int(out.count('\n'));
-  QVERIFY2(err.contains(QStringLiteral("interrupted after %1 of 1000 samples").arg(taken)), qPrintable(err));
+  QVERIFY2(err.contains(QStringLiteral("interrupted after %1 of 1000 samples").arg(taken)),
+           qPrintable(err));
   QCOMPARE(csvLines(csv).size(), 3 + taken);
   // The scratch files are gone with the tool.
   QVERIFY(QDir(dir.filePath(QStringLiteral("data"))).entryList(QDir::Files).isEmpty());

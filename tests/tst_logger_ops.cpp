@@ -430,7 +430,8 @@ class TestLoggerOps : public QObject {
     // The dialog's check says so under that one model's name, and sends nothing.
     r.codes();
     QVERIFY(!r.session.Reservation_Check(fmt::nowSerial() - 2.0 / 1440));
-    QCOMPARE(r.prompt.calls.last().text, QStringLiteral("The mistake is found at the reservation time."));
+    QCOMPARE(r.prompt.calls.last().text,
+             QStringLiteral("The mistake is found at the reservation time."));
     QCOMPARE(r.prompt.calls.last().title, QStringLiteral("QM510-XC"));
     QVERIFY(r.session.Reservation_Check(fmt::nowSerial()));
     QVERIFY(r.codes().isEmpty());

@@ -47,7 +47,8 @@ class TestForm1 : public QObject {
     QCOMPARE(w.windowTitle(),
              QStringLiteral("[Hygrotab] Temperature and Humidity Logger QM720-XC"));
     QCOMPARE(w.findChild<QLabel*>(QStringLiteral("Label14"))->text(), QStringLiteral("DEMO"));
-    QCOMPARE(w.findChild<QLabel*>(QStringLiteral("Label16"))->text(), QStringLiteral("Record stop"));
+    QCOMPARE(w.findChild<QLabel*>(QStringLiteral("Label16"))->text(),
+             QStringLiteral("Record stop"));
     QCOMPARE(connectButton->text(), QStringLiteral("Disconnect"));
     QVERIFY(!baud->isEnabled());
 
@@ -57,7 +58,8 @@ class TestForm1 : public QObject {
     QTest::mouseClick(once, Qt::LeftButton);
     QTRY_VERIFY(!session.busy());
     QVERIFY(w.findChild<QLabel*>(QStringLiteral("Label2"))->text().endsWith(QStringLiteral(" C")));
-    QVERIFY(w.findChild<QLabel*>(QStringLiteral("Label4"))->text().endsWith(QStringLiteral(" %RH")));
+    QVERIFY(
+        w.findChild<QLabel*>(QStringLiteral("Label4"))->text().endsWith(QStringLiteral(" %RH")));
     QCOMPARE(w.findChild<QLabel*>(QStringLiteral("Label10"))->text().size(), 19);
 
     // A recording logger locks them.

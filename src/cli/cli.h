@@ -99,7 +99,7 @@ class CliPrompt : public UserPrompt {
   Answerer answerer;
   QString saveTo;  // the --csv file; empty: every save is cancelled
 
-  int messages = 0;   // messages shown so far
+  int messages = 0;      // messages shown so far
   bool refused = false;  // a question was refused for want of an option
 };
 

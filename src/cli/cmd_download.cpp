@@ -19,7 +19,8 @@ class Progress {
     if (tty_) {
       constexpr int kWidth = 40;
       const int filled = total > 0 ? static_cast<int>(qint64(done) * kWidth / total) : 0;
-      const QString bar = QString(filled, QLatin1Char('#')) + QString(kWidth - filled, QLatin1Char('.'));
+      const QString bar =
+          QString(filled, QLatin1Char('#')) + QString(kWidth - filled, QLatin1Char('.'));
       const QByteArray line = (QStringLiteral("\r[%1] %2").arg(bar, caption)).toUtf8();
       std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stderr);
       std::fflush(stderr);
@@ -62,15 +63,16 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
 
   // The tool holds no earlier download that could be kept.
   tool.prompt().answerer = [](const QString& q) -> std::optional<bool> {
-    if (q.startsWith(QLatin1String("The data previously downloaded is not preserved."))) return false;
+    if (q.startsWith(QLatin1String("The data previously downloaded is not preserved.")))
+      return false;
     return std::nullopt;
   };
   Progress progress;
   bool finished = false;
   bool ok = false;
-  QObject::connect(&s, &Session::downloadProgress, [&](int done, int total, const QString& caption) {
-    progress.show(done, total, caption);
-  });
+  QObject::connect(
+      &s, &Session::downloadProgress,
+      [&](int done, int total, const QString& caption) { progress.show(done, total, caption); });
   QObject::connect(&s, &Session::downloadFinished, [&](bool success) {
     progress.end();
     finished = true;
@@ -122,7 +124,8 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
 }  // namespace
 
 Command downloadCommand() {
-  return {QStringLiteral("download"), QStringLiteral("read the recorded log out of the logger"),
+  return {QStringLiteral("download"),
+          QStringLiteral("read the recorded log out of the logger"),
           QStringLiteral(
               "Usage: hygrotab-cli [global options] download [--csv FILE]\n"
               "\n"

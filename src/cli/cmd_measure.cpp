@@ -101,7 +101,10 @@ int runMeasure(const GlobalOptions& global, const ParsedArgs& args) {
       // What was measured before is still worth keeping.
       if (!csv.isEmpty() && rt.Points > 0) saveCsv(tool, csv);
       if (interrupted)
-        err(QStringLiteral("%1: interrupted after %2 of %3 samples").arg(kProgram).arg(rt.Points).arg(count));
+        err(QStringLiteral("%1: interrupted after %2 of %3 samples")
+                .arg(kProgram)
+                .arg(rt.Points)
+                .arg(count));
       return kExitFailure;
     }
   }
@@ -112,7 +115,8 @@ int runMeasure(const GlobalOptions& global, const ParsedArgs& args) {
 }  // namespace
 
 Command measureCommand() {
-  return {QStringLiteral("measure"), QStringLiteral("measure now, once or continuously"),
+  return {QStringLiteral("measure"),
+          QStringLiteral("measure now, once or continuously"),
           QStringLiteral(
               "Usage: hygrotab-cli [global options] measure [--count N] [--interval SECONDS] "
               "[--csv FILE]\n"

@@ -40,16 +40,18 @@ int runSetAlarm(const GlobalOptions& global, const ParsedArgs& args) {
 }  // namespace
 
 Command setAlarmCommand() {
-  return {QStringLiteral("set-alarm"), QStringLiteral("set the temperature alarm bounds"),
-          QStringLiteral(
-              "Usage: hygrotab-cli [global options] set-alarm --upper DEG:on|off --lower DEG:on|off\n"
-              "\n"
-              "Sets the upper and lower temperature bounds (QM720-XC only) in whole degrees C\n"
-              "and whether each one alarms, for example --upper 30:on --lower -5:off.\n"
-              "The upper bound is -19 to 70, the lower -20 to 69, and the upper must be above\n"
-              "the lower. Prints the bounds the logger then reports."),
-          {{QStringLiteral("upper"), true}, {QStringLiteral("lower"), true}},
-          runSetAlarm};
+  return {
+      QStringLiteral("set-alarm"),
+      QStringLiteral("set the temperature alarm bounds"),
+      QStringLiteral(
+          "Usage: hygrotab-cli [global options] set-alarm --upper DEG:on|off --lower DEG:on|off\n"
+          "\n"
+          "Sets the upper and lower temperature bounds (QM720-XC only) in whole degrees C\n"
+          "and whether each one alarms, for example --upper 30:on --lower -5:off.\n"
+          "The upper bound is -19 to 70, the lower -20 to 69, and the upper must be above\n"
+          "the lower. Prints the bounds the logger then reports."),
+      {{QStringLiteral("upper"), true}, {QStringLiteral("lower"), true}},
+      runSetAlarm};
 }
 
 }  // namespace hygro::cli

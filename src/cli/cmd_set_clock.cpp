@@ -30,7 +30,8 @@ int runSetClock(const GlobalOptions& global, const ParsedArgs& args) {
 }  // namespace
 
 Command setClockCommand() {
-  return {QStringLiteral("set-clock"), QStringLiteral("set the logger's clock to this computer's"),
+  return {QStringLiteral("set-clock"),
+          QStringLiteral("set the logger's clock to this computer's"),
           QStringLiteral("Usage: hygrotab-cli [global options] set-clock\n"
                          "\n"
                          "Sets the logger's clock to the computer's local time and prints the\n"

@@ -26,7 +26,8 @@ int runSetMode(const GlobalOptions& global, const ParsedArgs& args) {
 }  // namespace
 
 Command setModeCommand() {
-  return {QStringLiteral("set-mode"), QStringLiteral("set the memory mode"),
+  return {QStringLiteral("set-mode"),
+          QStringLiteral("set the memory mode"),
           QStringLiteral("Usage: hygrotab-cli [global options] set-mode one-time|loop\n"
                          "\n"
                          "one-time: recording stops when the memory is full;\n"

@@ -27,7 +27,8 @@ int runSetName(const GlobalOptions& global, const ParsedArgs& args) {
 }  // namespace
 
 Command setNameCommand() {
-  return {QStringLiteral("set-name"), QStringLiteral("set the logger's identification name"),
+  return {QStringLiteral("set-name"),
+          QStringLiteral("set the logger's identification name"),
           QStringLiteral("Usage: hygrotab-cli [global options] set-name NAME\n"
                          "\n"
                          "Sets the identification name: four characters, a shorter name is\n"

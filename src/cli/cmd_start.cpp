@@ -26,7 +26,8 @@ int runStart(const GlobalOptions& global, const ParsedArgs& args) {
   std::optional<bool> loop;
   if (args.has(QStringLiteral("mode"))) {
     bool l = false;
-    if (!parseMemoryMode(args.value(QStringLiteral("mode")), &l, &error)) return usageError(error, kCmd);
+    if (!parseMemoryMode(args.value(QStringLiteral("mode")), &l, &error))
+      return usageError(error, kCmd);
     loop = l;
   }
   std::optional<Bound> upper, lower;
@@ -67,9 +68,9 @@ int runStart(const GlobalOptions& global, const ParsedArgs& args) {
   if (v.state == DisplayState::Recording || v.state == DisplayState::Reserving) {
     // The record button would stop it instead.
     err(QStringLiteral("%1: the logger is already %2; stop it first ('%1 stop')")
-            .arg(kProgram,
-                 v.state == DisplayState::Recording ? QStringLiteral("recording")
-                                                    : QStringLiteral("waiting for a reserved start")));
+            .arg(kProgram, v.state == DisplayState::Recording
+                               ? QStringLiteral("recording")
+                               : QStringLiteral("waiting for a reserved start")));
     return kExitFailure;
   }
 
@@ -139,31 +140,32 @@ int runStart(const GlobalOptions& global, const ParsedArgs& args) {
 }  // namespace
 
 Command startCommand() {
-  return {QStringLiteral("start"), QStringLiteral("start a recording, now or at a reserved time"),
-          QStringLiteral(
-              "Usage: hygrotab-cli [global options] start --interval N{s|m} [--name NAME]\n"
-              "         [--mode one-time|loop] [--upper DEG:on|off] [--lower DEG:on|off]\n"
-              "         [--reserve \"YYYY-MM-DD HH:MM\"] [--force]\n"
-              "\n"
-              "Starts a new recording, as the window's record button and start dialog do.\n"
-              "Settings not given keep what the logger holds.\n"
-              "\n"
-              "  --interval N{s|m}   record interval, 1 to 255 seconds (s) or minutes (m)\n"
-              "  --name NAME         identification name, up to 4 characters\n"
-              "  --mode MODE         one-time (stop when the memory is full) or loop\n"
-              "                      (overwrite the oldest points)\n"
-              "  --upper DEG:on|off  upper alarm bound, -19 to 70 C, and whether it alarms\n"
-              "  --lower DEG:on|off  lower alarm bound, -20 to 69 C (QM720-XC only)\n"
-              "  --reserve TIME      start at that local time instead of now\n"
-              "  --force             start even over data never downloaded (it is lost)"),
-          {{QStringLiteral("interval"), true},
-           {QStringLiteral("name"), true},
-           {QStringLiteral("mode"), true},
-           {QStringLiteral("upper"), true},
-           {QStringLiteral("lower"), true},
-           {QStringLiteral("reserve"), true},
-           {QStringLiteral("force"), false}},
-          runStart};
+  return {
+      QStringLiteral("start"),
+      QStringLiteral("start a recording, now or at a reserved time"),
+      QStringLiteral("Usage: hygrotab-cli [global options] start --interval N{s|m} [--name NAME]\n"
+                     "         [--mode one-time|loop] [--upper DEG:on|off] [--lower DEG:on|off]\n"
+                     "         [--reserve \"YYYY-MM-DD HH:MM\"] [--force]\n"
+                     "\n"
+                     "Starts a new recording, as the window's record button and start dialog do.\n"
+                     "Settings not given keep what the logger holds.\n"
+                     "\n"
+                     "  --interval N{s|m}   record interval, 1 to 255 seconds (s) or minutes (m)\n"
+                     "  --name NAME         identification name, up to 4 characters\n"
+                     "  --mode MODE         one-time (stop when the memory is full) or loop\n"
+                     "                      (overwrite the oldest points)\n"
+                     "  --upper DEG:on|off  upper alarm bound, -19 to 70 C, and whether it alarms\n"
+                     "  --lower DEG:on|off  lower alarm bound, -20 to 69 C (QM720-XC only)\n"
+                     "  --reserve TIME      start at that local time instead of now\n"
+                     "  --force             start even over data never downloaded (it is lost)"),
+      {{QStringLiteral("interval"), true},
+       {QStringLiteral("name"), true},
+       {QStringLiteral("mode"), true},
+       {QStringLiteral("upper"), true},
+       {QStringLiteral("lower"), true},
+       {QStringLiteral("reserve"), true},
+       {QStringLiteral("force"), false}},
+      runStart};
 }
 
 }  // namespace hygro::cli

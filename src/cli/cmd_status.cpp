@@ -36,15 +36,17 @@ int runStatus(const GlobalOptions& global, const ParsedArgs& args) {
 }  // namespace
 
 Command statusCommand() {
-  return {QStringLiteral("status"), QStringLiteral("read and show the logger's state"),
-          QStringLiteral("Usage: hygrotab-cli [global options] status\n"
-                         "\n"
-                         "Reads the logger's state and prints one 'Caption: value' line each:\n"
-                         "Model, Firmware, Name, State, Start time, Points, Interval, Memory mode,\n"
-                         "Upper bound and Lower bound (QM720-XC only), Battery, End.\n"
-                         "Values are those the window's status area shows."),
-          {},
-          runStatus};
+  return {
+      QStringLiteral("status"),
+      QStringLiteral("read and show the logger's state"),
+      QStringLiteral("Usage: hygrotab-cli [global options] status\n"
+                     "\n"
+                     "Reads the logger's state and prints one 'Caption: value' line each:\n"
+                     "Model, Firmware, Name, State, Start time, Points, Interval, Memory mode,\n"
+                     "Upper bound and Lower bound (QM720-XC only), Battery, End.\n"
+                     "Values are those the window's status area shows."),
+      {},
+      runStatus};
 }
 
 }  // namespace hygro::cli

@@ -33,7 +33,8 @@ int runStop(const GlobalOptions& global, const ParsedArgs& args) {
 }  // namespace
 
 Command stopCommand() {
-  return {QStringLiteral("stop"), QStringLiteral("stop recording, or cancel a reserved start"),
+  return {QStringLiteral("stop"),
+          QStringLiteral("stop recording, or cancel a reserved start"),
           QStringLiteral("Usage: hygrotab-cli [global options] stop\n"
                          "\n"
                          "Stops the logger's recording, or cancels its reserved start, and prints\n"

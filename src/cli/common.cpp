@@ -16,7 +16,8 @@ void writeLine(FILE* stream, const QString& line) {
 }
 
 bool looksLikeNumber(const QString& arg) {
-  return arg.size() > 1 && arg[0] == QLatin1Char('-') && (arg[1].isDigit() || arg[1] == QLatin1Char('.'));
+  return arg.size() > 1 && arg[0] == QLatin1Char('-') &&
+         (arg[1].isDigit() || arg[1] == QLatin1Char('.'));
 }
 }  // namespace
 
@@ -25,9 +26,8 @@ void err(const QString& line) { writeLine(stderr, line); }
 
 int usageError(const QString& message, const QString& command) {
   err(kProgram + QStringLiteral(": ") + message);
-  err(command.isEmpty()
-          ? QStringLiteral("Try '%1 --help'.").arg(kProgram)
-          : QStringLiteral("Try '%1 %2 --help'.").arg(kProgram, command));
+  err(command.isEmpty() ? QStringLiteral("Try '%1 --help'.").arg(kProgram)
+                        : QStringLiteral("Try '%1 %2 --help'.").arg(kProgram, command));
   return kExitUsage;
 }
 
@@ -63,8 +63,8 @@ bool parseArgs(const QStringList& args, const std::vector<OptionDef>& defs, Pars
     }
     const qsizetype eq = a.indexOf(QLatin1Char('='));
     const QString name = a.mid(2, eq < 0 ? -1 : eq - 2);
-    const auto def = std::find_if(defs.begin(), defs.end(),
-                                   [&](const OptionDef& s) { return s.name == name; });
+    const auto def =
+        std::find_if(defs.begin(), defs.end(), [&](const OptionDef& s) { return s.name == name; });
     if (def == defs.end()) {
       *error = QStringLiteral("unknown option '--%1'").arg(name);
       return false;
@@ -150,8 +150,8 @@ bool parseReservation(const QString& text, double* serial, QString* error) {
   if (!m.hasMatch() ||
       !fmt::makeDateSerial(m.captured(1).toInt(), m.captured(2).toInt(), m.captured(3).toInt(),
                            m.captured(4).toInt(), m.captured(5).toInt(), 0, serial)) {
-    *error = QStringLiteral("--reserve takes a date and time \"YYYY-MM-DD HH:MM\", not '%1'")
-                 .arg(text);
+    *error =
+        QStringLiteral("--reserve takes a date and time \"YYYY-MM-DD HH:MM\", not '%1'").arg(text);
     return false;
   }
   return true;
@@ -175,8 +175,9 @@ bool checkName(Session& session, const QString& name, const QString& command) {
     // The logger holds single bytes; anything else would arrive as some other
     // character.
     if (c.unicode() < 0x20 || c.unicode() > 0x7E) {
-      usageError(QStringLiteral("the name may hold only printable ASCII characters, not '%1'").arg(name),
-                 command);
+      usageError(
+          QStringLiteral("the name may hold only printable ASCII characters, not '%1'").arg(name),
+          command);
       return false;
     }
   }

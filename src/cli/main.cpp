@@ -9,9 +9,8 @@ using namespace hygro::cli;
 namespace {
 
 std::vector<Command> commands() {
-  return {statusCommand(),  measureCommand(),  downloadCommand(),
-          startCommand(),   stopCommand(),     setClockCommand(),
-          setNameCommand(), setAlarmCommand(), setModeCommand()};
+  return {statusCommand(),   measureCommand(), downloadCommand(), startCommand(),  stopCommand(),
+          setClockCommand(), setNameCommand(), setAlarmCommand(), setModeCommand()};
 }
 
 QString toolHelp(const std::vector<Command>& cmds) {
@@ -95,7 +94,8 @@ int main(int argc, char** argv) {
   if (args.isEmpty()) return usageError(QStringLiteral("no command given"));
 
   const QString name = args.takeFirst();
-  const auto cmd = std::find_if(cmds.begin(), cmds.end(), [&](const Command& c) { return c.name == name; });
+  const auto cmd =
+      std::find_if(cmds.begin(), cmds.end(), [&](const Command& c) { return c.name == name; });
   if (cmd == cmds.end()) return usageError(QStringLiteral("unknown command '%1'").arg(name));
 
   ParsedArgs parsed;

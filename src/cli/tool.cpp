@@ -81,7 +81,8 @@ int Tool::open() {
   // leftovers of a crash.
   QString folder = options_.dataDir;
   if (folder.isEmpty()) {
-    tempDir_ = std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/hygrotab-cli-XXXXXX"));
+    tempDir_ =
+        std::make_unique<QTemporaryDir>(QDir::tempPath() + QStringLiteral("/hygrotab-cli-XXXXXX"));
     if (!tempDir_->isValid()) {
       err(QStringLiteral("%1: cannot create a temporary data folder: %2")
               .arg(kProgram, tempDir_->errorString()));
@@ -108,8 +109,7 @@ bool Tool::connect() {
                              options_.port);
   // No logger: the session has said "... not connected." already.
   if (!session_->connected()) {
-    if (once)
-      err(QStringLiteral("%1: no logger answered on %2").arg(kProgram, options_.port));
+    if (once) err(QStringLiteral("%1: no logger answered on %2").arg(kProgram, options_.port));
     return false;
   }
   model_ = session_->ModelName();

@@ -47,8 +47,9 @@ CliResult runCli(const QStringList& args, int timeoutMs) {
   // status 1: give it a status of its own.
   QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
   const QString asan = env.value(QStringLiteral("ASAN_OPTIONS"));
-  env.insert(QStringLiteral("ASAN_OPTIONS"),
-             (asan.isEmpty() ? QString() : asan + QLatin1Char(':')) + QStringLiteral("exitcode=86"));
+  env.insert(
+      QStringLiteral("ASAN_OPTIONS"),
+      (asan.isEmpty() ? QString() : asan + QLatin1Char(':')) + QStringLiteral("exitcode=86"));
   p.setProcessEnvironment(env);
   p.start();
   if (!p.waitForStarted(5000)) {

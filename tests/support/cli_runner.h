@@ -52,6 +52,6 @@ class SimLogger {
 }  // namespace hygro::test
 
 // QCOMPARE-style failure text that shows what the tool printed.
-#define CLI_DIAG(r)                                                                        \
-  qPrintable(QStringLiteral("exit %1, stdout:\n%2\nstderr:\n%3").arg((r).exitCode).arg((r).out, \
-                                                                                       (r).err))
+#define CLI_DIAG(r) \
+  qPrintable(       \
+      QStringLiteral("exit %1, stdout:\n%2\nstderr:\n%3").arg((r).exitCode).arg((r).out, (r).err))
