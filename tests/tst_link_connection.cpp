@@ -57,6 +57,29 @@ class TestConnection : public QObject {
     QCOMPARE(PortDisplay(QStringLiteral("COM12")), QStringLiteral("12"));
     QCOMPARE(PortDisplay(QStringLiteral("/tmp/logger")), QStringLiteral("/tmp/logger"));
     QCOMPARE(Connection::SettingsText(QStringLiteral("57600")), QStringLiteral("57600,n,8,1"));
+
+    const QList<ListedPort> listed{
+        {QStringLiteral("/dev/ttyS0"), 0, QString()},
+        {QStringLiteral("/dev/ttyACM0"), 0x2341, QStringLiteral("A1")},
+        {QStringLiteral("/dev/ttyUSB3"), kFtdiVendor, QStringLiteral("A1")}};
+    QCOMPARE(FindFtdiBySerial(listed, QStringLiteral("A1")), QStringLiteral("/dev/ttyUSB3"));
+    QCOMPARE(FindFtdiBySerial(listed, QStringLiteral("B2")), QString());
+    QCOMPARE(FindFtdiBySerial(listed, QString()), QString());
+  }
+
+  void aBridgeThatDetachesItsDriverIsWaitedFor() {
+    // Driving the pins took the serial driver away; the port comes back a
+    // little after the pulse.
+    SimRig r;
+    r.bridge->onSet = [&r](quint8 value) {
+      if (value != 0) return;
+      r.sim->unplug();
+      QTimer::singleShot(300, r.sim, [&r] { r.sim->plugIn(); });
+    };
+    QVERIFY(r.session.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("1")));
+    QVERIFY(r.session.connected());
+    QCOMPARE(r.session.ModelName(), QStringLiteral("QM720-XC"));
+    QVERIFY(r.prompt.messages().isEmpty());
   }
 
   void bridgeMasks() {

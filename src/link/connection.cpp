@@ -73,7 +73,12 @@ QString Connection::Port_Set_Once(const QString& port) {
     bridge_->set(0);
     Wait(PulseLowMs);
     Port_Settings_Apply(port);
-    if (!openPort()) break;
+    bool reopened = openPort();
+    // A bridge whose serial driver was detached for the pulse needs a moment
+    // before its port is there again.
+    if (!reopened && !bridge_->usableWhilePortOpen())
+      WaitUntil(ReattachWaitMs, [&] { return reopened || (reopened = openPort()); });
+    if (!reopened) break;
     port_->clearInput();
     port_->write(IdentifyFrame());
     // The answer is complete at its terminator; waiting out the rest of the

@@ -24,6 +24,7 @@ class Connection : public QObject {
   int PulseLowMs = 250;
   int AnswerWaitMs = 500;
   int IdentifyAttempts = 2;
+  int ReattachWaitMs = 1000;
   static constexpr int SearchFirstPort = 16;
 
   QString BaudText = QStringLiteral("57600");

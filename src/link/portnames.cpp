@@ -20,6 +20,14 @@ QString PortPath(const QString& port) {
 #endif
 }
 
+QString FindFtdiBySerial(const QList<ListedPort>& ports, const QString& usbSerial) {
+  if (usbSerial.isEmpty()) return {};
+  for (const ListedPort& p : ports) {
+    if (p.vendor == kFtdiVendor && p.usbSerial == usbSerial) return p.location;
+  }
+  return {};
+}
+
 QString PortDisplay(const QString& port) {
   if (const int n = PortNumber(port)) return QString::number(n);
   static const QRegularExpression usb(QStringLiteral("^/dev/ttyUSB(\\d+)$"));

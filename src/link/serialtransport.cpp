@@ -19,14 +19,52 @@ SerialTransport::SerialTransport(QObject* parent) : Transport(parent) {
 
 SerialTransport::~SerialTransport() { serial_.close(); }
 
+namespace {
+
+QList<ListedPort> listedPorts() {
+  QList<ListedPort> ports;
+  for (const QSerialPortInfo& info : QSerialPortInfo::availablePorts()) {
+    ports.append({info.systemLocation(),
+                  info.hasVendorIdentifier() ? int(info.vendorIdentifier()) : 0,
+                  info.serialNumber()});
+  }
+  return ports;
+}
+
+// The USB serial number of the FTDI bridge at `path`; empty when there is none.
+QString usbSerialAt(const QString& path) {
+  const QString canonical = QFileInfo(path).canonicalFilePath();
+  if (canonical.isEmpty()) return {};
+  for (const ListedPort& p : listedPorts()) {
+    if (p.vendor == kFtdiVendor && QFileInfo(p.location).canonicalFilePath() == canonical)
+      return p.usbSerial;
+  }
+  return {};
+}
+
+}  // namespace
+
 void SerialTransport::setPort(const QString& port) {
+  if (port != requested_) usbSerial_.clear();
+  requested_ = port;
   port_ = port;
   serial_.setPortName(PortPath(port));
 }
 
 bool SerialTransport::open() {
   if (serial_.isOpen()) return true;
-  if (!serial_.open(QIODevice::ReadWrite)) {
+  if (usbSerial_.isEmpty()) usbSerial_ = usbSerialAt(serial_.portName());
+  bool opened = serial_.open(QIODevice::ReadWrite);
+  if (!opened && !usbSerial_.isEmpty() && !QFileInfo::exists(serial_.portName())) {
+    // The bridge came back under another name: follow its serial number.
+    const QString moved = FindFtdiBySerial(listedPorts(), usbSerial_);
+    if (!moved.isEmpty()) {
+      serial_.setPortName(moved);
+      opened = serial_.open(QIODevice::ReadWrite);
+      if (opened) port_ = moved;
+    }
+  }
+  if (!opened) {
     lastError_ = serial_.errorString();
     return false;
   }
@@ -65,9 +103,8 @@ bool SerialTransport::isPresent() const {
 
 QStringList SerialTransport::preferredPorts() const {
   QStringList ports;
-  for (const QSerialPortInfo& info : QSerialPortInfo::availablePorts()) {
-    if (info.hasVendorIdentifier() && info.vendorIdentifier() == 0x0403)
-      ports << info.systemLocation();
+  for (const ListedPort& p : listedPorts()) {
+    if (p.vendor == kFtdiVendor) ports << p.location;
   }
   return ports;
 }

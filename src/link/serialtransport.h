@@ -34,6 +34,11 @@ class SerialTransport : public Transport {
 
   QSerialPort serial_;
   QString port_;
+  // The port as the caller named it, and the USB serial number of the bridge
+  // last seen there: a bridge whose driver was detached for the wake pulse
+  // may come back under another device name.
+  QString requested_;
+  QString usbSerial_;
   int baud_ = 57600;
   QString lastError_;
 };

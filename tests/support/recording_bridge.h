@@ -1,5 +1,6 @@
 #pragma once
 #include <QList>
+#include <functional>
 
 #include "link/bridge.h"
 
@@ -11,9 +12,11 @@ class RecordingBridge : public BridgePins {
   QList<quint8> values;
   QList<quint8> masks;
   int status = BridgeFound;
+  std::function<void(quint8)> onSet;  // what the pin change does to the device
   int set(quint8 value) override {
     values << value;
     masks << BridgeMask(value);
+    if (onSet) onSet(value);
     return status;
   }
   bool usableWhilePortOpen() const override { return false; }
