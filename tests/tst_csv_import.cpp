@@ -41,6 +41,7 @@ Read readBytes(DataSets& ds, const QByteArray& bytes) {
 void holdEarlierFile(DataSets& ds) {
   ds.info(FileData).Points = 1;
   ds.info(FileData).Name = QStringLiteral("earlier");
+  ds.info(FileData).Model = QStringLiteral("QM510-XC");
   ds.Rec = MeasurementRecord{};
   ds.Rec.Temperature = 11;
   ds.Put(FileData, 1);
@@ -112,7 +113,7 @@ void TstCsvImport::runsFromTimeGaps() {
 void TstCsvImport::itemsAsTheyAreRead() {
   // Numbers are read with Val; "OFF" and 25 for the bounds; points stated as
   // 10 but three rows. Quoted items keep commas and line ends; unquoted items
-  // lose leading and trailing blanks; lines do not matter, only the count of
+  // lose their leading blanks; lines do not matter, only the count of
   // items; blank lines are skipped; a BOM is ignored.
   const QByteArray file = "\xEF\xBB\xBF" + kLongTitles.chopped(2) + ",\"N\",\"2010/05/01\"\r\n" +
                           "  10  , 90,\"OFF\",\"25\"\r\n" + kRowTitles +
@@ -184,6 +185,8 @@ void TstCsvImport::rejected() {
   QCOMPARE(r.messages, QStringList{message});
   QCOMPARE(ds.DataSetIndex, quint8(LogData));
   const DataSetInfo& i = ds.info(FileData);
+  // The model changes only with a file read to its end.
+  QCOMPARE(i.Model, QStringLiteral("QM510-XC"));
   if (rowsRead < 0) {
     QCOMPARE(i.Points, qint16(1));
     QCOMPARE(i.Name, QStringLiteral("earlier"));

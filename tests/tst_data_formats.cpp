@@ -59,9 +59,10 @@ void TstDataFormats::numbers_data() {
   // that does not parse leaves -99 where it was.
   QTest::addColumn<double>("got");
   QTest::addColumn<double>("expected");
-  const auto date = [](const char* text) {
+  const auto date = [](const char* text,
+                       fmt::DayMonthOrder order = fmt::DayMonthOrder::MonthFirst) {
     double out = -99;
-    fmt::parseGeneralDate(QString::fromLatin1(text), &out);
+    fmt::parseGeneralDate(QString::fromLatin1(text), &out, order);
     return out;
   };
   QTest::newRow("date written") << date("2010/05/01 13:04:05")
@@ -71,6 +72,12 @@ void TstDataFormats::numbers_data() {
                                   << fmt::dateSerial(2010, 5, 1, 13, 4, 0);
   QTest::newRow("before epoch") << date("1899/12/29 06:00:00") << -1.25;
   QTest::newRow("no such day") << date("2010/02/30") << -99.0;
+  // The year last, day and month in the order of the system's dates.
+  QTest::newRow("year last, month first") << date("05/01/2010 13:04:05")
+                                          << fmt::dateSerial(2010, 5, 1, 13, 4, 5);
+  QTest::newRow("year last, day first")
+      << date("05/01/2010", fmt::DayMonthOrder::DayFirst) << fmt::dateSerial(2010, 1, 5, 0, 0, 0);
+  QTest::newRow("year last, no 13th month") << date("13/01/2010") << -99.0;
   QTest::newRow("13 PM") << date("2010/05/01 13:00 PM") << -99.0;
   QTest::newRow("val leading blank") << fmt::val(QStringLiteral(" 100")) << 100.0;
   QTest::newRow("val number then text") << fmt::val(QStringLiteral("12abc")) << 12.0;

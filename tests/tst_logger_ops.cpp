@@ -155,6 +155,19 @@ class TestLoggerOps : public QObject {
     QVERIFY(qAbs(r.rec(RealTimeData, 1).Humidity - 50.45f) < 0.05f);
     QCOMPARE(r.rec(RealTimeData, 1).Block, 1.0f);
     QCOMPARE(int(r.session.data().DataSetIndex), int(RealTimeData));
+    // The one sample holds every extreme.
+    QCOMPARE(r.rec(RealTimeData, 1).remarks().trimmed(),
+             QStringLiteral("Maximum temperature Minimum temperature Maximum hu"));
+
+    // A run that follows starts from blank remarks, not from those marks.
+    r.session.Command2_Click();
+    QCOMPARE(r.rec(RealTimeData, 1).remarks(), QString(50, QLatin1Char(' ')));
+    QVERIFY(r.waitIdle());
+    // Disconnecting ends the run and marks its extremes.
+    r.session.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("1"));
+    QVERIFY(!r.session.connected());
+    QVERIFY(!r.session.continuation.isActive());
+    QVERIFY(r.rec(RealTimeData, 1).remarks().startsWith(QStringLiteral("Maximum temperature")));
   }
 
   void continuousRunsScaleOnlyAtTwoSeconds_data() {

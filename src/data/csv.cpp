@@ -31,7 +31,7 @@ void appendQuoted(QByteArray& out, const QString& text) { appendQuoted(out, text
 // Reads items the way the file form expects them: separated by commas,
 // quoted items taken without their quotes (commas and line ends inside them
 // belong to the item), unquoted items up to the next comma or line end with
-// blanks trimmed. Items are counted, not lines. Blank lines between records
+// their leading blanks skipped. Items are counted, not lines. Blank lines between records
 // are skipped; a line end right after a comma ends an empty item.
 class ItemReader {
  public:
@@ -99,7 +99,6 @@ class ItemReader {
         append(out, start, pos_);
         if (pos_ < buf_.size() || !fill(1)) break;
       }
-      while (!out->isEmpty() && (out->back() == ' ' || out->back() == '\t')) out->chop(1);
     }
     consumeDelimiter();
     return !failed_;
@@ -431,7 +430,6 @@ CsvOpenResult Csv_Read(DataSets& sets, QIODevice& in, UserPrompt& prompt,
   info.UpperOn = upperOn;
   info.LowerRaw = lowerRaw;
   info.LowerOn = lowerOn;
-  info.Model = model;
   info.Points = 0;
   Stats_Clear(info.Stats);
 
@@ -460,6 +458,8 @@ CsvOpenResult Csv_Read(DataSets& sets, QIODevice& in, UserPrompt& prompt,
     Stats_Add(sets.Rec, info.Points, info.Stats);
   }
   if (reader.failed()) return fileError();
+  // The model is the file's only once the whole file was read.
+  info.Model = model;
   sets.DataSetIndex = FileData;
   return CsvOpenResult::Opened;
 }

@@ -1,6 +1,7 @@
 #include "data/formats.h"
 
 #include <QDate>
+#include <QLocale>
 #include <QTime>
 #include <charconv>
 #include <cmath>
@@ -270,7 +271,17 @@ QString formatTime(double serial) {
   return QString::fromLatin1(buf, p - buf);
 }
 
-bool parseGeneralDate(const QString& text, double* out) {
+DayMonthOrder systemDayMonthOrder() {
+  static const DayMonthOrder order = [] {
+    const QString f = QLocale::system().dateFormat(QLocale::ShortFormat);
+    const qsizetype d = f.indexOf(u'd');
+    const qsizetype m = f.indexOf(u'M');
+    return d >= 0 && m >= 0 && d < m ? DayMonthOrder::DayFirst : DayMonthOrder::MonthFirst;
+  }();
+  return order;
+}
+
+bool parseGeneralDate(const QString& text, double* out, DayMonthOrder order) {
   Cursor c{text};
   c.skipBlanks();
   double days = 0;
@@ -286,11 +297,21 @@ bool parseGeneralDate(const QString& text, double* out) {
     const char16_t sep = c.peek();
     if (sep != u'/' && sep != u'-' && sep != u'.') return false;
     ++c.i;
-    int mo = 0, d = 0;
+    int mo = 0, d = 0, lastDigits = 0;
     if (!c.number(2, &mo) || c.peek() != sep) return false;
     ++c.i;
-    if (!c.number(2, &d)) return false;
-    const int y = digits <= 2 ? twoDigitYear(a) : a;
+    if (!c.number(4, &d, &lastDigits)) return false;
+    int y = 0;
+    if (digits <= 2 && lastDigits > 2) {
+      // The year last: the first two fields are day and month in some order.
+      y = d;
+      d = order == DayMonthOrder::DayFirst ? a : mo;
+      mo = order == DayMonthOrder::DayFirst ? mo : a;
+    } else if (lastDigits > 2) {
+      return false;
+    } else {
+      y = digits <= 2 ? twoDigitYear(a) : a;
+    }
     if (y < 100 || y > 9999 || !QDate::isValid(y, mo, d)) return false;
     days = static_cast<double>(QDate(y, mo, d).toJulianDay() - kBaseJulianDay);
     haveDate = true;

@@ -41,10 +41,17 @@ QString formatFileStamp(double serial);    // yymmdd_hhnnss
 QString formatGeneralDate(double serial);  // "c": yyyy/mm/dd hh:nn:ss, the date alone at midnight
 QString formatMonthDay(double serial);     // m/d
 QString formatTime(double serial);         // hh:nn:ss
+// Which of day and month comes first in a date written with the year last
+// (05/01/2010): the system's short date format decides, as it did for the
+// program that wrote the file.
+enum class DayMonthOrder { MonthFirst, DayFirst };
+DayMonthOrder systemDayMonthOrder();
 // Reads what formatGeneralDate writes, and the usual variants: "-" or "." as
 // the date separator, one-digit fields, two-digit years (00-29 are 2000s),
-// no seconds, fractional seconds, AM/PM, a time alone (date serial 0).
-bool parseGeneralDate(const QString& text, double* out);
+// the year last (in `order`), no seconds, fractional seconds, AM/PM, a time
+// alone (date serial 0).
+bool parseGeneralDate(const QString& text, double* out,
+                      DayMonthOrder order = systemDayMonthOrder());
 
 // "##.00": no digit before the point when the whole part is zero
 // (23.456 -> 23.46, 0.5 -> .50, -0.25 -> -.25). Rounding is half away from

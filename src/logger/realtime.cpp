@@ -13,14 +13,21 @@ const QString kRenzoku = QStringLiteral("renzoku");
 qint32 Raw16(const ReceiveBuffer& rx) { return rx.R(2) * 256 + rx.R(3); }
 }  // namespace
 
+void Session::putPlaceholder(double time) {
+  // A fresh record: the buffer may still hold the remarks of a record the
+  // extremes were written into, which must not pass on to new samples.
+  data_.Rec = MeasurementRecord{};
+  data_.Rec.Time = time;
+  // The answers overwrite it; a failed exchange leaves it behind Points, so
+  // the next measurement takes its place.
+  data_.Put(RealTimeData, data_.info(RealTimeData).Points + 1);
+}
+
 void Session::Command1_Click() {
   if (busy() || !connected()) return;
   Q_EMIT dumpCleared();
   data_.Empty(RealTimeData);
-  data_.Rec.Time = fmt::nowSerial();
-  // A placeholder the answers overwrite; a failed exchange leaves it behind
-  // Points, so the next measurement takes its place.
-  data_.Put(RealTimeData, data_.info(RealTimeData).Points + 1);
+  putPlaceholder(fmt::nowSerial());
   exchange_->Queue_Reset();
   exchange_->Command_Add(1, 25, 0, 0, kReal, 0);
   exchange_->Real_Read_Add(kReal, 0);
@@ -48,8 +55,7 @@ void Session::Command2_Click() {
   continuation.start(1000);
   ContinuationSeconds = 0;
   status_.RecState = kRenzoku;
-  data_.Rec.Time = fmt::nowSerial();
-  data_.Put(RealTimeData, data_.info(RealTimeData).Points + 1);
+  putPlaceholder(fmt::nowSerial());
   const int value = static_cast<int>(fmt::val(Combo5Text));
   data_.info(RealTimeData).Interval = Option4Minutes ? value * 60 : value;
   const quint8 fast = (value == 2 && !Option4Minutes) ? 1 : 0;
@@ -67,8 +73,7 @@ void Session::continuationTick() {
   const int due = Option4Minutes ? value * 60 : value;
   if (due <= ContinuationSeconds && !busy()) {
     if (!connected()) return;
-    data_.Rec.Time = now;
-    data_.Put(RealTimeData, data_.info(RealTimeData).Points + 1);
+    putPlaceholder(now);
     exchange_->Queue_Reset();
     exchange_->Real_Read_Add(kRealCon, 0);
     exchange_->Command_Send();

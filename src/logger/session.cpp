@@ -40,8 +40,13 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
                                  "lost.\r\rIs real-time data preserved?"));
   };
   connect(connection_.get(), &Connection::clearRecState, this, [this] {
-    if (status_.RecState == QLatin1String("renzoku")) continuation.stop();
+    const bool running = status_.RecState == QLatin1String("renzoku");
     status_.RecState.clear();
+    if (running) {
+      // Disconnecting ends a continuous run like its own stop button.
+      continuation.stop();
+      finishRealtimeRun();
+    }
   });
   connect(connection_.get(), &Connection::statusTextChanged, this, &Session::statusBarText);
   connect(exchange_.get(), &Exchange::busyCursor, this, &Session::busyCursor);

@@ -193,6 +193,7 @@ class Session : public QObject {
   void beginPointStream();
   void finishDownload();
   void finishRealtimeRun();
+  void putPlaceholder(double time);
   double pointTime(int index) const;
   bool batteryOk() const;
 
