@@ -204,6 +204,45 @@ class TestLoggerOps : public QObject {
     QVERIFY(!r.session.continuation.isActive());
   }
 
+  void stoppingWhileASampleIsOnItsWay() {
+    Rig r(QStringLiteral("idle.json"));
+    QVERIFY(r.connectAndWait());
+    r.session.Command2_Click();
+    QVERIFY(r.session.busy());  // the start and the first reads are out
+    r.prompt.questionAnswers.enqueue(false);
+    r.session.Command2_Click();
+    QVERIFY(!r.session.continuation.isActive());
+    // The sample lands first; then the run ends: marked, the status read, asked.
+    QTRY_COMPARE(r.prompt.texts(QStringLiteral("question")),
+                 QStringList{QStringLiteral("Is the measurement data preserved?")});
+    QVERIFY(r.waitIdle());
+    QCOMPARE(int(r.session.data().info(RealTimeData).Points), 1);
+    QVERIFY(r.rec(RealTimeData, 1).remarks().startsWith(QStringLiteral("Maximum temperature")));
+    QCOMPARE(r.session.view().Label16, QStringLiteral("Record stop"));
+  }
+
+  void aFullRealTimeSetEndsTheRun() {
+    Rig r(QStringLiteral("idle.json"));
+    QVERIFY(r.connectAndWait());
+    r.session.Command2_Click();
+    QVERIFY(r.waitIdle());
+    DataSetInfo& rt = r.session.data().info(RealTimeData);
+    const MeasurementRecord last = r.rec(RealTimeData, 1);
+    r.session.data().Rec = last;
+    r.session.data().Put(RealTimeData, kMaxPoints);
+    rt.Points = kMaxPoints;
+    r.session.ContinuationSeconds = 1000;  // the next tick measures
+    r.prompt.questionAnswers.enqueue(false);
+    QTRY_VERIFY(!r.session.continuation.isActive());
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.prompt.messages().value(0),
+             QStringLiteral("The real-time data are full.\r\rThe measurement was stopped at "
+                            "32767 points."));
+    QCOMPARE(int(rt.Points), int(kMaxPoints));
+    QCOMPARE(r.rec(RealTimeData, kMaxPoints).Time, last.Time);  // not overwritten
+    QVERIFY(r.session.status().RecState.isEmpty());
+  }
+
   void downloadOfAFullLog() {
     Rig r(QStringLiteral("download_15000.json"));
     QVERIFY(r.connectAndWait());
@@ -226,7 +265,11 @@ class TestLoggerOps : public QObject {
     const DataSetInfo& log = r.session.data().info(LogData);
     QCOMPARE(int(log.Points), 15000);
     QCOMPARE(log.Interval, 60);
-    QVERIFY(!log.Modified);
+    QVERIFY(!log.Modified);  // the logger marked it downloaded
+    // Still, nobody has saved it: the guard offers it.
+    r.session.Data_Save_Ask(LogData, QStringLiteral("Save?"));
+    QCOMPARE(r.prompt.texts(QStringLiteral("question")), QStringList{QStringLiteral("Save?")});
+    r.prompt.calls.clear();
     QCOMPARE(progress.first()[2].toString(), QStringLiteral("ダウンロード\u3000(0/15000)"));
     QCOMPARE(progress.last()[2].toString(), QStringLiteral("Download\u3000(15000/15000)"));
     QCOMPARE(fmt::formatDateTime(r.rec(LogData, 1).Time), QStringLiteral("2024/05/02 00:00:00"));
@@ -282,38 +325,86 @@ class TestLoggerOps : public QObject {
     QCOMPARE(r.session.Command4_Click(), RecordButton::Declined);
   }
 
-  void aCancelledDownloadLetsTheRestOfTheStreamPass() {
+  void aCancelledDownloadStillKeepsWhatArrives() {
     // 2000 points at 115200 baud: the stream takes about 1.6 s.
-    Rig r;
-    QVERIFY(r.sim->model().loadJson(R"({"model": "QM720-XC", "name": "CNCL", "state": "idle",
+    const char* state = R"({"model": "QM720-XC", "name": "CNCL", "state": "idle",
         "clock": "2024-05-12 12:00:00", "startTime": "2024-05-10 00:00:00", "interval": 60,
-        "points": {"generate": 2000, "t": 23.0, "h": 48.0}, "downloaded": false})"));
-    r.session.connection().BaudText = QStringLiteral("115200");
+        "points": {"generate": 2000, "t": 23.0, "h": 48.0}, "downloaded": false})";
+    for (const bool stalls : {false, true}) {
+      Rig r;
+      QVERIFY(r.sim->model().loadJson(state));
+      r.session.connection().BaudText = QStringLiteral("115200");
+      QVERIFY(r.connectAndWait());
+      const QString firmware = r.session.status().FirmwareVersion;
+      r.sim->setBaud(115200);
+      r.sim->setPacing(true);
+      if (stalls) r.sim->faults().stallAfterPoints = 300;
+      QSignalSpy finished(&r.session, &Session::downloadFinished);
+      QObject::connect(&r.session, &Session::downloadProgress, &r.session, [&r](int done) {
+        if (done == 100) {
+          r.session.Download_Cancel();
+          r.session.Download_Cancel();  // the progress window's button and its close
+        }
+      });
+      r.codes();
+      r.session.Command5_Click();
+      QVERIFY(r.waitIdle(10000));
+      QCOMPARE(finished.count(), 1);
+      // No message either way: the user gave up watching.
+      QVERIFY(r.prompt.calls.isEmpty());
+      const DataSetInfo& log = r.session.data().info(LogData);
+      if (stalls) {
+        // The stream fell silent: what came is kept, the log is not marked.
+        QCOMPARE(finished[0][0].toBool(), false);
+        QCOMPARE(int(log.Points), 300);
+        QCOMPARE(r.codes().count(56), 0);
+      } else {
+        // Nothing stops the logger's stream; all of it arrived and was kept.
+        QCOMPARE(finished[0][0].toBool(), true);
+        QCOMPARE(int(log.Points), 2000);
+        QCOMPARE(r.codes().count(56), 1);
+      }
+      QVERIFY(log.Unsaved);
+      QCOMPARE(int(r.session.data().DataSetIndex), int(LogData));
+
+      // The next exchange reads clean answers, not leftover points.
+      r.session.Command11_Click();
+      QVERIFY(r.waitIdle());
+      QCOMPARE(r.session.status().FirmwareVersion, firmware);
+      QCOMPARE(r.session.view().Label14, QStringLiteral("CNCL"));
+    }
+  }
+
+  void pullingTheLoggerOutFailsTheDownload() {
+    Rig r(QStringLiteral("download_15000.json"));
     QVERIFY(r.connectAndWait());
-    const QString firmware = r.session.status().FirmwareVersion;
-    r.sim->setBaud(115200);
     r.sim->setPacing(true);
     QSignalSpy finished(&r.session, &Session::downloadFinished);
-    QObject::connect(&r.session, &Session::downloadProgress, &r.session, [&r](int done) {
-      if (done == 100) r.session.Download_Cancel();
+    QObject::connect(&r.session, &Session::downloadProgress, r.sim, [&r](int done) {
+      if (done == 500) r.sim->unplug();
     });
     r.session.Command5_Click();
-    QTRY_COMPARE(finished.count(), 1);
-    QCOMPARE(finished[0][0].toBool(), false);
-    QCOMPARE(int(r.session.data().info(LogData).Points), 100);
-    // The logger is still sending: the link stays busy until it is done.
-    QVERIFY(r.session.busy());
-    QVERIFY(r.waitIdle(10000));
-    QVERIFY(r.prompt.calls.isEmpty());
-    QCOMPARE(r.codes().count(56), 0);  // the log stays marked as never downloaded
+    QVERIFY(r.waitIdle(20000));
+    QCOMPARE(r.prompt.messages(), QStringList{QStringLiteral("It failed in download.")});
+    QCOMPARE(finished.count(), 1);
+    QCOMPARE(int(r.session.data().info(LogData).Points), 0);
+    QVERIFY(!r.session.connected());
+    QCOMPARE(r.session.view().statusBar, QStringLiteral("Unconnection"));
 
-    // The next exchange reads clean answers, not leftover points.
-    r.session.Command11_Click();
-    QVERIFY(r.waitIdle());
-    QCOMPARE(r.session.status().FirmwareVersion, firmware);
-    QCOMPARE(r.session.view().Label14, QStringLiteral("CNCL"));
+    // Disconnecting on purpose cuts a download short without a word and
+    // keeps what came.
+    r.sim->plugIn();
+    QVERIFY(r.connectAndWait());
+    r.prompt.calls.clear();
+    QObject::disconnect(&r.session, &Session::downloadProgress, r.sim, nullptr);
+    QObject::connect(&r.session, &Session::downloadProgress, r.sim, [&r](int done) {
+      if (done == 500) r.session.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("1"));
+    });
+    r.session.Command5_Click();
+    QVERIFY(r.waitIdle(20000));
+    QVERIFY(!r.session.connected());
     QVERIFY(r.prompt.calls.isEmpty());
-    QCOMPARE(int(r.session.data().info(LogData).Points), 100);
+    QCOMPARE(int(r.session.data().info(LogData).Points), 500);
   }
 
   void nothingToDownload() {
@@ -350,7 +441,9 @@ class TestLoggerOps : public QObject {
     const QList<std::pair<QString, QList<int>>> cases{
         {QStringLiteral("AB"), {'A', 'B', ' ', ' '}},
         {QStringLiteral("ABCDEF"), {'A', 'B', 'C', 'D'}},
-        {QString(), {' ', ' ', ' ', ' '}}};
+        {QString(), {' ', ' ', ' ', ' '}},
+        // Half-width katakana are single bytes on the logger, and come back.
+        {QStringLiteral(u"\uFF7F\uFF73\uFF7A"), {0xBF, 0xB3, 0xBA, ' '}}};
     for (const auto& [name, bytes] : cases) {
       r.frames.clear();
       QVERIFY(r.session.IdentNameCheck(name));
@@ -365,6 +458,10 @@ class TestLoggerOps : public QObject {
     QCOMPARE(r.prompt.calls.last().text,
              QStringLiteral("認識名称には次の文字は使えません\r\r           \\ / : * ? \" < > |"));
     QCOMPARE(r.prompt.calls.last().title, QStringLiteral("QM510-XC"));
+    // A character the logger cannot hold never turns into another one.
+    QVERIFY(!r.session.IdentNameCheck(QStringLiteral(u"K\u00FC")));
+    QCOMPARE(r.prompt.calls.last().text, Session::SingleByteNameMessage());
+    QCOMPARE(r.prompt.calls.last().title, QStringLiteral("QM720-XC"));
     QVERIFY(r.frames.isEmpty());
   }
 

@@ -71,6 +71,7 @@ class TestForm1 : public QObject {
 
     QTest::mouseClick(connectButton, Qt::LeftButton);
     QCOMPARE(panel->text(), QStringLiteral("Unconnection"));
+    QCOMPARE(w.findChild<QLabel*>(QStringLiteral("Label2"))->text(), QString());
     QCOMPARE(w.findChild<QLabel*>(QStringLiteral("Label7"))->text(), QStringLiteral("----"));
     QVERIFY(baud->isEnabled());
     session.data().closeAndRemove();

@@ -78,9 +78,6 @@ bool parseReservation(const QString& text, double* serial, QString* error);
 bool parseMemoryMode(const QString& text, bool* loop, QString* error);
 // A whole number in [min, max].
 bool parseInt(const QString& text, const QString& what, int min, int max, int* out, QString* error);
-// A name the logger can hold: the window's forbidden-character check (with its
-// message) and one byte per character. False after the message.
-bool checkName(Session& session, const QString& name, const QString& command);
 
 // ---------------------------------------------------------------- prompt
 // The window's message boxes become lines on stderr; its questions are

@@ -13,7 +13,7 @@ int runSetName(const GlobalOptions& global, const ParsedArgs& args) {
   Tool tool(global);
   if (const int rc = tool.open()) return rc;
   Session& s = tool.session();
-  if (!checkName(s, name, cmd)) return kExitUsage;
+  if (!s.IdentNameCheck(name)) return kExitUsage;
   if (name.size() > 4)
     err(QStringLiteral("%1: the logger keeps four characters: \"%2\"").arg(kProgram, name.left(4)));
   if (!tool.connect()) return kExitFailure;

@@ -60,7 +60,7 @@ int runStart(const GlobalOptions& global, const ParsedArgs& args) {
   Session& s = tool.session();
   const bool nameGiven = args.has(QStringLiteral("name"));
   const QString name = args.value(QStringLiteral("name"));
-  if (nameGiven && !checkName(s, name, kCmd)) return kExitUsage;
+  if (nameGiven && !s.IdentNameCheck(name)) return kExitUsage;
   if (reserveAt && !s.Reservation_Check(*reserveAt)) return kExitUsage;
   if (!tool.connect()) return kExitFailure;
 

@@ -169,21 +169,6 @@ bool parseMemoryMode(const QString& text, bool* loop, QString* error) {
   return true;
 }
 
-bool checkName(Session& session, const QString& name, const QString& command) {
-  if (!session.IdentNameCheck(name)) return false;
-  for (const QChar c : name) {
-    // The logger holds single bytes; anything else would arrive as some other
-    // character.
-    if (c.unicode() < 0x20 || c.unicode() > 0x7E) {
-      usageError(
-          QStringLiteral("the name may hold only printable ASCII characters, not '%1'").arg(name),
-          command);
-      return false;
-    }
-  }
-  return true;
-}
-
 void printField(const QString& caption, const QString& value) {
   out(caption + QStringLiteral(": ") + value);
 }

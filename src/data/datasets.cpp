@@ -263,6 +263,7 @@ void DataSets::EmptyPoints(int set) {
   DataSetInfo& i = info(set);
   i.Points = 0;
   i.DisplayedPoints = 0;
+  i.Unsaved = false;
   Stats_Clear(i.Stats);
 }
 

@@ -44,6 +44,10 @@ struct DataSetInfo {
   bool LowerOn = false;
   DataSetStats Stats;
   bool Modified = false;
+  // Holds records nobody has saved yet. For the log set Modified follows the
+  // logger ("data never downloaded") and is cleared by the download itself,
+  // so a downloaded log needs this to be offered for saving.
+  bool Unsaved = false;
   QString Model;
   // The file data panel, filled by CSV import.
   QString Name;

@@ -100,11 +100,12 @@ QString Connection::Port_Set_Once(const QString& port) {
 }
 
 bool Connection::Port_Set_Command(const QString& mode, const QString& port) {
-  if (exchange_->busy()) return false;
+  // Disconnecting may cut an exchange short; connecting waits for the end of one.
   if (port_->isOpen()) {
     Command20_Click();
     return true;
   }
+  if (exchange_->busy()) return false;
   QString found;
   if (mode == QLatin1String("Once")) {
     found = Port_Set_Once(port);
@@ -152,6 +153,7 @@ void Connection::presenceCheck() {
 
 void Connection::deviceGone() {
   // The port is closed already; end whatever was running, once.
+  Q_EMIT deviceLost();
   Q_EMIT clearRecState();
   Q_EMIT statusTextChanged(StatusText());
   exchange_->Pro_End();

@@ -72,6 +72,8 @@ class Connection : public QObject {
   // (RecState) must be forgotten until the next status read.
   void clearRecState();
   void connected(const QString& model);
+  // The device vanished while its port was open (before the exchange ends).
+  void deviceLost();
 
  private:
   void presenceCheck();

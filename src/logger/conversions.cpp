@@ -15,6 +15,29 @@ float HumidityFromRaw(qint32 raw, float temperature) {
                             linear);
 }
 
+namespace {
+constexpr char16_t kHalfWidthFirst = 0xFF61;  // U+FF61..U+FF9F <-> 0xA1..0xDF
+constexpr char16_t kHalfWidthLast = 0xFF9F;
+constexpr int kKatakanaByteOffset = kHalfWidthFirst - 0xA1;
+}  // namespace
+
+QChar LoggerCharFromByte(quint8 b) {
+  if (b >= 0xA1 && b <= 0xDF) return QChar(char16_t(b + kKatakanaByteOffset));
+  return QChar(char16_t(b));
+}
+
+int LoggerByteFromChar(QChar c) {
+  const char16_t u = c.unicode();
+  if (u >= kHalfWidthFirst && u <= kHalfWidthLast) return u - kKatakanaByteOffset;
+  if (u <= 0xFF && !(u >= 0xA1 && u <= 0xDF)) return u;
+  return -1;
+}
+
+bool LoggerCanHoldTyped(QChar c) {
+  const char16_t u = c.unicode();
+  return (u >= 0x20 && u <= 0x7E) || (u >= kHalfWidthFirst && u <= kHalfWidthLast);
+}
+
 BoundBytes BoundToBytes(int degrees, bool alarmOn) {
   const qint32 raw = fmt::degreesToRaw(degrees);
   auto high = static_cast<quint8>((raw / 256) & 0xFF);

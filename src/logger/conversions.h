@@ -2,6 +2,7 @@
 // Sensor counts to physical values, as the logger's sensor publishes them
 // (14-bit temperature and 12-bit humidity; offset -39.6 for a 3 V supply).
 // Computed in single precision, as the values are kept.
+#include <QChar>
 #include <QtGlobal>
 
 namespace hygro {
@@ -21,6 +22,17 @@ struct BoundBytes {
   quint8 low;
 };
 BoundBytes BoundToBytes(int degrees, bool alarmOn);
+
+// The logger keeps its name as single bytes in the character set of the
+// systems it was made for: ASCII, and half-width katakana from 0xA1 to 0xDF.
+QChar LoggerCharFromByte(quint8 b);
+// The byte for a character of a name; -1 for one the logger cannot hold.
+// Other bytes read from a logger come back as the characters they were read
+// as, so a name read can always be written back.
+int LoggerByteFromChar(QChar c);
+// Whether a typed name can go to the logger as it stands: ASCII letters,
+// digits, signs and blanks, and half-width katakana.
+bool LoggerCanHoldTyped(QChar c);
 
 // A logger time from its six BCD bytes yy mm dd hh nn ss; 0 when they make no
 // valid date (an erased time reads as all 0xFF).

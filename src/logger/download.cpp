@@ -38,13 +38,13 @@ void Session::Command5_Click() {
   Q_EMIT downloadStarted();
   data_.EmptyPoints(LogData);
   Q_EMIT dumpCleared();
-  Status_Disp();
   realtime_ = {};
+  Status_Disp();
   Q_EMIT controlsLocked();
   collectCount_ = 0;
   entriesRead_ = 0;
   endAddress_ = 0;
-  draining_ = false;
+  cancelled_ = false;
   table_.clear();
   segments_.clear();
   watchdogCount_ = 0;
@@ -59,27 +59,19 @@ void Session::Command5_Click() {
 }
 
 void Session::Download_Cancel() {
-  Download_Timer.stop();
-  if (!downloading_) return;
-  // What arrived so far stays in the log set; the logger keeps its data marked
-  // as never downloaded, since 56 is not sent.
-  downloading_ = false;
-  Q_EMIT downloadFinished(false);
-  if (data_.info(LogData).Points > 0) {
-    data_.DataSetIndex = LogData;
-    Q_EMIT dataSetChanged(LogData);
-  }
-  if (endAddress_ == 0 || !busy()) {
-    // Still reading the segment table: nothing streams yet.
+  if (!downloading_ || cancelled_) return;
+  if (endAddress_ == 0) {
+    // Still reading the status or the segment table: nothing streams yet.
+    Download_Timer.stop();
     exchange_->Pro_End();
     return;
   }
-  // The logger streams on whatever we do. Until it has finished (or fallen
-  // silent) its points are read and dropped, so that none of them can be
-  // taken for an answer of the next exchange.
-  draining_ = true;
-  watchdogCount_ = 0;
-  Download_Timer.start(DownloadWatchdogMs);
+  // Once asked for, the points stream in whatever the program does, and any
+  // exchange started meanwhile would take them for its answers. So a cancel
+  // stops the watching only: the points still coming are kept and the
+  // download ends as it would have. A stream that falls silent now ends the
+  // download quietly, keeping what came.
+  cancelled_ = true;
 }
 
 void Session::registerDownloadBranches() {
@@ -162,14 +154,6 @@ double Session::pointTime(int index) const {
 }
 
 BranchResult Session::pointAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
-  if (draining_) {
-    e.Tag += kBytesPerPoint;
-    watchdogCount_ = 0;
-    if (e.Tag < endAddress_) return BranchResult::Hold;
-    draining_ = false;
-    Download_Timer.stop();
-    return BranchResult::Advance;
-  }
   if (!downloading_) return BranchResult::Hold;  // a straggler of a stream already given up
   DataSetInfo& log = data_.info(LogData);
   qint32 st = rx.R(0) * 256 + rx.R(1);
@@ -194,6 +178,7 @@ BranchResult Session::pointAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
   rec.Block = static_cast<float>(block);
   rec.setRemarks(QString());
   ++log.Points;
+  log.Unsaved = true;
   if (!data_.Put(LogData, log.Points)) {
     // The scratch file refused the record (disk full): stop here rather than
     // pretend; what was written stays.
@@ -216,6 +201,7 @@ BranchResult Session::pointAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
 void Session::finishDownload() {
   Download_Timer.stop();
   downloading_ = false;
+  cancelled_ = false;
   exchange_->Command_Add(1, 56, 0, 0, QString());
   data_.DataSetIndex = LogData;
   if (data_.info(LogData).Points > 0) Stats_Mark(data_, LogData);
@@ -225,18 +211,23 @@ void Session::finishDownload() {
 
 void Session::downloadWatchdog() {
   if (++watchdogCount_ <= kWatchdogTicks) return;
+  downloadFailed(true);
+}
+
+void Session::downloadFailed(bool endExchange) {
+  if (!downloading_) return;
   Download_Timer.stop();
   watchdogCount_ = 0;
-  if (draining_) {
-    // The rest of a cancelled stream never came: the line is quiet now.
-    draining_ = false;
-    exchange_->Pro_End();
-    return;
-  }
   downloading_ = false;
-  if (prompt_) prompt_->message(QStringLiteral("It failed in download."), ModelName());
-  data_.EmptyPoints(LogData);
-  exchange_->Pro_End();
+  if (cancelled_) {
+    // Nobody is watching any more: keep what came, without a word.
+    cancelled_ = false;
+    if (data_.info(LogData).Points > 0) data_.DataSetIndex = LogData;
+  } else {
+    if (prompt_) prompt_->message(QStringLiteral("It failed in download."), ModelName());
+    data_.EmptyPoints(LogData);
+  }
+  if (endExchange) exchange_->Pro_End();
   Q_EMIT downloadFinished(false);
   Q_EMIT dataSetChanged(LogData);
 }

@@ -1,5 +1,6 @@
 // Real-time measurement: one sample, or a continuous run at an interval.
 #include "data/formats.h"
+#include "data/userprompt.h"
 #include "logger/conversions.h"
 #include "logger/session.h"
 
@@ -38,14 +39,14 @@ void Session::Command2_Click() {
   if (status_.RecState == kRenzoku) {
     continuation.stop();
     status_.RecState.clear();
-    finishRealtimeRun();
-    if (connected() && !busy()) {
-      exchange_->Queue_Reset();
-      Status_Read();
-      exchange_->Command_Send();
+    if (busy()) {
+      // A sample is on its way: the run ends once it has landed, so that it
+      // is marked and offered for saving with the others.
+      stopPending_ = true;
+      Status_Disp();
+      return;
     }
-    Data_Save_Ask(RealTimeData, QStringLiteral("Is the measurement data preserved?"));
-    Status_Disp();
+    completeRunStop();
     return;
   }
   if (busy() || !connected()) return;
@@ -87,6 +88,17 @@ void Session::continuationTick() {
   }
 }
 
+void Session::completeRunStop() {
+  finishRealtimeRun();
+  if (connected() && !busy()) {
+    exchange_->Queue_Reset();
+    Status_Read();
+    exchange_->Command_Send();
+  }
+  Data_Save_Ask(RealTimeData, QStringLiteral("Is the measurement data preserved?"));
+  Status_Disp();
+}
+
 void Session::finishRealtimeRun() {
   if (data_.info(RealTimeData).Points > 0) {
     Stats_Mark(data_, RealTimeData);
@@ -97,7 +109,22 @@ void Session::finishRealtimeRun() {
 void Session::registerRealtimeBranches() {
   exchange_->setBranch(22, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
     DataSetInfo& rt = data_.info(RealTimeData);
-    if (rt.Points >= 32767) return BranchResult::Advance;  // the set is full
+    if (rt.Points >= kMaxPoints) {
+      // No room for another sample: the run ends here rather than overwrite
+      // its last one again and again.
+      if (prompt_)
+        prompt_->message(QStringLiteral("The real-time data are full.\r\rThe measurement was "
+                                        "stopped at %1 points.")
+                             .arg(kMaxPoints),
+                         ModelName());
+      if (status_.RecState == kRenzoku) {
+        continuation.stop();
+        status_.RecState.clear();
+        stopPending_ = true;
+      }
+      exchange_->Pro_End();
+      return BranchResult::Ended;
+    }
     ++rt.Points;
     qint32 raw = Raw16(rx);
     if (e.CommMode != kReal && rt.Interval == 2) raw *= kLowResTemperatureFactor;

@@ -53,9 +53,9 @@ void Session::Log_Start(const StartSettings& s) {
   downloading_ = false;
   Exchange& x = *exchange_;
   x.Queue_Reset();
-  const QByteArray name = PaddedName(s.name).toLatin1();
-  x.Command_Add(1, 40, static_cast<quint8>(name[0]), static_cast<quint8>(name[1]), kLogStart);
-  x.Command_Add(1, 41, static_cast<quint8>(name[2]), static_cast<quint8>(name[3]), kLogStart);
+  const std::array<quint8, 4> name = NameBytes(s.name);
+  x.Command_Add(1, 40, name[0], name[1], kLogStart);
+  x.Command_Add(1, 41, name[2], name[3], kLogStart);
   if (ModelName() == QLatin1String("QM720-XC")) {
     const BoundBytes up = BoundToBytes(s.upperDegrees, s.upperOn);
     const BoundBytes lo = BoundToBytes(s.lowerDegrees, s.lowerOn);

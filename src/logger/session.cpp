@@ -49,6 +49,7 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
     }
   });
   connect(connection_.get(), &Connection::statusTextChanged, this, &Session::statusBarText);
+  connect(connection_.get(), &Connection::deviceLost, this, [this] { downloadFailed(false); });
   connect(exchange_.get(), &Exchange::busyCursor, this, &Session::busyCursor);
   connect(exchange_.get(), &Exchange::abandoned, this, [this] {
     // With the port closed a continuous run could only time out again and
@@ -61,12 +62,21 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
   });
   connect(exchange_.get(), &Exchange::exchangeEnded, this, [this] {
     Download_Timer.stop();
-    const bool wasDownloading = downloading_;
-    downloading_ = false;
-    draining_ = false;
-    if (wasDownloading) Q_EMIT downloadFinished(false);
+    if (downloading_) {
+      // Cut short (time-out, refusals, disconnect): what came is kept.
+      downloading_ = false;
+      cancelled_ = false;
+      if (data_.info(LogData).Points > 0) data_.DataSetIndex = LogData;
+      Q_EMIT downloadFinished(false);
+      Q_EMIT dataSetChanged(LogData);
+    }
     Status_Disp();
     Q_EMIT exchangeEnded();
+    if (stopPending_) {
+      stopPending_ = false;
+      // Outside the answer's dispatch: the end of a run asks a question.
+      QTimer::singleShot(0, this, &Session::completeRunStop);
+    }
   });
 
   continuation.setObjectName(QStringLiteral("continuation"));
@@ -103,7 +113,7 @@ void Session::Data_Save_Ask(int set, const QString& question) {
   // For the log set the flag also stands for "the logger holds data never
   // downloaded"; with nothing held here there is nothing to save.
   const DataSetInfo& info = data_.info(set);
-  if (!info.Modified || info.Points <= 0 || !prompt_) return;
+  if (!(info.Modified || info.Unsaved) || info.Points <= 0 || !prompt_) return;
   if (!prompt_->question(question, ModelName())) return;
   Csv_Save(data_, set, ModelName(), status_.IdentName, *prompt_);
 }

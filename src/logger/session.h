@@ -101,8 +101,7 @@ class Session : public QObject {
   // The connect/disconnect toggle ("Once" or search), with the unsaved-data
   // questions.
   bool Port_Set_Command(const QString& mode, const QString& port);
-  // Asks to save a modified set; true when nothing is left unsaved that the
-  // user wanted to keep (a cancelled save counts as kept unsaved).
+  // Offers a set holding unsaved records for saving as CSV (Yes/No).
   void Data_Save_Ask(int set, const QString& question);
 
   // ---- real-time measurement
@@ -138,8 +137,9 @@ class Session : public QObject {
   static constexpr int kWatchdogTicks = 10;
   QTimer Download_Timer;
   void Command5_Click();
-  // Keeps the points that arrived. The link stays busy until the logger has
-  // sent the rest of its stream (read and dropped) or fallen silent.
+  // Stops the watching of a download. Points already asked for still arrive
+  // and are kept; the download ends when the logger has sent them all, or
+  // quietly with what came when it falls silent.
   void Download_Cancel();
   bool downloading() const { return downloading_; }
   struct Segment {
@@ -158,7 +158,10 @@ class Session : public QObject {
   // holds a forbidden character.
   bool IdentNameCheck(const QString& name);
   static QString ForbiddenNameMessage();
+  static QString SingleByteNameMessage();
   static QString PaddedName(const QString& name);
+  // The four bytes of a name on the logger (padded with blanks, cut to four).
+  static std::array<quint8, 4> NameBytes(const QString& name);
 
   static QString SetCompletionText();
 
@@ -188,11 +191,18 @@ class Session : public QObject {
   void registerSettingsBranches();
   void continuationTick();
   void downloadWatchdog();
+  // The stream stopped (watchdog) or the logger went away: "It failed in
+  // download." and the partial log goes, unless the download was cancelled.
+  void downloadFailed(bool endExchange);
   BranchResult segmentAnswer(QueuedCommand& entry, const ReceiveBuffer& rx);
   BranchResult pointAnswer(QueuedCommand& entry, const ReceiveBuffer& rx);
   void beginPointStream();
   void finishDownload();
   void finishRealtimeRun();
+  // The end of a continuous run: extremes marked, the status read, the save
+  // question.
+  void completeRunStop();
+  bool stopPending_ = false;  // stopped while a sample was on its way
   void putPlaceholder(double time);
   double pointTime(int index) const;
   bool batteryOk() const;
@@ -210,7 +220,7 @@ class Session : public QObject {
 
   // download
   bool downloading_ = false;
-  bool draining_ = false;  // cancelled: the rest of the stream is read and dropped
+  bool cancelled_ = false;  // nobody watches the progress any more
   int watchdogCount_ = 0;
   std::array<quint8, 8> collect_{};
   int collectCount_ = 0;

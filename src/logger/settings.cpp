@@ -60,15 +60,37 @@ bool Session::IdentNameCheck(const QString& name) {
       return false;
     }
   }
+  // Of the characters sent, each must be one the logger can hold.
+  for (const QChar c : name.left(4)) {
+    if (!LoggerCanHoldTyped(c)) {
+      if (prompt_) prompt_->message(SingleByteNameMessage(), ModelName());
+      return false;
+    }
+  }
   return true;
+}
+
+QString Session::SingleByteNameMessage() {
+  return QStringLiteral(
+      "Only letters, digits, signs and half-width katakana can be used in the recognition name.");
+}
+
+std::array<quint8, 4> Session::NameBytes(const QString& name) {
+  const QString padded = PaddedName(name);
+  std::array<quint8, 4> bytes{};
+  for (int i = 0; i < 4; ++i) {
+    const int b = LoggerByteFromChar(padded.at(i));
+    bytes[static_cast<size_t>(i)] = static_cast<quint8>(b < 0 ? ' ' : b);
+  }
+  return bytes;
 }
 
 void Session::Set_HGName(const QString& name) {
   if (busy() || !connected()) return;
-  const QByteArray c = PaddedName(name).toLatin1();
+  const std::array<quint8, 4> c = NameBytes(name);
   exchange_->Queue_Reset();
-  exchange_->Command_Add(1, 40, static_cast<quint8>(c[0]), static_cast<quint8>(c[1]), QString());
-  exchange_->Command_Add(1, 41, static_cast<quint8>(c[2]), static_cast<quint8>(c[3]), QString());
+  exchange_->Command_Add(1, 40, c[0], c[1], QString());
+  exchange_->Command_Add(1, 41, c[2], c[3], QString());
   Status_Read();
   exchange_->Command_Send();
 }

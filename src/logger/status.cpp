@@ -76,11 +76,13 @@ void Session::registerStatusBranches() {
     return BranchResult::Advance;
   });
   x.setBranch(42, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    if (D1(rx) != 0 && D2(rx) != 0) status_.IdentName = QString(QChar(D1(rx))) + QChar(D2(rx));
+    if (D1(rx) != 0 && D2(rx) != 0)
+      status_.IdentName = QString(LoggerCharFromByte(D1(rx))) + LoggerCharFromByte(D2(rx));
     return BranchResult::Advance;
   });
   x.setBranch(43, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    if (D1(rx) != 0 && D2(rx) != 0) status_.IdentName += QString(QChar(D1(rx))) + QChar(D2(rx));
+    if (D1(rx) != 0 && D2(rx) != 0)
+      status_.IdentName += QString(LoggerCharFromByte(D1(rx))) + LoggerCharFromByte(D2(rx));
     return BranchResult::Advance;
   });
   x.setBranch(30, [this](QueuedCommand&, const ReceiveBuffer& rx) {
@@ -188,6 +190,7 @@ void Session::Status_Disp() {
 
   if (!connected()) {
     connection_->ModelName = QStringLiteral("Hygrotab");
+    realtime_ = {};
     v.state = DisplayState::NotConnected;
     v.caption = QStringLiteral("[Hygrotab] Temperature and Humidity Logger");
     v.statusBar = QStringLiteral("Unconnection");
