@@ -19,10 +19,9 @@ class BridgePins {
   // Bridge_Pin_Set: drives CBUS0..3 to the low nibble of `value`. Returns the
   // listing status: BridgeFound, or BridgeNotFound when there is no bridge.
   virtual int set(quint8 value) = 0;
-  // Whether the pins may be driven while the serial port is open (a backend
-  // that detaches the kernel's serial driver may not).
-  virtual bool usableWhilePortOpen() const = 0;
-  virtual QString name() const = 0;
+  // Whether the last pin change took the serial driver off the device for a
+  // moment: its port may then come back late, or under another name.
+  virtual bool detachedSerialDriver() const = 0;
 };
 
 // No bridge to drive (the emulator, or a platform without a backend): every
@@ -30,12 +29,13 @@ class BridgePins {
 class NoBridge : public BridgePins {
  public:
   int set(quint8) override { return BridgeFound; }
-  bool usableWhilePortOpen() const override { return true; }
-  QString name() const override { return QStringLiteral("none"); }
+  bool detachedSerialDriver() const override { return false; }
 };
 
-// The best backend this system offers: the kernel's GPIO lines of the FTDI
-// serial driver, then libftdi, then none.
+// The pins as this system can drive them, decided anew at every change (the
+// device comes and goes): the kernel's GPIO lines of the FTDI serial driver
+// where its EEPROM allows them, else libftdi (with the port closed), else
+// nothing.
 std::unique_ptr<BridgePins> MakeSystemBridge();
 
 }  // namespace hygro

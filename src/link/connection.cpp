@@ -76,7 +76,7 @@ QString Connection::Port_Set_Once(const QString& port) {
     bool reopened = openPort();
     // A bridge whose serial driver was detached for the pulse needs a moment
     // before its port is there again.
-    if (!reopened && !bridge_->usableWhilePortOpen())
+    if (!reopened && bridge_->detachedSerialDriver())
       WaitUntil(ReattachWaitMs, [&] { return reopened || (reopened = openPort()); });
     if (!reopened) break;
     port_->clearInput();

@@ -94,11 +94,19 @@ void SerialTransport::clearInput() {
 }
 
 bool SerialTransport::isPresent() const {
+#ifdef Q_OS_WIN
+  // A COM port is listed as long as its device is there.
+  for (const QSerialPortInfo& info : QSerialPortInfo::availablePorts()) {
+    if (info.portName().compare(serial_.portName(), Qt::CaseInsensitive) == 0) return true;
+  }
+  return false;
+#else
   // The device node vanishes with the USB device (and a pseudo-terminal's with
   // its master); asking the file system never disturbs the open port.
   return QFileInfo::exists(serial_.portName().startsWith(QLatin1Char('/'))
                                ? serial_.portName()
                                : QSerialPortInfo(serial_).systemLocation());
+#endif
 }
 
 QStringList SerialTransport::preferredPorts() const {

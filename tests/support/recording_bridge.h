@@ -19,8 +19,8 @@ class RecordingBridge : public BridgePins {
     if (onSet) onSet(value);
     return status;
   }
-  bool usableWhilePortOpen() const override { return false; }
-  QString name() const override { return QStringLiteral("recording"); }
+  bool detaches = true;  // like libftdi: the pin change takes the serial driver away
+  bool detachedSerialDriver() const override { return detaches; }
 };
 
 }  // namespace hygro::test
