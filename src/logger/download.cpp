@@ -216,18 +216,21 @@ void Session::downloadWatchdog() {
 
 void Session::downloadFailed(bool endExchange) {
   if (!downloading_) return;
-  Download_Timer.stop();
-  watchdogCount_ = 0;
-  downloading_ = false;
-  if (cancelled_) {
-    // Nobody is watching any more: keep what came, without a word.
-    cancelled_ = false;
-    if (data_.info(LogData).Points > 0) data_.DataSetIndex = LogData;
-  } else {
+  // After a cancel nobody is watching any more: what came stays, without a word.
+  if (!cancelled_) {
     if (prompt_) prompt_->message(QStringLiteral("It failed in download."), ModelName());
     data_.EmptyPoints(LogData);
   }
+  downloadCutShort();
   if (endExchange) exchange_->Pro_End();
+}
+
+void Session::downloadCutShort() {
+  Download_Timer.stop();
+  watchdogCount_ = 0;
+  downloading_ = false;
+  cancelled_ = false;
+  if (data_.info(LogData).Points > 0) data_.DataSetIndex = LogData;
   Q_EMIT downloadFinished(false);
   Q_EMIT dataSetChanged(LogData);
 }

@@ -62,14 +62,8 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
   });
   connect(exchange_.get(), &Exchange::exchangeEnded, this, [this] {
     Download_Timer.stop();
-    if (downloading_) {
-      // Cut short (time-out, refusals, disconnect): what came is kept.
-      downloading_ = false;
-      cancelled_ = false;
-      if (data_.info(LogData).Points > 0) data_.DataSetIndex = LogData;
-      Q_EMIT downloadFinished(false);
-      Q_EMIT dataSetChanged(LogData);
-    }
+    // Cut short (time-out, refusals, disconnect): what came is kept.
+    if (downloading_) downloadCutShort();
     Status_Disp();
     Q_EMIT exchangeEnded();
     if (stopPending_) {

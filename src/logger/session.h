@@ -194,6 +194,8 @@ class Session : public QObject {
   // The stream stopped (watchdog) or the logger went away: "It failed in
   // download." and the partial log goes, unless the download was cancelled.
   void downloadFailed(bool endExchange);
+  // A download ends without completing; the points that came stay.
+  void downloadCutShort();
   BranchResult segmentAnswer(QueuedCommand& entry, const ReceiveBuffer& rx);
   BranchResult pointAnswer(QueuedCommand& entry, const ReceiveBuffer& rx);
   void beginPointStream();
