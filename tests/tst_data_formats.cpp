@@ -1,5 +1,8 @@
 // The program's number and date formats, on the examples the file forms and
-// the dump list depend on.
+// the dump list depend on. The everyday cases are pinned where they are used:
+// ##.00 and the general date by the reference CSV files (tst_csv_export), the
+// file stamp by its save proposals, the fixed form by the dump list, and the
+// real-time and status captions by tst_logger_ops.
 #include <QtTest>
 #include <cmath>
 
@@ -24,23 +27,13 @@ void TstDataFormats::texts_data() {
   QTest::addColumn<QString>("got");
   QTest::addColumn<QString>("expected");
   const double t = fmt::dateSerial(2010, 5, 1, 13, 4, 5);
-  QTest::newRow("##.00 23.456") << fmt::formatHashDot00(23.456) << "23.46";
-  QTest::newRow("##.00 .50") << fmt::formatHashDot00(0.5) << ".50";
-  QTest::newRow("##.00 -.25") << fmt::formatHashDot00(-0.25) << "-.25";
-  QTest::newRow("##.00 100.00") << fmt::formatHashDot00(100.0) << "100.00";
-  QTest::newRow("##.00 .04 of a float") << fmt::formatHashDot00(double(0.04f)) << ".04";
   QTest::newRow("##.00 no minus zero") << fmt::formatHashDot00(-0.001) << ".00";
   // Half away from zero on the decimal digits, although the binary value of
   // 23.455 lies just below the half.
   QTest::newRow("##.00 half up") << fmt::formatHashDot00(23.455) << "23.46";
   QTest::newRow("##.00 carry") << fmt::formatHashDot00(9.995) << "10.00";
   QTest::newRow("interval 90") << fmt::intervalText(90) << "1 Min30 Sec";
-  QTest::newRow("interval 60") << fmt::intervalText(60) << "1 Min";
   QTest::newRow("interval -90") << fmt::intervalText(-90) << "";
-  QTest::newRow("single 24.4") << fmt::singleToString(24.4f) << "24.4";
-  QTest::newRow("stamp") << fmt::formatFileStamp(t) << "100501_130405";
-  // The fixed form keeps the time at midnight, unlike "c".
-  QTest::newRow("fixed midnight") << fmt::formatDateTime(40299.0) << "2010/05/01 00:00:00";
   // Rounded to the nearest second, also across midnight.
   QTest::newRow("rounds up") << fmt::formatDateTime(t + 0.6 / 86400) << "2010/05/01 13:04:06";
   QTest::newRow("rounds down across midnight")
@@ -65,16 +58,14 @@ void TstDataFormats::numbers_data() {
     fmt::parseGeneralDate(QString::fromLatin1(text), &out, order);
     return out;
   };
-  QTest::newRow("date written") << date("2010/05/01 13:04:05")
-                                << fmt::dateSerial(2010, 5, 1, 13, 4, 5);
   QTest::newRow("date alone") << date("2010/05/01") << 40299.0;
   QTest::newRow("no seconds, PM") << date("2010/5/1 1:04 PM")
                                   << fmt::dateSerial(2010, 5, 1, 13, 4, 0);
   QTest::newRow("before epoch") << date("1899/12/29 06:00:00") << -1.25;
   QTest::newRow("no such day") << date("2010/02/30") << -99.0;
   // The year last, day and month in the order of the system's dates.
-  QTest::newRow("year last, month first") << date("05/01/2010 13:04:05")
-                                          << fmt::dateSerial(2010, 5, 1, 13, 4, 5);
+  QTest::newRow("year last, month first")
+      << date("05/01/2010 13:04:05") << fmt::dateSerial(2010, 5, 1, 13, 4, 5);
   QTest::newRow("year last, day first")
       << date("05/01/2010", fmt::DayMonthOrder::DayFirst) << fmt::dateSerial(2010, 1, 5, 0, 0, 0);
   QTest::newRow("year last, no 13th month") << date("13/01/2010") << -99.0;

@@ -1,14 +1,13 @@
 // Finding and identifying the logger, connecting, disconnecting, and the
-// bridge's disappearance; on the in-process emulator and on a real pty.
+// bridge's disappearance, on the in-process emulator. Over a real pty the
+// same is reached through hygrotab-cli (tst_cli_sim).
 #include <QSignalSpy>
 #include <QtTest>
 
 #include "link/bridge.h"
 #include "link/connection.h"
 #include "link/exchange.h"
-#include "link/frame.h"
 #include "link/portnames.h"
-#include "link/serialtransport.h"
 #include "logger/session.h"
 #include "sim/simtransport.h"
 #include "support/fake_transport.h"
@@ -27,14 +26,11 @@ struct SimRig {
   RecordingBridge* bridge = new RecordingBridge;
   Session session{std::unique_ptr<Transport>(sim), std::unique_ptr<BridgePins>(bridge), &prompt};
   QTemporaryDir dir;
-  QList<QByteArray> frames;
   SimRig() {
     Connection& c = session.connection();
     c.CloseWaitMs = 1;
     c.PulseHighMs = 1;
     c.PulseLowMs = 1;
-    QObject::connect(&session.exchange(), &Exchange::frameSent,
-                     [this](const QByteArray& f) { frames << f; });
     QString error;
     session.data().open(dir.path(), &error);
   }
@@ -82,12 +78,6 @@ class TestConnection : public QObject {
     QVERIFY(r.prompt.messages().isEmpty());
   }
 
-  void bridgeMasks() {
-    QCOMPARE(int(BridgeMask(0)), 0xF0);
-    QCOMPARE(int(BridgeMask(0xFF)), 0xFF);
-    QCOMPARE(int(BridgeMask(0x05)), 0xF5);
-  }
-
   void theLongerModelNameWins_data() {
     QTest::addColumn<QByteArray>("answer");
     QTest::addColumn<QString>("model");
@@ -122,10 +112,9 @@ class TestConnection : public QObject {
     // The wake pulse: all pins high, then all low.
     QCOMPARE(r.bridge->masks.mid(0, 2), (QList<quint8>{0xFF, 0xF0}));
     // The battery read proves the logger answers; the status read follows.
-    QVERIFY(r.frames.size() >= 20);
-    QCOMPARE(r.frames[0], CommandFrame(1, 16, 0, 0));
-    QCOMPARE(r.frames[1], CommandFrame(1, 99, 0, 0));
-    QCOMPARE(r.session.exchange().queue.entries[0].CommMode, QStringLiteral("port_open"));
+    const CommandQueue& q = r.session.exchange().queue;
+    QCOMPARE(q.entries[0].CommMode, QStringLiteral("port_open"));
+    QCOMPARE((QList<int>{q.entries[0].P1, q.entries[1].P1}), (QList<int>{16, 99}));
     QVERIFY(r.prompt.calls.isEmpty());
   }
 
@@ -182,40 +171,6 @@ class TestConnection : public QObject {
     QVERIFY(port.isOpen());  // an exchange runs: no check
     x.Pro_End();
     QTRY_VERIFY(!port.isOpen());
-    QVERIFY(prompt.calls.isEmpty());
-  }
-
-  void aFullConversationOverAPseudoTerminal() {
-    const QString sim = QStringLiteral(HYGROTAB_BIN_DIR "/hygrotab-sim");
-    if (!QFile::exists(sim)) QSKIP("hygrotab-sim not built");
-    QTemporaryDir dir;
-    const QString link = dir.filePath(QStringLiteral("logger"));
-    QProcess host;
-    host.start(sim, {QStringLiteral("--link"), link, QStringLiteral("--no-pace")});
-    QVERIFY(host.waitForStarted());
-    QVERIFY(host.waitForReadyRead(5000));
-
-    ScriptedPrompt prompt;
-    Session session(std::make_unique<SerialTransport>(), std::make_unique<RecordingBridge>(),
-                    &prompt);
-    session.connection().CloseWaitMs = 1;
-    session.connection().PulseHighMs = 1;
-    session.connection().PulseLowMs = 1;
-    QVERIFY(session.data().open(dir.filePath(QStringLiteral("data")), nullptr) || true);
-    session.Port_Set_Command(QStringLiteral("Once"), link);
-    QTRY_VERIFY_WITH_TIMEOUT(session.connected() && !session.busy(), 10000);
-    QVERIFY2(prompt.calls.isEmpty(), qPrintable(prompt.messages().join('|')));
-    QVERIFY(!session.ModelName().isEmpty());
-    QVERIFY(session.status().FirmwareVersion.contains(session.ModelName()));
-    QCOMPARE(session.view().statusBar, QStringLiteral("Communicating\u3000Port") + link);
-
-    // The logger goes away: one clean disconnect.
-    QSignalSpy ended(&session, &Session::exchangeEnded);
-    host.terminate();
-    QVERIFY(host.waitForFinished(5000));
-    QTRY_VERIFY_WITH_TIMEOUT(!session.connected(), 3000);
-    QTest::qWait(600);
-    QCOMPARE(ended.count(), 1);
     QVERIFY(prompt.calls.isEmpty());
   }
 };

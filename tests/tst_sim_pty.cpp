@@ -1,5 +1,6 @@
 // hygrotab-sim on a real pseudo-terminal, reached through QSerialPort as the
-// program reaches a logger: what the conversation tests leave out.
+// program reaches a logger: what the conversation tests leave out. (Opening
+// the terminal again and again is what tst_cli_sim does, a tool run each.)
 #include <QElapsedTimer>
 #include <QSerialPort>
 #include <QTemporaryFile>
@@ -13,11 +14,6 @@ namespace {
 
 QByteArray hex(const char* h) { return QByteArray::fromHex(h); }
 const QByteArray kAsk15 = hex("0001001500000000ff");  // answered with its own frame
-
-bool openPort(QSerialPort& port, const QString& path) {
-  port.setPortName(path);
-  return port.open(QIODevice::ReadWrite);
-}
 
 // Writes a frame and collects bytes until a 0xFF terminator arrived.
 QByteArray exchange(QSerialPort& port, const QByteArray& frame, int timeoutMs = 3000) {
@@ -38,32 +34,17 @@ QByteArray exchange(QSerialPort& port, const QByteArray& frame, int timeoutMs = 
 class TestSimPty : public QObject {
   Q_OBJECT
  private slots:
-  void reopenManyTimes();
   void faultOptionsAndBadState();
 };
-
-void TestSimPty::reopenManyTimes() {
-  SimProcess sim;
-  QString err;
-  QVERIFY2(sim.start({QStringLiteral("--no-pace")}, &err), qPrintable(err));
-  for (int i = 0; i < 25; ++i) {
-    QSerialPort port;
-    QVERIFY2(openPort(port, sim.path()), qPrintable(port.errorString()));
-    QCOMPARE(exchange(port, kAsk15), kAsk15);
-  }
-  QCOMPARE(sim.process().state(), QProcess::Running);
-}
 
 void TestSimPty::faultOptionsAndBadState() {
   SimProcess sim;
   QString err;
-  QVERIFY2(
-      sim.start({QStringLiteral("--no-pace"), QStringLiteral("--refuse"), QStringLiteral("2"),
-                 QStringLiteral("--silence"), QStringLiteral("1"), QStringLiteral("--garbage")},
-                &err),
-      qPrintable(err));
-  QSerialPort port;
-  QVERIFY(openPort(port, sim.path()));
+  QVERIFY2(sim.start({"--no-pace", "--refuse", "2", "--silence", "1", "--garbage"}, &err),
+           qPrintable(err));
+  QSerialPort port(sim.path());
+  QVERIFY2(port.open(QIODevice::ReadWrite), qPrintable(port.errorString()));
+  // Two refusals, a silence, then answers again.
   QCOMPARE(exchange(port, kAsk15), hex("eeff"));
   QCOMPARE(exchange(port, kAsk15), hex("eeff"));
   QVERIFY(exchange(port, kAsk15, 300).isEmpty());

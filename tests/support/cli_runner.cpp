@@ -20,6 +20,8 @@ QString cliExecutable() {
   return QDir(dir).filePath(QStringLiteral("hygrotab-cli"));
 }
 
+QStringList words(const QString& commandLine) { return QProcess::splitCommand(commandLine); }
+
 QStringList CliResult::outLines() const { return linesOf(out); }
 QStringList CliResult::errLines() const { return linesOf(err); }
 

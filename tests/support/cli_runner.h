@@ -27,6 +27,9 @@ struct CliResult {
 // Where the tool is: $HYGROTAB_BIN_DIR, else the build's bin folder.
 QString cliExecutable();
 
+// The words of a command line as a shell splits them ("a \"b c\"" is two).
+QStringList words(const QString& commandLine);
+
 // Runs the tool with `args` (global options and command), at most
 // `timeoutMs`. The data folder is always a private temporary one.
 CliResult runCli(const QStringList& args, int timeoutMs = 30000);
@@ -55,3 +58,10 @@ class SimLogger {
 #define CLI_DIAG(r) \
   qPrintable(       \
       QStringLiteral("exit %1, stdout:\n%2\nstderr:\n%3").arg((r).exitCode).arg((r).out, (r).err))
+
+// Declares `r`, the result of `call` (a run of the tool), and fails the test
+// unless the tool ended by itself with exit status `code` (a crash or a
+// time-out gives -1).
+#define CLI_RUN(r, code, call)             \
+  const hygro::test::CliResult r = (call); \
+  QVERIFY2(r.exitCode == (code), CLI_DIAG(r))
