@@ -158,7 +158,6 @@ void TestCliOffline::refusedWithTheWindowsMessage() {
 
 void TestCliOffline::missingPort_data() {
   QTest::addColumn<QStringList>("args");
-  QTest::newRow("status on a missing path") << QStringList{"--port", kNoPort, "status"};
   QTest::newRow("download on a missing path")
       << QStringList{"--port", kNoPort, "download", "--csv", "x.csv"};
   QTest::newRow("set-name on COM 200") << words("--port 200 set-name AB");

@@ -181,8 +181,7 @@ void TstDataSets::fullDiskKeepsRecords() {
   QTemporaryDir dir;
   ScriptedPrompt prompt;
   DataSets ds(&prompt);
-  QString err;
-  QVERIFY(ds.open(dir.path(), &err));
+  QVERIFY(ds.open(dir.path(), nullptr));
   for (int n = 1; n <= 3; ++n) QVERIFY(addSample(ds, LogData, n, 50));
   {
     test::FileSizeLimit limit(3 * 80);
@@ -204,8 +203,7 @@ void TstDataSets::fullDiskKeepsRecords() {
 void TstDataSets::bulkWritesReachTheFile() {
   QTemporaryDir dir;
   DataSets ds;
-  QString err;
-  QVERIFY(ds.open(dir.path(), &err));
+  QVERIFY(ds.open(dir.path(), nullptr));
   ds.beginBulk(FileData);
   for (int n = 1; n <= 1000; ++n) {
     ds.Rec.Temperature = float(n);

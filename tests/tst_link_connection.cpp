@@ -31,8 +31,7 @@ struct SimRig {
     c.CloseWaitMs = 1;
     c.PulseHighMs = 1;
     c.PulseLowMs = 1;
-    QString error;
-    session.data().open(dir.path(), &error);
+    session.data().open(dir.path(), nullptr);
   }
   ~SimRig() { session.data().closeAndRemove(); }
 };

@@ -29,6 +29,9 @@ class TestForm1 : public QObject {
     Form1 w(&session, &prompt);
     w.show();
 
+    const auto label = [&w](const char* name) {
+      return w.findChild<QLabel*>(QString::fromLatin1(name))->text();
+    };
     auto* panel = w.findChild<QLabel*>(QStringLiteral("StatusBar1_Panel1"));
     auto* connectButton = w.findChild<QPushButton*>(QStringLiteral("Command20"));
     auto* baud = w.findChild<QComboBox*>(QStringLiteral("Combo1"));
@@ -46,9 +49,8 @@ class TestForm1 : public QObject {
     QCOMPARE(panel->text(), QStringLiteral("Communicating\u3000Port1"));
     QCOMPARE(w.windowTitle(),
              QStringLiteral("[Hygrotab] Temperature and Humidity Logger QM720-XC"));
-    QCOMPARE(w.findChild<QLabel*>(QStringLiteral("Label14"))->text(), QStringLiteral("DEMO"));
-    QCOMPARE(w.findChild<QLabel*>(QStringLiteral("Label16"))->text(),
-             QStringLiteral("Record stop"));
+    QCOMPARE(label("Label14"), QStringLiteral("DEMO"));
+    QCOMPARE(label("Label16"), QStringLiteral("Record stop"));
     QCOMPARE(connectButton->text(), QStringLiteral("Disconnect"));
     QVERIFY(!baud->isEnabled());
 
@@ -57,22 +59,21 @@ class TestForm1 : public QObject {
     QVERIFY(once->isEnabled());
     QTest::mouseClick(once, Qt::LeftButton);
     QTRY_VERIFY(!session.busy());
-    QVERIFY(w.findChild<QLabel*>(QStringLiteral("Label2"))->text().endsWith(QStringLiteral(" C")));
-    QVERIFY(
-        w.findChild<QLabel*>(QStringLiteral("Label4"))->text().endsWith(QStringLiteral(" %RH")));
-    QCOMPARE(w.findChild<QLabel*>(QStringLiteral("Label10"))->text().size(), 19);
+    QVERIFY(label("Label2").endsWith(QStringLiteral(" C")));
+    QVERIFY(label("Label4").endsWith(QStringLiteral(" %RH")));
+    QCOMPARE(label("Label10").size(), 19);
 
     // A recording logger locks them.
     sim->model().setStateBits(sim::DeviceModel::Recording);
     QTest::mouseClick(w.findChild<QPushButton*>(QStringLiteral("Command11")), Qt::LeftButton);
     QTRY_VERIFY(!session.busy());
-    QCOMPARE(w.findChild<QLabel*>(QStringLiteral("Label16"))->text(), QStringLiteral("Recording"));
+    QCOMPARE(label("Label16"), QStringLiteral("Recording"));
     QVERIFY(!once->isEnabled());
 
     QTest::mouseClick(connectButton, Qt::LeftButton);
     QCOMPARE(panel->text(), QStringLiteral("Unconnection"));
-    QCOMPARE(w.findChild<QLabel*>(QStringLiteral("Label2"))->text(), QString());
-    QCOMPARE(w.findChild<QLabel*>(QStringLiteral("Label7"))->text(), QStringLiteral("----"));
+    QCOMPARE(label("Label2"), QString());
+    QCOMPARE(label("Label7"), QStringLiteral("----"));
     QVERIFY(baud->isEnabled());
     session.data().closeAndRemove();
   }

@@ -26,10 +26,7 @@ QStringList CliResult::outLines() const { return linesOf(out); }
 QStringList CliResult::errLines() const { return linesOf(err); }
 
 bool CliResult::hasField(const QString& caption) const {
-  const QString prefix = caption + QStringLiteral(": ");
-  for (const QString& l : outLines())
-    if (l.startsWith(prefix)) return true;
-  return false;
+  return !field(caption).startsWith(QStringLiteral("<no "));
 }
 
 QString CliResult::field(const QString& caption) const {

@@ -31,27 +31,20 @@ void fillReferenceSet(DataSets& sets, int set) {
   info.UpperOn = true;
   info.LowerRaw = fmt::degreesToRaw(-5);
   info.LowerOn = false;
-  for (const Row& r : rows) {
-    ++info.Points;
-    sets.Rec = MeasurementRecord{};
-    sets.Rec.Time = fmt::dateSerial(2010, 5, r.d, r.h, r.mi, r.s);
-    sets.Rec.Temperature = r.t;
-    sets.Rec.Humidity = r.rh;
-    sets.Rec.Block = 1;
-    sets.Rec.setRemarks(QString::fromLatin1(r.remark));
-    sets.Put(set, info.Points);
-    Stats_Add(sets.Rec, info.Points, info.Stats);
-  }
+  for (const Row& r : rows)
+    addSample(sets, set, r.t, r.rh, QString::fromLatin1(r.remark),
+              fmt::dateSerial(2010, 5, r.d, r.h, r.mi, r.s));
   info.Modified = true;
 }
 
-bool addSample(DataSets& sets, int set, float t, float h, const QString& remark) {
+bool addSample(DataSets& sets, int set, float t, float h, const QString& remark, double time) {
   DataSetInfo& info = sets.info(set);
   ++info.Points;
   sets.Rec = MeasurementRecord{};
   sets.Rec.Temperature = t;
   sets.Rec.Humidity = h;
-  sets.Rec.Time = fmt::dateSerial(2010, 5, 1, 12, 0, 0) + (info.Points - 1) / 1440.0;
+  sets.Rec.Time =
+      time != 0 ? time : fmt::dateSerial(2010, 5, 1, 12, 0, 0) + (info.Points - 1) / 1440.0;
   sets.Rec.Block = 1;
   sets.Rec.setRemarks(remark);
   const bool written = sets.Put(set, info.Points);

@@ -14,9 +14,10 @@ namespace hygro::test {
 void fillReferenceSet(DataSets& sets, int set);
 inline const QString kReferenceName = QStringLiteral("ROOM1");
 
-// Appends one record (block 1, a minute after the one before, from noon of
-// 2010-05-01) and adds it to the statistics. False when Put fails.
-bool addSample(DataSets& sets, int set, float t, float h, const QString& remark = {});
+// Appends one record (block 1, at `time`, else a minute after the one before
+// from noon of 2010-05-01) and adds it to the statistics. False when Put fails.
+bool addSample(DataSets& sets, int set, float t, float h, const QString& remark = {},
+               double time = 0);
 
 QString csvFixture(const QString& name);  // path in tests/data/csv
 QByteArray readFile(const QString& path);
