@@ -3,20 +3,27 @@
 // from the line format (not from the emulator's encoder), its clock and
 // recording over emulated time, the sensor conversion, the initialise
 // sequence, refusal of bad state documents, its serial line (framing, fault
-// modes) and the pacing of the in-process transport built on it.
+// modes), the pacing of the in-process transport built on it, and hygrotab-sim
+// on a real pseudo-terminal reached through QSerialPort as the program
+// reaches a logger (opening the terminal again and again is what tst_cli_sim
+// does, a tool run each).
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QSerialPort>
 #include <QSignalSpy>
+#include <QTemporaryFile>
 #include <QtTest>
 #include <cmath>
 
 #include "sim/devicemodel.h"
 #include "sim/simline.h"
 #include "sim/simtransport.h"
+#include "support/sim_process.h"
 
 using hygro::sim::DeviceModel;
 using hygro::sim::SimLine;
 using hygro::sim::SimTransport;
+using hygro::test::SimProcess;
 
 namespace {
 
@@ -74,9 +81,23 @@ double rhOf(int raw, double t) {
   return (t - 25.0) * (0.01 + 0.00008 * raw) + (-0.0000028 * raw * raw + 0.0405 * raw - 4.0);
 }
 
+// Writes a frame and collects bytes until a 0xFF terminator arrived.
+QByteArray exchange(QSerialPort& port, const QByteArray& frame, int timeoutMs = 3000) {
+  port.clear(QSerialPort::Input);
+  port.write(frame);
+  port.waitForBytesWritten(1000);
+  QByteArray got;
+  QElapsedTimer t;
+  t.start();
+  while (!got.contains(char(0xFF)) && t.elapsed() < timeoutMs) {
+    if (port.waitForReadyRead(50)) got += port.readAll();
+  }
+  return got;
+}
+
 }  // namespace
 
-class TestSimModel : public QObject {
+class TestSim : public QObject {
   Q_OBJECT
  private slots:
   void handWrittenBytesAndRefusals();
@@ -87,9 +108,10 @@ class TestSimModel : public QObject {
   void framing();
   void faultModes();
   void pacedTransport();
+  void ptyFaultOptionsAndBadState();
 };
 
-void TestSimModel::handWrittenBytesAndRefusals() {
+void TestSim::handWrittenBytesAndRefusals() {
   DeviceModel m;
   loadManual(m, R"({"startTime": "2024-05-01 10:20:30", "interval": 60,
                     "points": [{"rt": 6400, "rh": 1500}, {"rt": 258, "rh": 4095}]})");
@@ -111,7 +133,7 @@ void TestSimModel::handWrittenBytesAndRefusals() {
   QCOMPARE(ask(m, 15), hex("0001001500000000ff"));  // and still answering
 }
 
-void TestSimModel::conversionInverts() {
+void TestSim::conversionInverts() {
   // Over the working range the stored counts read back within half a count.
   for (int tc = -20; tc <= 60; tc += 5) {
     for (int rh = 5; rh <= 95; rh += 5) {
@@ -125,7 +147,7 @@ void TestSimModel::conversionInverts() {
   }
 }
 
-void TestSimModel::clockRecordingAndReservationOverTime() {
+void TestSim::clockRecordingAndReservationOverTime() {
   DeviceModel m;
   m.setManualTime();
   m.setClock(QDateTime(QDate(2024, 1, 31), QTime(7, 0), Qt::UTC));
@@ -181,7 +203,7 @@ void TestSimModel::clockRecordingAndReservationOverTime() {
   QCOMPARE(data(ask(m, 23, 16)), qMakePair(0, 4));
 }
 
-void TestSimModel::initialiseSequence() {
+void TestSim::initialiseSequence() {
   DeviceModel m;
   loadManual(m, R"({"name": "ABCD", "state": "recording", "loop": true, "wrapped": 2,
                     "startTime": "2024-05-01 00:00:00", "interval": 60,
@@ -201,7 +223,7 @@ void TestSimModel::initialiseSequence() {
   QCOMPARE(data(ask(m, 23, 16)), qMakePair(0, 0));
 }
 
-void TestSimModel::badDocumentsLeaveModel() {
+void TestSim::badDocumentsLeaveModel() {
   DeviceModel m;
   m.setManualTime();
   m.setName("KEEP");
@@ -216,7 +238,7 @@ void TestSimModel::badDocumentsLeaveModel() {
   }
 }
 
-void TestSimModel::framing() {
+void TestSim::framing() {
   DeviceModel m;
   m.setManualTime();
   SimLine line(m);
@@ -233,12 +255,12 @@ void TestSimModel::framing() {
   QCOMPARE(line.framesReceived(), 4);
 }
 
-void TestSimModel::faultModes() {
+void TestSim::faultModes() {
   DeviceModel m;
   m.setManualTime();
   SimLine line(m);
-  // Refusals: tst_sim_pty. A silenced frame gets no answer but still takes effect; the next is
-  // answered.
+  // Refusals: ptyFaultOptionsAndBadState. A silenced frame gets no answer but still takes effect;
+  // the next is answered.
   line.faults().silenceNext = 1;
   line.receive(hex("0001004000650066ff"), 0);
   QVERIFY(!line.hasPending());
@@ -256,7 +278,7 @@ void TestSimModel::faultModes() {
   QCOMPARE(line.takeDue(41000), kAsk15);
 }
 
-void TestSimModel::pacedTransport() {
+void TestSim::pacedTransport() {
   SimTransport t;
   t.setPort(QStringLiteral("1"));
   t.setBaud(57600);
@@ -295,5 +317,33 @@ void TestSimModel::pacedTransport() {
   QVERIFY(streamTook < streamWire * 105 / 100);
 }
 
-QTEST_GUILESS_MAIN(TestSimModel)
-#include "tst_sim_model.moc"
+void TestSim::ptyFaultOptionsAndBadState() {
+  SimProcess sim;
+  QString err;
+  QVERIFY2(sim.start({"--no-pace", "--refuse", "2", "--silence", "1", "--garbage"}, &err),
+           qPrintable(err));
+  QSerialPort port(sim.path());
+  QVERIFY2(port.open(QIODevice::ReadWrite), qPrintable(port.errorString()));
+  // Two refusals, a silence, then answers again.
+  QCOMPARE(exchange(port, kAsk15), hex("eeff"));
+  QCOMPARE(exchange(port, kAsk15), hex("eeff"));
+  QVERIFY(exchange(port, kAsk15, 300).isEmpty());
+  // Junk in front of the answer (and maybe behind it), never inside it.
+  const QByteArray noisy = exchange(port, kAsk15);
+  QVERIFY2(noisy.indexOf(kAsk15) > 0, noisy.toHex().constData());
+
+  // A state document the emulator refuses: exit status 2, the reason on stderr.
+  QTemporaryFile bad;
+  QVERIFY(bad.open());
+  bad.write(R"({"points": {"generate": 20000}})");
+  bad.flush();
+  QProcess p;
+  p.start(SimProcess::executable(), {QStringLiteral("--state"), bad.fileName()});
+  QVERIFY(p.waitForFinished(3000));
+  QCOMPARE(p.exitCode(), 2);
+  QVERIFY(p.readAllStandardError().contains("generate"));
+  QVERIFY(p.readAllStandardOutput().isEmpty());
+}
+
+QTEST_GUILESS_MAIN(TestSim)
+#include "tst_sim.moc"
