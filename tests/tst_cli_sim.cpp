@@ -12,7 +12,6 @@
 
 #include "support/cli_runner.h"
 
-using hygro::test::CliResult;
 using hygro::test::SimLogger;
 using hygro::test::words;
 
@@ -275,12 +274,11 @@ void TestCliSim::interruptedRunKeepsItsSamples() {
   START_SIM(sim, "idle.json", "");
   QTemporaryDir dir;
   const QString csv = dir.filePath(QStringLiteral("run.csv"));
+  const QString data = dir.filePath(QStringLiteral("data"));
   QProcess cli;
-  cli.start(hygro::test::cliExecutable(),
-            QStringList{QStringLiteral("--data-dir"), dir.filePath(QStringLiteral("data")),
-                        QStringLiteral("--port"), sim.port()} +
-                    words("measure --count 1000 --interval 2 --csv")
-                << csv);
+  cli.start(hygro::test::cliExecutable(), QStringList{"--data-dir", data, "--port", sim.port()} +
+                                                  words("measure --count 1000 --interval 2 --csv")
+                                              << csv);
   QVERIFY(cli.waitForStarted());
   // Two samples, then SIGTERM as a service manager (or Ctrl-C) would send.
   QByteArray out;
@@ -297,7 +295,7 @@ void TestCliSim::interruptedRunKeepsItsSamples() {
            qPrintable(err));
   QCOMPARE(csvLines(csv).size(), 3 + taken);
   // The scratch files are gone with the tool.
-  QVERIFY(QDir(dir.filePath(QStringLiteral("data"))).entryList(QDir::Files).isEmpty());
+  QVERIFY(QDir(data).entryList(QDir::Files).isEmpty());
   // The run was ended properly: the logger answers the next command at once.
   QCOMPARE(sim.run(words("status")).exitCode, 0);
 }
