@@ -31,8 +31,9 @@ void appendQuoted(QByteArray& out, const QString& text) { appendQuoted(out, text
 // Reads items the way the file form expects them: separated by commas,
 // quoted items taken without their quotes (commas and line ends inside them
 // belong to the item), unquoted items up to the next comma or line end with
-// their leading blanks skipped. Items are counted, not lines. Blank lines between records
-// are skipped; a line end right after a comma ends an empty item.
+// their leading blanks skipped. Items are counted, not lines. Blank lines
+// between records are skipped; a line end right after a comma ends an empty
+// item.
 class ItemReader {
  public:
   // Longer items are cut: nothing in a valid file comes near this, and a

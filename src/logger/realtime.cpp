@@ -35,10 +35,15 @@ void Session::Command1_Click() {
   exchange_->Command_Send();
 }
 
+bool Session::stopContinuation() {
+  if (status_.RecState != kRenzoku) return false;
+  continuation.stop();
+  status_.RecState.clear();
+  return true;
+}
+
 void Session::Command2_Click() {
-  if (status_.RecState == kRenzoku) {
-    continuation.stop();
-    status_.RecState.clear();
+  if (stopContinuation()) {
     if (busy()) {
       // A sample is on its way: the run ends once it has landed, so that it
       // is marked and offered for saving with the others.
@@ -117,11 +122,7 @@ void Session::registerRealtimeBranches() {
                                         "stopped at %1 points.")
                              .arg(kMaxPoints),
                          ModelName());
-      if (status_.RecState == kRenzoku) {
-        continuation.stop();
-        status_.RecState.clear();
-        stopPending_ = true;
-      }
+      if (stopContinuation()) stopPending_ = true;
       exchange_->Pro_End();
       return BranchResult::Ended;
     }

@@ -40,13 +40,9 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
                                  "lost.\r\rIs real-time data preserved?"));
   };
   connect(connection_.get(), &Connection::clearRecState, this, [this] {
-    const bool running = status_.RecState == QLatin1String("renzoku");
+    // Disconnecting ends a continuous run like its own stop button.
+    if (stopContinuation()) finishRealtimeRun();
     status_.RecState.clear();
-    if (running) {
-      // Disconnecting ends a continuous run like its own stop button.
-      continuation.stop();
-      finishRealtimeRun();
-    }
   });
   connect(connection_.get(), &Connection::statusTextChanged, this, &Session::statusBarText);
   connect(connection_.get(), &Connection::deviceLost, this, [this] { downloadFailed(false); });
@@ -54,11 +50,7 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
   connect(exchange_.get(), &Exchange::abandoned, this, [this] {
     // With the port closed a continuous run could only time out again and
     // again: it ends with the exchange.
-    if (status_.RecState == QLatin1String("renzoku")) {
-      continuation.stop();
-      status_.RecState.clear();
-      finishRealtimeRun();
-    }
+    if (stopContinuation()) finishRealtimeRun();
   });
   connect(exchange_.get(), &Exchange::exchangeEnded, this, [this] {
     Download_Timer.stop();

@@ -204,6 +204,8 @@ class Session : public QObject {
   // The end of a continuous run: extremes marked, the status read, the save
   // question.
   void completeRunStop();
+  // Stops the continuation timer and leaves "renzoku"; false when no run was on.
+  bool stopContinuation();
   bool stopPending_ = false;  // stopped while a sample was on its way
   void putPlaceholder(double time);
   double pointTime(int index) const;

@@ -13,6 +13,12 @@ namespace {
 quint8 D1(const ReceiveBuffer& rx) { return rx.R(2); }
 quint8 D2(const ReceiveBuffer& rx) { return rx.R(3); }
 
+// Two characters of the name; empty when either byte is 0 (nothing set there).
+QString NamePair(const ReceiveBuffer& rx) {
+  if (D1(rx) == 0 || D2(rx) == 0) return {};
+  return QString(LoggerCharFromByte(D1(rx))) + LoggerCharFromByte(D2(rx));
+}
+
 // A BCD byte's two hex digits read as a decimal number; digits above 9 end the
 // number as Val would (0xFF reads as 0, so an erased time is no date).
 int BcdDigits(quint8 b) {
@@ -76,13 +82,11 @@ void Session::registerStatusBranches() {
     return BranchResult::Advance;
   });
   x.setBranch(42, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    if (D1(rx) != 0 && D2(rx) != 0)
-      status_.IdentName = QString(LoggerCharFromByte(D1(rx))) + LoggerCharFromByte(D2(rx));
+    if (const QString pair = NamePair(rx); !pair.isEmpty()) status_.IdentName = pair;
     return BranchResult::Advance;
   });
   x.setBranch(43, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    if (D1(rx) != 0 && D2(rx) != 0)
-      status_.IdentName += QString(LoggerCharFromByte(D1(rx))) + LoggerCharFromByte(D2(rx));
+    status_.IdentName += NamePair(rx);
     return BranchResult::Advance;
   });
   x.setBranch(30, [this](QueuedCommand&, const ReceiveBuffer& rx) {
