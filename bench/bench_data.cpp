@@ -36,14 +36,14 @@ void fillFull(DataSets& ds, int set) {
   const double start = fmt::dateSerial(2010, 5, 1, 13, 4, 5);
   for (int n = 1; n <= kMaxPoints; ++n) {
     ++i.Points;
-    ds.Rec = MeasurementRecord{};
-    ds.Rec.Time = start + (n - 1) * 60 / 86400.0;
-    ds.Rec.Temperature = -10.0f + static_cast<float>(n % 5000) * 0.01f;
-    ds.Rec.Humidity = 20.0f + static_cast<float>(n % 7000) * 0.01f;
-    ds.Rec.Block = 1;
-    ds.Rec.setRemarks(n % 100 == 0 ? QStringLiteral("Maximum temperature") : QString());
-    ds.Put(set, n);
-    Stats_Add(ds.Rec, static_cast<qint16>(n), i.Stats);
+    MeasurementRecord rec;
+    rec.Time = start + (n - 1) * 60 / 86400.0;
+    rec.Temperature = -10.0f + static_cast<float>(n % 5000) * 0.01f;
+    rec.Humidity = 20.0f + static_cast<float>(n % 7000) * 0.01f;
+    rec.Block = 1;
+    rec.setRemarks(n % 100 == 0 ? QStringLiteral("Maximum temperature") : QString());
+    ds.Put(set, n, rec);
+    Stats_Add(rec, static_cast<qint16>(n), i.Stats);
   }
 }
 

@@ -42,9 +42,9 @@ void holdEarlierFile(DataSets& ds) {
   ds.info(FileData).Points = 1;
   ds.info(FileData).Name = QStringLiteral("earlier");
   ds.info(FileData).Model = QStringLiteral("QM510-XC");
-  ds.Rec = MeasurementRecord{};
-  ds.Rec.Temperature = 11;
-  ds.Put(FileData, 1);
+  MeasurementRecord rec;
+  rec.Temperature = 11;
+  ds.Put(FileData, 1, rec);
   ds.DataSetIndex = LogData;
 }
 
@@ -106,7 +106,7 @@ void TstCsvImport::runsFromTimeGaps() {
   DataSets ds;
   QCOMPARE(readBytes(ds, file).result, CsvOpenResult::Opened);
   QList<float> blocks;
-  for (int n = 1; n <= 5; ++n) blocks << (ds.Get(FileData, n) ? ds.Rec.Block : -1.0f);
+  for (int n = 1; n <= 5; ++n) blocks << (ds.at(FileData, n) ? ds.Get(FileData, n).Block : -1.0f);
   QCOMPARE(blocks, QList<float>({2, 2, 3, 3, 3}));
 }
 
@@ -134,9 +134,9 @@ void TstCsvImport::itemsAsTheyAreRead() {
   QStringList remarks;
   QList<float> values;
   for (int n = 1; n <= 3; ++n) {
-    ds.Get(FileData, n);
-    remarks << ds.Rec.remarks().trimmed();
-    values << ds.Rec.Temperature << ds.Rec.Humidity;
+    const MeasurementRecord rec = ds.Get(FileData, n);
+    remarks << rec.remarks().trimmed();
+    values << rec.Temperature << rec.Humidity;
   }
   QCOMPARE(remarks, QStringList({"a, b\r\nc", "unquoted remark", ""}));
   QCOMPARE(values, QList<float>({15, 50, -0.25f, 0, 22, 42}));
@@ -190,12 +190,12 @@ void TstCsvImport::rejected() {
   if (rowsRead < 0) {
     QCOMPARE(i.Points, qint16(1));
     QCOMPARE(i.Name, QStringLiteral("earlier"));
-    QVERIFY(ds.Get(FileData, 1));
-    QCOMPARE(ds.Rec.Temperature, 11.0f);
+    QVERIFY(ds.at(FileData, 1));
+    QCOMPARE(ds.Get(FileData, 1).Temperature, 11.0f);
   } else {
     QCOMPARE(i.Points, qint16(rowsRead + 1));
-    QVERIFY(ds.Get(FileData, rowsRead));
-    QCOMPARE(ds.Rec.Temperature, 21.0f);
+    QVERIFY(ds.at(FileData, rowsRead));
+    QCOMPARE(ds.Get(FileData, rowsRead).Temperature, 21.0f);
     QCOMPARE(i.Stats.e[0].RecordNo, qint16(rowsRead));
   }
 }
@@ -214,8 +214,8 @@ void TstCsvImport::tooManyRows() {
   QCOMPARE(r.result, CsvOpenResult::FileError);
   QCOMPARE(r.messages, QStringList{kFileError});
   QCOMPARE(ds.info(FileData).Points, qint16(32767));
-  QVERIFY(ds.Get(FileData, 32767));
-  QCOMPARE(ds.Rec.Humidity, 2.0f);
+  QVERIFY(ds.at(FileData, 32767));
+  QCOMPARE(ds.Get(FileData, 32767).Humidity, 2.0f);
 }
 
 void TstCsvImport::cutOffFiles() {

@@ -30,12 +30,13 @@ void TstDataSets::recordLayoutOnDisk() {
   DataSets ds;
   QString err;
   QVERIFY2(ds.open(dir.path(), &err), qPrintable(err));
-  ds.Rec.Temperature = 23.5f;
-  ds.Rec.Humidity = -1.0f;
-  ds.Rec.Time = 40299.5;
-  ds.Rec.Block = 3;
-  ds.Rec.setRemarks(QStringLiteral("AB"));
-  QVERIFY(ds.Put(LogData, 2));
+  MeasurementRecord rec;
+  rec.Temperature = 23.5f;
+  rec.Humidity = -1.0f;
+  rec.Time = 40299.5;
+  rec.Block = 3;
+  rec.setRemarks(QStringLiteral("AB"));
+  QVERIFY(ds.Put(LogData, 2, rec));
   // Record 2 lies at 80, record 1 is a hole. Little-endian 23.5f, -1.0f,
   // 8 zero bytes, 40299.5, 3.0f, then the remarks and 2 bytes of padding.
   const QByteArray bytes = test::readFile(dir.filePath("log.rand"));
@@ -44,11 +45,11 @@ void TstDataSets::recordLayoutOnDisk() {
                                                  "0000000070ade34000004040"));
   QCOMPARE(bytes.mid(108), QByteArray("AB") + QByteArray(48, ' ') + QByteArray(2, '\0'));
   // The hole reads back as a blank record; nothing lies past the highest.
-  ds.Get(LogData, 1);
-  QCOMPARE(ds.Rec.Time, 0.0);
-  QVERIFY(!ds.Get(LogData, 3));
-  QVERIFY(!ds.Put(LogData, 0));
-  QVERIFY(!ds.Put(LogData, 32768));
+  QCOMPARE(ds.Get(LogData, 1).Time, 0.0);
+  QVERIFY(!ds.at(LogData, 3));
+  QCOMPARE(ds.Get(LogData, 3).Block, 0.0f);
+  QVERIFY(!ds.Put(LogData, 0, rec));
+  QVERIFY(!ds.Put(LogData, 32768, rec));
 }
 
 void TstDataSets::remarksAreCutAndPadded() {
@@ -94,7 +95,7 @@ void TstDataSets::scratchFilesAndCrashLeftovers() {
   // A normal shutdown removes the scratch files but keeps the copy; later
   // records are still held but reach no file.
   second.closeAndRemove();
-  QVERIFY(second.Put(RealTimeData, 1));
+  QVERIFY(second.Put(RealTimeData, 1, MeasurementRecord{}));
   QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QFileInfo(aside).fileName()});
 
   DataSets nowhere;
@@ -105,7 +106,7 @@ void TstDataSets::scratchFilesAndCrashLeftovers() {
 void TstDataSets::setIndexAndEmpty() {
   DataSets ds;
   QVERIFY_THROWS_EXCEPTION(std::out_of_range, ds.info(3));
-  QVERIFY_THROWS_EXCEPTION(std::out_of_range, ds.Put(255, 1));
+  QVERIFY_THROWS_EXCEPTION(std::out_of_range, ds.Put(255, 1, MeasurementRecord{}));
   // Emptying keeps FileNo and resets the rest; the records themselves stay
   // (an emptied set's CSV takes record 1's time: tst_csv_export).
   DataSetInfo& i = ds.info(RealTimeData);
@@ -157,21 +158,18 @@ void TstDataSets::statsMark() {
   DataSets ds;
   // Nothing measured: nothing marked.
   Stats_Mark(ds, LogData);
-  QVERIFY(!ds.Get(LogData, 1));
+  QVERIFY(!ds.at(LogData, 1));
 
   const QString full = QString(50, u'r');
   addSample(ds, LogData, 30, 20, QStringLiteral("  window  "));  // max T, min H
   addSample(ds, LogData, 10, 80, full);                          // min T, max H
   addSample(ds, LogData, 20, 50, QStringLiteral("plain"));
   Stats_Mark(ds, LogData);
-  QVERIFY(ds.Get(LogData, 1));
-  QCOMPARE(ds.Rec.remarks(),
+  QCOMPARE(ds.Get(LogData, 1).remarks(),
            QStringLiteral("window Maximum temperature Minimum humidity").leftJustified(50));
   // Already 50 characters: the texts are cut off.
-  QVERIFY(ds.Get(LogData, 2));
-  QCOMPARE(ds.Rec.remarks(), full);
-  QVERIFY(ds.Get(LogData, 3));
-  QCOMPARE(ds.Rec.remarks().trimmed(), QStringLiteral("plain"));
+  QCOMPARE(ds.Get(LogData, 2).remarks(), full);
+  QCOMPARE(ds.Get(LogData, 3).remarks().trimmed(), QStringLiteral("plain"));
   // One record holding all four extremes: tst_logger_ops, oneMeasurement.
 }
 
@@ -191,8 +189,8 @@ void TstDataSets::fullDiskKeepsRecords() {
   QVERIFY(prompt.messages().first().contains(QStringLiteral("log.rand")));
   // Every record is still held, and with room again writes go through.
   for (int n = 4; n <= 10; ++n) {
-    QVERIFY(ds.Get(LogData, n));
-    QCOMPARE(ds.Rec.Temperature, float(n));
+    QVERIFY(ds.at(LogData, n));
+    QCOMPARE(ds.Get(LogData, n).Temperature, float(n));
   }
   QVERIFY(addSample(ds, LogData, 11, 50));
   QCOMPARE(QFileInfo(dir.filePath("log.rand")).size(), 11 * 80);
@@ -203,12 +201,13 @@ void TstDataSets::bulkWritesReachTheFile() {
   DataSets ds;
   QVERIFY(ds.open(dir.path(), nullptr));
   ds.beginBulk(FileData);
+  MeasurementRecord rec;
   for (int n = 1; n <= 1000; ++n) {
-    ds.Rec.Temperature = float(n);
-    QVERIFY(ds.Put(FileData, n));
+    rec.Temperature = float(n);
+    QVERIFY(ds.Put(FileData, n, rec));
   }
-  ds.Rec.Temperature = -1;
-  QVERIFY(ds.Put(FileData, 3));  // jumping back to an earlier record
+  rec.Temperature = -1;
+  QVERIFY(ds.Put(FileData, 3, rec));  // jumping back to an earlier record
   QVERIFY(ds.endBulk(FileData));
   const QByteArray bytes = test::readFile(dir.filePath("read.rand"));
   QCOMPARE(bytes.size(), 1000 * 80);

@@ -3,6 +3,7 @@
 #include <QSignalSpy>
 #include <QtTest>
 
+#include "data/csv.h"
 #include "data/formats.h"
 #include "link/frame.h"
 #include "logger/conversions.h"
@@ -134,7 +135,23 @@ class TestLoggerOps : public QObject {
 
   void oneMeasurement() {
     CONNECTED_RIG(r, "idle.json");
+    // Readers between the temperature and the humidity answer (a redraw, a
+    // save dialog) must not disturb the sample being assembled.
+    MeasurementRecord other;
+    other.Humidity = 47.26f;
+    r.session.data().Put(LogData, 1, other);
+    r.session.data().info(LogData).Points = 1;
+    int reads = 0;
+    QObject::connect(&r.session.exchange(), &Exchange::frameSent, [&](const QByteArray& f) {
+      if (f != CommandFrame(1, 21, 0, 0)) return;
+      ++reads;
+      QCOMPARE(r.session.data().Get(LogData, 1).Humidity, 47.26f);
+      QVERIFY(!Csv_Content(r.session.data(), LogData, QString(), QString()).isEmpty());
+    });
     QVERIFY(r.run(&Session::Command1_Click));
+    QCOMPARE(reads, 1);
+    QVERIFY(r.rec(RealTimeData, 1).Time > fmt::dateSerial(2020, 1, 1, 0, 0, 0));
+    QCOMPARE(r.rec(RealTimeData, 1).Temperature, 24.4f);
     QCOMPARE(r.codes(), (QList<int>{25, 16, 22, 21}));
     const DataSetInfo& rt = r.session.data().info(RealTimeData);
     QCOMPARE(int(rt.Points), 1);
@@ -191,6 +208,31 @@ class TestLoggerOps : public QObject {
     QVERIFY(!r.session.continuation.isActive());
   }
 
+  void continuousRunStampsWholeIntervals() {
+    CONNECTED_RIG(r, "idle.json");
+    r.session.Combo5Text = QStringLiteral("2");
+    r.session.Command2_Click();
+    const DataSetInfo& rt = r.session.data().info(RealTimeData);
+    QTRY_VERIFY_WITH_TIMEOUT(rt.Points >= 3 && !r.session.busy(), 30000);
+    r.prompt.questionAnswers.enqueue(false);
+    r.session.Command2_Click();
+    QVERIFY(r.waitIdle());
+    // Whole seconds apart, so the printed stamps (rounded to the second) are
+    // the interval apart too, whatever fraction of a second the run began at;
+    // a tick held up by a loaded machine may add one second, never take one.
+    for (int n = 2; n <= 3; ++n) {
+      const double gap = (r.rec(RealTimeData, n).Time - r.rec(RealTimeData, n - 1).Time) * 86400;
+      QVERIFY2(qAbs(gap - std::round(gap)) < 1e-3, qPrintable(QString::number(gap, 'f', 4)));
+      QVERIFY2(std::round(gap) == 2 || std::round(gap) == 3, qPrintable(QString::number(gap)));
+      const QDateTime a =
+          QDateTime::fromString(fmt::formatDateTime(r.rec(RealTimeData, n - 1).Time),
+                                QStringLiteral("yyyy/MM/dd hh:mm:ss"));
+      const QDateTime b = QDateTime::fromString(fmt::formatDateTime(r.rec(RealTimeData, n).Time),
+                                                QStringLiteral("yyyy/MM/dd hh:mm:ss"));
+      QCOMPARE(a.secsTo(b), qint64(std::round(gap)));
+    }
+  }
+
   void stoppingWhileASampleIsOnItsWay() {
     CONNECTED_RIG(r, "idle.json");
     r.session.Command2_Click();
@@ -212,8 +254,7 @@ class TestLoggerOps : public QObject {
     QVERIFY(r.run(&Session::Command2_Click));
     DataSetInfo& rt = r.session.data().info(RealTimeData);
     const MeasurementRecord last = r.rec(RealTimeData, 1);
-    r.session.data().Rec = last;
-    r.session.data().Put(RealTimeData, kMaxPoints);
+    r.session.data().Put(RealTimeData, kMaxPoints, last);
     rt.Points = kMaxPoints;
     r.session.ContinuationSeconds = 1000;  // the next tick measures
     r.prompt.questionAnswers.enqueue(false);

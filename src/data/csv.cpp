@@ -249,7 +249,7 @@ WriteOutcome writeFile(DataSets& sets, int set, const QString& modelName,
 
 }  // namespace
 
-QByteArray Csv_Content(DataSets& sets, int set, const QString& modelName,
+QByteArray Csv_Content(const DataSets& sets, int set, const QString& modelName,
                        const QString& recognitionName) {
   const DataSetInfo& info = sets.info(set);
   const bool withBounds = modelName == kModelWithBounds;
@@ -268,10 +268,9 @@ QByteArray Csv_Content(DataSets& sets, int set, const QString& modelName,
   }
 
   // The start time is that of record 1, whatever it holds when the set is empty.
-  sets.Get(set, 1);
   appendQuoted(out, recognitionName);
   out += ',';
-  appendQuoted(out, fmt::formatGeneralDate(sets.Rec.Time));
+  appendQuoted(out, fmt::formatGeneralDate(sets.Get(set, 1).Time));
   out += ',';
   appendQuoted(out, fmt::strWithBlank(info.Points));
   out += ',';
@@ -285,8 +284,7 @@ QByteArray Csv_Content(DataSets& sets, int set, const QString& modelName,
   out += "\"Record number\",\"Date\",\"Temperature\",\"Humidity \",\"Remarks \"\r\n";
 
   for (int n = 1; n <= points; ++n) {
-    sets.Get(set, n);
-    const MeasurementRecord& r = sets.Rec;
+    const MeasurementRecord r = sets.Get(set, n);
     out += QByteArray::number(n);
     out += ",\"";
     out += fmt::formatGeneralDate(r.Time).toLatin1();
@@ -321,8 +319,7 @@ bool Csv_Write(DataSets& sets, int set, const QString& modelName, const QString&
 
 CsvSaveResult Csv_Save(DataSets& sets, int set, const QString& modelName,
                        const QString& recognitionName, UserPrompt& prompt, QString* savedPath) {
-  sets.Get(set, 1);
-  const QString stamp = fmt::formatFileStamp(sets.Rec.Time);
+  const QString stamp = fmt::formatFileStamp(sets.Get(set, 1).Time);
   QString proposed = fileNameAllowed(recognitionName) ? recognitionName + u'_' + stamp : stamp;
   for (;;) {
     bool dialogFailed = false;
@@ -455,9 +452,8 @@ CsvOpenResult Csv_Read(DataSets& sets, QIODevice& in, UserPrompt& prompt,
     rec.Block = run;
     rec.setRemarks(item[4]);
     previous = rec.Time;
-    sets.Rec = rec;
-    sets.Put(FileData, info.Points);
-    Stats_Add(sets.Rec, info.Points, info.Stats);
+    sets.Put(FileData, info.Points, rec);
+    Stats_Add(rec, info.Points, info.Stats);
   }
   if (reader.failed()) return fileError();
   // The model is the file's only once the whole file was read.

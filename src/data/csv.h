@@ -36,7 +36,7 @@ bool Csv_Write(DataSets& sets, int set, const QString& modelName, const QString&
                const QString& path, QString* error);
 
 // The whole file as Csv_Write writes it.
-QByteArray Csv_Content(DataSets& sets, int set, const QString& modelName,
+QByteArray Csv_Content(const DataSets& sets, int set, const QString& modelName,
                        const QString& recognitionName);
 
 enum class CsvOpenResult { Opened, Cancelled, WrongForm, FileError };

@@ -65,9 +65,9 @@ void Stats_Mark(DataSets& sets, int set) {
   for (int k = 0; k < 4; ++k) {
     const qint16 n = info.Stats.e[static_cast<size_t>(k)].RecordNo;
     if (n < 1 || n > info.Points) continue;
-    sets.Get(set, n);
-    sets.Rec.setRemarks(sets.Rec.remarks().trimmed() + QLatin1String(texts[k]));
-    sets.Put(set, n);
+    MeasurementRecord rec = sets.Get(set, n);
+    rec.setRemarks(rec.remarks().trimmed() + QLatin1String(texts[k]));
+    sets.Put(set, n, rec);
   }
 }
 
@@ -170,10 +170,9 @@ void DataSets::closeAndRemove() {
   open_ = false;
 }
 
-bool DataSets::Get(int set, int n) {
+MeasurementRecord DataSets::Get(int set, int n) const {
   const MeasurementRecord* r = at(set, n);
-  Rec = r ? *r : kBlankRecord;
-  return r != nullptr;
+  return r ? *r : kBlankRecord;
 }
 
 const MeasurementRecord* DataSets::at(int set, int n) const {
@@ -183,7 +182,7 @@ const MeasurementRecord* DataSets::at(int set, int n) const {
   return &recs[static_cast<size_t>(n) - 1];
 }
 
-bool DataSets::Put(int set, int n) {
+bool DataSets::Put(int set, int n, const MeasurementRecord& rec) {
   checkSet(set);
   if (n < 1 || n > kMaxPoints) return false;
   auto& recs = records_[static_cast<size_t>(set)];
@@ -191,8 +190,7 @@ bool DataSets::Put(int set, int n) {
     if (recs.capacity() < static_cast<size_t>(n)) recs.reserve(qMax<size_t>(1024, recs.size() * 2));
     recs.resize(static_cast<size_t>(n), kBlankRecord);
   }
-  recs[static_cast<size_t>(n) - 1] = Rec;
-  RecordNo = static_cast<qint16>(n);
+  recs[static_cast<size_t>(n) - 1] = rec;
   const size_t s = static_cast<size_t>(set);
   if (!bulk_[s]) return writeRange(set, n, n);
 

@@ -1,7 +1,6 @@
 #pragma once
-// The three data sets (LogData, RealTimeData, FileData), their headers, the
-// one record buffer every read and write goes through, and the scratch files
-// that back them.
+// The three data sets (LogData, RealTimeData, FileData), their headers and
+// the scratch files that back them.
 //
 // Records are kept in memory as well as written through to the set's scratch
 // file at once, so reading (the graph, the dump list, export) never touches
@@ -87,19 +86,17 @@ class DataSets {
   DataSetInfo& info(int set);
   const DataSetInfo& info(int set) const;
 
-  // The record buffer, the number it was last put to, the current set.
-  MeasurementRecord Rec;
-  qint16 RecordNo = 0;
+  // The set the graphs and the list show.
   quint8 DataSetIndex = LogData;
 
-  // Reads record n (1-based) of the set into Rec. Past the highest record
-  // ever put, Rec becomes a blank record and the result is false; a record
-  // skipped below it reads as a blank record too.
-  bool Get(int set, int n);
-  // Writes Rec as record n of the set and sets RecordNo. The record is held
-  // even when the scratch file cannot be written; then the result is false and
-  // the prompt gets one clear message (not one per record).
-  bool Put(int set, int n);
+  // Record n (1-based) of the set, by value: readers never share a buffer
+  // with the operations that are still assembling a record. Past the highest
+  // record ever put, and for a record skipped below it, a blank record.
+  MeasurementRecord Get(int set, int n) const;
+  // Writes `rec` as record n of the set. The record is held even when the
+  // scratch file cannot be written; then the result is false and the prompt
+  // gets one clear message (not one per record).
+  bool Put(int set, int n, const MeasurementRecord& rec);
   // A writer that puts many records in a row (import, download) may bracket
   // them with these: records are then written in groups of up to 512 instead
   // of one by one, and all of them are on disk when endBulk() returns. A
@@ -115,8 +112,7 @@ class DataSets {
   // bounds, data never downloaded), which a failed download does not change.
   void EmptyPoints(int set);
 
-  // Read-only view of record n without going through Rec; nullptr when the
-  // record was never put.
+  // Read-only view of record n; nullptr when the record was never put.
   const MeasurementRecord* at(int set, int n) const;
 
  private:

@@ -169,8 +169,7 @@ void DumpModel::Stats_Label(const DataSetStats& stats) {
     bool extreme = false;
     for (const auto& e : stats.e) extreme = extreme || e.RecordNo == n;
     if (!extreme || !sets_.at(set_, n)) continue;
-    sets_.Get(set_, n);
-    sets_.Put(set_, n);
+    sets_.Put(set_, n, sets_.Get(set_, n));
     const QModelIndex cell = index(static_cast<int>(row), RemarksColumn);
     emit dataChanged(cell, cell, {Qt::DisplayRole});
   }

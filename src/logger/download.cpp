@@ -162,7 +162,7 @@ BranchResult Session::pointAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
     st *= kLowResTemperatureFactor;
     sh *= kLowResHumidityFactor;
   }
-  MeasurementRecord& rec = data_.Rec;
+  MeasurementRecord rec;
   const int index = log.Points;
   rec.Temperature = TemperatureFromRaw(st);
   rec.Humidity = HumidityFromRaw(sh, rec.Temperature);
@@ -176,10 +176,9 @@ BranchResult Session::pointAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
     n -= segments_[static_cast<size_t>(i)].count;
   }
   rec.Block = static_cast<float>(block);
-  rec.setRemarks(QString());
   ++log.Points;
   log.Unsaved = true;
-  if (!data_.Put(LogData, log.Points)) {
+  if (!data_.Put(LogData, log.Points, rec)) {
     // The scratch file refused the record (disk full): stop here rather than
     // pretend; what was written stays.
     --log.Points;

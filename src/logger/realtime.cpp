@@ -15,13 +15,14 @@ qint32 Raw16(const ReceiveBuffer& rx) { return rx.R(2) * 256 + rx.R(3); }
 }  // namespace
 
 void Session::putPlaceholder(double time) {
-  // A fresh record: the buffer may still hold the remarks of a record the
-  // extremes were written into, which must not pass on to new samples.
-  data_.Rec = MeasurementRecord{};
-  data_.Rec.Time = time;
+  // The sample is assembled here across the temperature and humidity
+  // answers, never in a buffer a reader could load another record into
+  // between the two.
+  sample_ = MeasurementRecord{};
+  sample_.Time = time;
   // The answers overwrite it; a failed exchange leaves it behind Points, so
   // the next measurement takes its place.
-  data_.Put(RealTimeData, data_.info(RealTimeData).Points + 1);
+  data_.Put(RealTimeData, data_.info(RealTimeData).Points + 1, sample_);
 }
 
 void Session::Command1_Click() {
@@ -61,7 +62,10 @@ void Session::Command2_Click() {
   continuation.start(1000);
   ContinuationSeconds = 0;
   status_.RecState = kRenzoku;
-  putPlaceholder(fmt::nowSerial());
+  runStart_ = fmt::nowSerial();
+  runClock_.start();
+  lastTickSecond_ = 0;
+  putPlaceholder(runStart_);
   const int value = static_cast<int>(fmt::val(Combo5Text));
   data_.info(RealTimeData).Interval = Option4Minutes ? value * 60 : value;
   const quint8 fast = (value == 2 && !Option4Minutes) ? 1 : 0;
@@ -73,8 +77,16 @@ void Session::Command2_Click() {
 }
 
 void Session::continuationTick() {
-  const double now = fmt::nowSerial();
-  ++ContinuationSeconds;
+  // Whole seconds since the run started, by the monotonic clock: a tick that
+  // comes a little early or up to most of a second late still counts as its
+  // own second, and ticks lost to a busy event loop are made up. Stamping
+  // with the run's start plus whole seconds keeps the samples exactly the
+  // interval apart once rounded to the second, unless an exchange really
+  // held a sample back.
+  const qint64 second = (runClock_.elapsed() + 100) / 1000;
+  const double now = runStart_ + static_cast<double>(second) / 86400.0;
+  ContinuationSeconds += static_cast<int>(qMax<qint64>(1, second - lastTickSecond_));
+  lastTickSecond_ = second;
   const int value = static_cast<int>(fmt::val(Combo5Text));
   const int due = Option4Minutes ? value * 60 : value;
   if (due <= ContinuationSeconds && !busy()) {
@@ -129,8 +141,8 @@ void Session::registerRealtimeBranches() {
     ++rt.Points;
     qint32 raw = Raw16(rx);
     if (e.CommMode != kReal && rt.Interval == 2) raw *= kLowResTemperatureFactor;
-    data_.Rec.Temperature = TemperatureFromRaw(raw);
-    data_.Put(RealTimeData, rt.Points);
+    sample_.Temperature = TemperatureFromRaw(raw);
+    data_.Put(RealTimeData, rt.Points, sample_);
     return BranchResult::Advance;
   });
   exchange_->setBranch(21, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
@@ -138,13 +150,13 @@ void Session::registerRealtimeBranches() {
     if (rt.Points <= 0) return BranchResult::Advance;
     qint32 raw = Raw16(rx);
     if (e.CommMode != kReal && rt.Interval == 2) raw *= kLowResHumidityFactor;
-    MeasurementRecord& rec = data_.Rec;
+    MeasurementRecord& rec = sample_;
     rec.Humidity = HumidityFromRaw(raw, rec.Temperature);
     realtime_.Label2 = fmt::singleToString(rec.Temperature) + QStringLiteral(" C");
     realtime_.Label4 = fmt::formatHashDot00(rec.Humidity) + QStringLiteral(" %RH");
     realtime_.Label10 = fmt::formatDateTime(rec.Time);
     rec.Block = 1.0f;
-    data_.Put(RealTimeData, rt.Points);
+    data_.Put(RealTimeData, rt.Points, rec);
     data_.DataSetIndex = RealTimeData;
     rt.Modified = true;
     Stats_Add(rec, rt.Points, rt.Stats);

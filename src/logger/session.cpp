@@ -66,6 +66,8 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
   });
 
   continuation.setObjectName(QStringLiteral("continuation"));
+  // A coarse timer may fire early and make a second of the run too short.
+  continuation.setTimerType(Qt::PreciseTimer);
   connect(&continuation, &QTimer::timeout, this, &Session::continuationTick);
   Download_Timer.setObjectName(QStringLiteral("Download_Timer"));
   connect(&Download_Timer, &QTimer::timeout, this, &Session::downloadWatchdog);

@@ -2,6 +2,7 @@
 // The headless session: the link, the logger operations, the three data sets
 // and what was last read of the logger. The window and the command-line tool
 // both drive it; neither keeps logger state of its own.
+#include <QElapsedTimer>
 #include <QObject>
 #include <QTimer>
 #include <array>
@@ -207,6 +208,10 @@ class Session : public QObject {
   // Stops the continuation timer and leaves "renzoku"; false when no run was on.
   bool stopContinuation();
   bool stopPending_ = false;  // stopped while a sample was on its way
+  MeasurementRecord sample_;  // the real-time sample being assembled
+  double runStart_ = 0;       // date serial at the start of a continuous run
+  QElapsedTimer runClock_;
+  qint64 lastTickSecond_ = 0;
   void putPlaceholder(double time);
   double pointTime(int index) const;
   bool batteryOk() const;

@@ -40,15 +40,14 @@ void fillReferenceSet(DataSets& sets, int set) {
 bool addSample(DataSets& sets, int set, float t, float h, const QString& remark, double time) {
   DataSetInfo& info = sets.info(set);
   ++info.Points;
-  sets.Rec = MeasurementRecord{};
-  sets.Rec.Temperature = t;
-  sets.Rec.Humidity = h;
-  sets.Rec.Time =
-      time != 0 ? time : fmt::dateSerial(2010, 5, 1, 12, 0, 0) + (info.Points - 1) / 1440.0;
-  sets.Rec.Block = 1;
-  sets.Rec.setRemarks(remark);
-  const bool written = sets.Put(set, info.Points);
-  Stats_Add(sets.Rec, info.Points, info.Stats);
+  MeasurementRecord rec;
+  rec.Temperature = t;
+  rec.Humidity = h;
+  rec.Time = time != 0 ? time : fmt::dateSerial(2010, 5, 1, 12, 0, 0) + (info.Points - 1) / 1440.0;
+  rec.Block = 1;
+  rec.setRemarks(remark);
+  const bool written = sets.Put(set, info.Points, rec);
+  Stats_Add(rec, info.Points, info.Stats);
   return written;
 }
 
