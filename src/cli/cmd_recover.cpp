@@ -124,8 +124,9 @@ Command recoverCommand() {
   return {QStringLiteral("recover"),
           QStringLiteral("list or save the data of a run that did not end normally"),
           QStringLiteral(
-              "Usage: hygrotab-cli [--data-dir DIR] recover [--csv FILE] [LEFTOVER]\n"
+              "Usage: hygrotab-cli [global options] recover [--csv FILE] [LEFTOVER]\n"
               "\n"
+              "Of the global options only --data-dir counts here: no logger is needed.\n"
               "A window or tool that was killed or crashed leaves its scratch files in its\n"
               "data folder; the next program moves them aside as <name>.rand.crash-<time>.\n"
               "They are never deleted. Without --data-dir the window's data folder is used\n"
