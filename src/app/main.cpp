@@ -34,8 +34,8 @@ void onSignal(int sig) {
   [[maybe_unused]] const auto n = ::write(g_signalPipe[1], &c, 1);
 }
 
-// From here on the signals no longer end the process at once; what they
-// ask for waits in the pipe until watchSignals() is reached.
+// From here on the signals no longer end the process at once; they are
+// handled on the event loop, message boxes' included.
 void catchSignals() {
   if (::pipe(g_signalPipe) != 0) return;
   ::fcntl(g_signalPipe[0], F_SETFD, FD_CLOEXEC);
@@ -87,6 +87,7 @@ int main(int argc, char** argv) {
   // Before the folder is taken: from then on a signal must not end the
   // process without giving the folder back.
   catchSignals();
+
   hygro::QtPrompt prompt;
   std::unique_ptr<hygro::Transport> transport;
   std::unique_ptr<hygro::BridgePins> bridge;
@@ -102,24 +103,16 @@ int main(int argc, char** argv) {
     bridge = hygro::MakeSystemBridge();
   }
   hygro::Session session(std::move(transport), std::move(bridge), &prompt);
-  // One running instance per data folder: a second one ends silently. A
-  // folder that cannot be used at all is said, not taken for an instance.
-  session.data().announceLeftovers = false;
-  switch (hygro::OpenDataFolder(session.data(), folder, &prompt)) {
-    case hygro::FolderOpen::Opened:
-      break;
-    case hygro::FolderOpen::InUse:
-      return 0;
-    case hygro::FolderOpen::Failed:
-      return 1;
-  }
 
-  hygro::Form1 window(&session, &prompt);
-  window.show();
+  hygro::Form1* window = nullptr;
   int signalled = 0;
-  watchSignals(&window, [&](int sig) {
+  watchSignals(&app, [&](int sig) {
     signalled = sig;
-    const QStringList kept = window.endBySignal();
+    QStringList kept;
+    if (window)
+      kept = window->endBySignal();
+    else
+      session.data().closeAndRemove();  // before the window: nothing held yet
     QString text = QStringLiteral("hygrotab: ended by signal %1 (%2).")
                        .arg(sig)
                        .arg(QString::fromLocal8Bit(::strsignal(sig)));
@@ -129,15 +122,32 @@ int main(int argc, char** argv) {
                   "start.")
                   .arg(kept.join(QStringLiteral(", ")));
     std::fprintf(stderr, "%s\n", text.toLocal8Bit().constData());
+    // Ends every event loop, a message box's too.
     QCoreApplication::exit(128 + sig);
   });
+
+  // One running instance per data folder: a second one ends silently. A
+  // folder that cannot be used at all is said, not taken for an instance.
+  session.data().announceLeftovers = false;
+  switch (hygro::OpenDataFolder(session.data(), folder, &prompt)) {
+    case hygro::FolderOpen::Opened:
+      break;
+    case hygro::FolderOpen::InUse:
+      return 0;
+    case hygro::FolderOpen::Failed:
+      return signalled ? 128 + signalled : 1;
+  }
+
+  hygro::Form1 mainWindow(&session, &prompt);
+  window = &mainWindow;
+  mainWindow.show();
   // The leftovers of a run that ended abnormally are offered first, over the
   // window, and only then is the logger connected: connecting asks about the
   // sets they fill.
   const bool connectAtStart = parser.isSet(demo) || parser.isSet(port);
   const QString startPort = parser.isSet(port) ? parser.value(port) : QStringLiteral("1");
-  QTimer::singleShot(0, &window, [&] {
-    window.offerRecovery();
+  QTimer::singleShot(0, &mainWindow, [&] {
+    mainWindow.offerRecovery();
     if (connectAtStart && !signalled) session.Port_Set_Command(QStringLiteral("Once"), startPort);
   });
   const int rc = app.exec();
