@@ -1,13 +1,19 @@
 // hygrotab-cli without a logger on a serial line: help, usage errors (which
 // must be caught before the tool talks to any port), a missing port, and the
 // built-in demo logger.
+#include <signal.h>
+
 #include <QDateTime>
 #include <QFile>
 #include <QRegularExpression>
 #include <QtTest>
 
+#include "data/csv.h"
+#include "data/datafolder.h"
+#include "data/formats.h"
 #include "logger/session.h"
 #include "support/cli_runner.h"
+#include "support/data_fixtures.h"
 
 using hygro::test::runCli;
 using hygro::test::words;
@@ -26,7 +32,8 @@ const char* const kCommands[][2] = {{"status", "Battery"},
                                     {"set-clock", "Clock:"},
                                     {"set-name", "\\ / : * ? \" < > |"},
                                     {"set-alarm", "-19 to 70"},
-                                    {"set-mode", "one-time|loop"}};
+                                    {"set-mode", "one-time|loop"},
+                                    {"recover", "LEFTOVER"}};
 }  // namespace
 
 class TestCliOffline : public QObject {
@@ -42,6 +49,8 @@ class TestCliOffline : public QObject {
   void missingPort_data();
   void missingPort();
   void demoLogger();
+  void folderInUseIsRefused();
+  void recoverWritesLeftovers();
 };
 
 void TestCliOffline::toolHelpListsEveryCommand() {
@@ -186,6 +195,106 @@ void TestCliOffline::demoLogger() {
   QCOMPARE(alarm.outLines(),
            (QStringList{QStringLiteral("Upper bound: -19 C"), QStringLiteral("Lower bound: OFF")}));
   QCOMPARE(alarm.err, QStringLiteral("Set completion\n"));
+}
+
+void TestCliOffline::folderInUseIsRefused() {
+  QTemporaryDir dir;
+  const QString d = dir.path();
+  const QString real = dir.filePath(QStringLiteral("real.rand"));
+  const QString lock = dir.filePath(hygro::DataFolder::kLockName);
+  // A long continuous run holds the folder.
+  QProcess first;
+  first.setProgram(hygro::test::cliExecutable());
+  first.setArguments(
+      words(QStringLiteral("--demo --data-dir %1 measure --count 50 --interval 2").arg(d)));
+  first.start();
+  QVERIFY(first.waitForStarted(10000));
+  QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(lock) && QFileInfo(real).size() >= 80, 30000);
+
+  for (const QString& command : {QStringLiteral("--demo status"), QStringLiteral("recover")}) {
+    CLI_RUN(r, 1, runCli(QStringList{QStringLiteral("--data-dir"), d} + words(command)));
+    QVERIFY2(r.err.contains(QStringLiteral("The data folder %1 is being used by another Hygrotab "
+                                           "program.")
+                                .arg(QDir::toNativeSeparators(d))),
+             CLI_DIAG(r));
+    QVERIFY(r.out.isEmpty());
+  }
+  // The first run's files are where they were.
+  QVERIFY(QFileInfo(real).size() >= 80);
+  QCOMPARE(QDir(d).entryList({QStringLiteral("*.crash-*")}), QStringList());
+  QCOMPARE(first.state(), QProcess::Running);
+
+  // Killed: its lock names a process that is gone, and is taken over.
+  ::kill(static_cast<pid_t>(first.processId()), SIGKILL);
+  QVERIFY(first.waitForFinished(10000));
+  QVERIFY(QFile::exists(lock));
+  CLI_RUN(list, 0, runCli(QStringList{QStringLiteral("--data-dir"), d, QStringLiteral("recover")}));
+  QCOMPARE(list.outLines().size(), 1);
+  const QStringList fields = list.outLines().first().split(QLatin1Char('\t'));
+  QCOMPARE(fields.size(), 6);
+  QVERIFY2(fields[1].startsWith(QStringLiteral("real.rand.crash-")), CLI_DIAG(list));
+  QCOMPARE(fields[2], QStringLiteral("real-time samples"));
+  QVERIFY(fields[3].toInt() >= 1);
+  QVERIFY(!QFile::exists(real));
+  QVERIFY(!QFile::exists(lock));
+  CLI_RUN(after, 0, runCli(QStringList{QStringLiteral("--data-dir"), d} + words("--demo status")));
+}
+
+void TestCliOffline::recoverWritesLeftovers() {
+  using hygro::test::makeRecord;
+  QTemporaryDir dir;
+  const QString d = dir.path();
+  const double t0 = hygro::fmt::dateSerial(2026, 11, 23, 10, 0, 0);
+  const QList<hygro::MeasurementRecord> recs = {makeRecord(21.25f, 40.5f, t0),
+                                                makeRecord(-3.5f, 99, t0 + 60 / 86400.0),
+                                                makeRecord(22, 41, t0 + 120 / 86400.0)};
+  // The three samples, one still waiting for its answers, and a torn record.
+  const QString leftover = dir.filePath(QStringLiteral("real.rand.crash-20261123_100300"));
+  QVERIFY(hygro::test::writeScratchFile(leftover, recs + QList{makeRecord(0, 0, t0 + 0.01, 0)},
+                                        QByteArray(41, 'z')));
+  const QStringList base{QStringLiteral("--data-dir"), d, QStringLiteral("recover")};
+
+  CLI_RUN(list, 0, runCli(base));
+  QCOMPARE(list.outLines(),
+           QStringList{QStringLiteral("1\treal.rand.crash-20261123_100300\treal-time samples\t3\t"
+                                      "2026/11/23 10:00:00\t2026/11/23 10:02:00")});
+
+  // The CSV is the program's own form of exactly those three samples.
+  hygro::DataSets expected;
+  hygro::DataSetInfo& info = expected.info(hygro::RealTimeData);
+  info.Interval = 60;
+  for (const auto& r : recs) {
+    ++info.Points;
+    expected.Put(hygro::RealTimeData, info.Points, r);
+  }
+  const QString csv = dir.filePath(QStringLiteral("out.csv"));
+  CLI_RUN(one, 0, runCli(base + QStringList{QStringLiteral("--csv"), csv}));
+  QCOMPARE(hygro::test::readFile(csv),
+           hygro::Csv_Content(expected, hygro::RealTimeData, QString(), QString()));
+
+  // With two, the one to write must be named, by name or number.
+  QVERIFY(hygro::test::writeScratchFile(dir.filePath(QStringLiteral("log.rand.crash-1")),
+                                        {makeRecord(5, 6, t0)}));
+  CLI_RUN(two, 0, runCli(base));
+  QCOMPARE(two.outLines().size(), 2);
+  QVERIFY(two.outLines()[0].startsWith(QStringLiteral("1\tlog.rand.crash-1\tlog\t1\t")));
+  CLI_RUN(unnamed, 2, runCli(base + QStringList{QStringLiteral("--csv"), csv}));
+  QVERIFY2(unnamed.err.contains(QStringLiteral("2 leftovers")), CLI_DIAG(unnamed));
+  CLI_RUN(unknown, 2,
+          runCli(base + QStringList{QStringLiteral("--csv"), csv, QStringLiteral("3")}));
+  const QString csv2 = dir.filePath(QStringLiteral("log.csv"));
+  CLI_RUN(byNumber, 0,
+          runCli(base + QStringList{QStringLiteral("--csv"), csv2, QStringLiteral("1")}));
+  QVERIFY(hygro::test::readFile(csv2).contains(",\"2026/11/23 10:00:00\",\"5.00\",\"6.00\","));
+  CLI_RUN(byName, 0, runCli(base + QStringList{QStringLiteral("--csv"), csv2, leftover}));
+  QCOMPARE(hygro::test::readFile(csv2), hygro::test::readFile(csv));
+  // Nothing is ever removed from a leftover.
+  QCOMPARE(QFileInfo(leftover).size(), 4 * 80 + 41);
+
+  QTemporaryDir empty;
+  CLI_RUN(none, 0, runCli({QStringLiteral("--data-dir"), empty.path(), QStringLiteral("recover")}));
+  QVERIFY(none.out.isEmpty());
+  QVERIFY(none.err.contains(QStringLiteral("no leftovers")));
 }
 
 QTEST_GUILESS_MAIN(TestCliOffline)

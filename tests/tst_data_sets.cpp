@@ -1,15 +1,23 @@
 // Data sets: the record on disk, the scratch files over a run, statistics and
 // the extreme marks.
+#include <QLockFile>
+#include <QProcess>
+#include <QSysInfo>
 #include <QtTest>
 #include <cstring>
 
+#include "data/datafolder.h"
 #include "data/datasets.h"
+#include "data/formats.h"
+#include "data/recovery.h"
 #include "support/data_fixtures.h"
 #include "support/scripted_prompt.h"
 
 using namespace hygro;
 using hygro::test::addSample;
+using hygro::test::makeRecord;
 using hygro::test::ScriptedPrompt;
+using hygro::test::writeScratchFile;
 
 class TstDataSets : public QObject {
   Q_OBJECT
@@ -23,7 +31,25 @@ class TstDataSets : public QObject {
   void statsMark();
   void fullDiskKeepsRecords();
   void bulkWritesReachTheFile();
+  void folderLock();
+  void unusableFolder();
+  void leftoverLoadsWholeRecords();
+  void scratchFileHoldsOnlyTheSet();
+  void closeKeepingUnsaved();
 };
+
+namespace {
+QStringList filesIn(const QString& folder) {
+  return QDir(folder).entryList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
+}
+
+// A lock file as QLockFile writes it, naming `pid` on this machine.
+void writeLockFile(const QString& path, qint64 pid) {
+  QFile f(path);
+  QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+  f.write(QByteArray::number(pid) + "\nhygrotab\n" + QSysInfo::machineHostName().toUtf8() + "\n");
+}
+}  // namespace
 
 void TstDataSets::recordLayoutOnDisk() {
   QTemporaryDir dir;
@@ -75,7 +101,7 @@ void TstDataSets::scratchFilesAndCrashLeftovers() {
     DataSets first;
     QVERIFY(first.open(dir.path(), &err));
     QCOMPARE(QDir(dir.path()).entryList(QDir::Files),
-             QStringList({"disp.rand", "log.rand", "read.rand", "real.rand"}));
+             QStringList({"disp.rand", "hygrotab.lock", "log.rand", "read.rand", "real.rand"}));
     QVERIFY(addSample(first, LogData, 21, 40));
   }
   const QByteArray left = test::readFile(dir.filePath("log.rand"));
@@ -98,9 +124,13 @@ void TstDataSets::scratchFilesAndCrashLeftovers() {
   QVERIFY(second.Put(RealTimeData, 1, MeasurementRecord{}));
   QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QFileInfo(aside).fileName()});
 
-  DataSets nowhere;
-  QVERIFY(!nowhere.open(dir.filePath("no/such/folder"), &err));
+  // A folder is created when needed; a scratch file that cannot be is named.
+  QVERIFY(QDir().mkpath(dir.filePath("new/folder/real.rand")));
+  DataSets blocked;
+  QVERIFY(!blocked.open(dir.filePath("new/folder"), &err));
   QVERIFY(err.contains(QStringLiteral("real.rand")));
+  QVERIFY(err.contains(QStringLiteral("--data-dir")));
+  QVERIFY(!QFile::exists(dir.filePath("new/folder/hygrotab.lock")));
 }
 
 void TstDataSets::setIndexAndEmpty() {
@@ -218,5 +248,190 @@ void TstDataSets::bulkWritesReachTheFile() {
   }
 }
 
-QTEST_APPLESS_MAIN(TstDataSets)
+void TstDataSets::folderLock() {
+  QTemporaryDir dir;
+  const QString lockPath = dir.filePath(DataFolder::kLockName);
+  // Another program's live scratch file, and that program's lock.
+  QVERIFY(writeScratchFile(dir.filePath("real.rand"), {makeRecord(20, 50, 46000)}));
+  {
+    QLockFile other(lockPath);
+    QVERIFY(other.tryLock(0));
+    ScriptedPrompt prompt;
+    DataSets ds(&prompt);
+    QString err;
+    QVERIFY(!ds.open(dir.path(), &err));
+    QCOMPARE(ds.openError(), DataSets::OpenError::InUse);
+    QVERIFY2(err.contains(QDir::toNativeSeparators(dir.path())), qPrintable(err));
+    QVERIFY(err.contains(QStringLiteral("another Hygrotab program")));
+    // The window's rule: in use ends silently.
+    QCOMPARE(OpenDataFolder(ds, dir.path(), &prompt), FolderOpen::InUse);
+    QVERIFY(prompt.calls.isEmpty());
+    QCOMPARE(filesIn(dir.path()), QStringList({"hygrotab.lock", "real.rand"}));
+    QCOMPARE(QFileInfo(dir.filePath("real.rand")).size(), 80);
+  }
+
+  // A lock whose process is gone is taken over, and the scratch file it left
+  // is a leftover then.
+  QProcess gone;
+  gone.start(QStringLiteral("true"), QStringList());
+  QVERIFY(gone.waitForStarted(10000));
+  const qint64 deadPid = gone.processId();
+  QVERIFY(gone.waitForFinished(10000));
+  writeLockFile(lockPath, deadPid);
+  {
+    DataSets ds;
+    QString err;
+    QVERIFY2(ds.open(dir.path(), &err), qPrintable(err));
+    QCOMPARE(ds.recoveredFiles().size(), 1);
+    QVERIFY(ds.recoveredFiles().first().startsWith(dir.filePath("real.rand.crash-")));
+    // Ours now: a second opener is refused.
+    DataSets second;
+    QVERIFY(!second.open(dir.path(), &err));
+    QCOMPARE(second.openError(), DataSets::OpenError::InUse);
+    ds.closeAndRemove();
+    QVERIFY(!QFile::exists(lockPath));
+    QVERIFY(second.open(dir.path(), &err));
+  }
+  // A lock file that names nobody (cut short) does not keep everyone out.
+  QFile empty(lockPath);
+  QVERIFY(empty.open(QIODevice::WriteOnly | QIODevice::Truncate));
+  empty.close();
+  DataSets third;
+  QString err;
+  QVERIFY2(third.open(dir.path(), &err), qPrintable(err));
+  third.closeAndRemove();
+}
+
+void TstDataSets::unusableFolder() {
+  // Runs as root in CI, where permissions do not stop anything: a path below
+  // a regular file fails for everyone.
+  QTemporaryDir dir;
+  const QString file = dir.filePath("plain");
+  QVERIFY(writeScratchFile(file, {}, "x"));
+  for (const QString& folder : {file + QStringLiteral("/sub"), file}) {
+    ScriptedPrompt prompt;
+    DataSets ds(&prompt);
+    QCOMPARE(OpenDataFolder(ds, folder, &prompt), FolderOpen::Failed);
+    QCOMPARE(ds.openError(), DataSets::OpenError::Unusable);
+    QCOMPARE(prompt.messages().size(), 1);
+    const QString text = prompt.messages().first();
+    QVERIFY2(text.contains(QDir::toNativeSeparators(folder)), qPrintable(text));
+    QVERIFY2(text.contains(QStringLiteral("--data-dir")), qPrintable(text));
+  }
+  // Something other than a file where the lock belongs.
+  QVERIFY(QDir(dir.path()).mkpath(DataFolder::kLockName));
+  ScriptedPrompt prompt;
+  DataSets ds(&prompt);
+  QCOMPARE(OpenDataFolder(ds, dir.path(), &prompt), FolderOpen::Failed);
+  QVERIFY(prompt.messages().value(0).contains(QStringLiteral("in the way")));
+}
+
+void TstDataSets::leftoverLoadsWholeRecords() {
+  QTemporaryDir dir;
+  const double t0 = fmt::dateSerial(2026, 11, 23, 10, 0, 0);
+  const double sec = 1.0 / 86400;
+  // Three samples 60 s apart, one 120 s later, a sample whose answers never
+  // came (time only), and a record torn by the crash.
+  const QList<MeasurementRecord> whole = {
+      makeRecord(21.5f, 40, t0), makeRecord(25, 35, t0 + 60 * sec),
+      makeRecord(19, 60, t0 + 120 * sec), makeRecord(20, 45, t0 + 240 * sec)};
+  MeasurementRecord placeholder;
+  placeholder.Time = t0 + 300 * sec;
+  const QString real = dir.filePath("real.rand.crash-20261123_100500");
+  QVERIFY(writeScratchFile(real, whole + QList<MeasurementRecord>{placeholder},
+                           QByteArray(30, '\x41')));
+  // A log of two runs, and files that are no leftovers.
+  QVERIFY(writeScratchFile(dir.filePath("log.rand.crash-20261123_100500"),
+                           {makeRecord(1, 2, t0, 1), makeRecord(1, 2, t0 + 600 * sec, 1),
+                            makeRecord(1, 2, t0 + 5 * sec, 2)}));
+  QVERIFY(writeScratchFile(dir.filePath("read.rand.crash-20261123_100500"), {}, "x"));
+  QVERIFY(writeScratchFile(dir.filePath("real.rand"), {makeRecord(1, 2, t0)}));
+  QVERIFY(writeScratchFile(dir.filePath("notes.crash-1"), {}, "x"));
+
+  const QList<Leftover> list = FindLeftovers(dir.path());
+  QCOMPARE(list.size(), 3);
+  QCOMPARE(list[0].fileName(), QStringLiteral("log.rand.crash-20261123_100500"));
+  QCOMPARE(list[1].kind, Leftover::Kind::OpenedFile);
+  QCOMPARE(list[1].records, 0);
+  const Leftover& l = list[2];
+  QCOMPARE(l.kind, Leftover::Kind::RealTime);
+  QCOMPARE(l.records, 4);
+  QCOMPARE(l.firstTime, t0);
+  QCOMPARE(l.lastTime, whole[3].Time);
+  QCOMPARE(RecoveryQuestion(l),
+           QStringLiteral("Data of an earlier run that did not end normally was found: 4 "
+                          "real-time samples from 2026/11/23 10:00:00 to 10:04:00.\r\rShow them "
+                          "now? They stay in %1 either way.")
+               .arg(QDir::toNativeSeparators(real)));
+
+  ScriptedPrompt prompt;
+  DataSets ds(&prompt);
+  QString err;
+  QVERIFY2(LoadLeftover(l, ds, &err), qPrintable(err));
+  const DataSetInfo& i = ds.info(RealTimeData);
+  QCOMPARE(i.Points, qint16(4));
+  for (int n = 1; n <= 4; ++n) QVERIFY(std::memcmp(ds.at(RealTimeData, n), &whole[n - 1], 80) == 0);
+  QVERIFY(!ds.at(RealTimeData, 5));
+  QCOMPARE(i.Interval, 60);  // the most frequent step, not the 120 s gap
+  QCOMPARE(i.Stats.e[0].RecordNo, qint16(2));
+  QCOMPARE(i.Stats.e[0].Value, 25.0);
+  QCOMPARE(i.Stats.e[3].RecordNo, qint16(2));
+  QCOMPARE(i.Stats.e[2].Value, 60.0);
+  QVERIFY(i.Modified && i.Unsaved);
+  QCOMPARE(ds.DataSetIndex, quint8(RealTimeData));
+  QVERIFY(prompt.calls.isEmpty());
+  // The steps inside a run count, not the jump to the next one.
+  QVERIFY(LoadLeftover(list[0], ds, &err));
+  QCOMPARE(ds.info(LogData).Points, qint16(3));
+  QCOMPARE(ds.info(LogData).Interval, 600);
+  QCOMPARE(ds.DataSetIndex, quint8(LogData));
+  QVERIFY(!LoadLeftover(list[1], ds, &err));
+  QVERIFY(err.contains(QStringLiteral("opened CSV file")));
+  // Never changed by loading.
+  QCOMPARE(QFileInfo(real).size(), 5 * 80 + 30);
+}
+
+void TstDataSets::scratchFileHoldsOnlyTheSet() {
+  // A shorter set after a longer one: the file must not keep the old tail,
+  // or a crash would bring those records back as part of the new set.
+  QTemporaryDir dir;
+  DataSets ds;
+  QVERIFY(ds.open(dir.path(), nullptr));
+  for (int n = 1; n <= 5; ++n) QVERIFY(addSample(ds, RealTimeData, n, 50));
+  ds.Empty(RealTimeData);
+  QVERIFY(addSample(ds, RealTimeData, 30, 50));
+  QCOMPARE(QFileInfo(dir.filePath("real.rand")).size(), 80);
+  for (int n = 1; n <= 3; ++n) QVERIFY(addSample(ds, LogData, n, 50));
+  ds.EmptyPoints(LogData);
+  QCOMPARE(QFileInfo(dir.filePath("log.rand")).size(), 0);
+  ds.closeAndRemove();
+}
+
+void TstDataSets::closeKeepingUnsaved() {
+  QTemporaryDir dir;
+  DataSets ds;
+  QVERIFY(ds.open(dir.path(), nullptr));
+  for (int n = 1; n <= 2; ++n) QVERIFY(addSample(ds, RealTimeData, n, 50));
+  ds.info(RealTimeData).Modified = true;
+  // A third sample still waiting for its answers lies past Points.
+  QVERIFY(ds.Put(RealTimeData, 3, makeRecord(0, 0, 46000, 0)));
+  // Saved log data and an opened file are not kept.
+  QVERIFY(addSample(ds, LogData, 1, 50));
+  QVERIFY(addSample(ds, FileData, 1, 50));
+  ds.info(FileData).Modified = true;
+  const QStringList kept = ds.closeKeepingUnsaved();
+  QCOMPARE(kept, QStringList{dir.filePath("real.rand")});
+  QCOMPARE(filesIn(dir.path()), QStringList{"real.rand"});
+  QCOMPARE(QFileInfo(dir.filePath("real.rand")).size(), 160);
+  // The next start takes it for a leftover with both samples.
+  DataSets next;
+  QVERIFY(next.open(dir.path(), nullptr));
+  QCOMPARE(next.recoveredFiles().size(), 1);
+  Leftover l;
+  QVERIFY(DescribeLeftover(next.recoveredFiles().first(), &l, nullptr));
+  QCOMPARE(l.records, 2);
+  next.closeAndRemove();
+}
+
+QTEST_GUILESS_MAIN(TstDataSets)
 #include "tst_data_sets.moc"

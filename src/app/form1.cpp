@@ -14,6 +14,7 @@
 #include <QVBoxLayout>
 
 #include "app/qtprompt.h"
+#include "data/recovery.h"
 #include "link/connection.h"
 #include "link/portnames.h"
 #include "logger/session.h"
@@ -186,9 +187,27 @@ void Form1::closeEvent(QCloseEvent* event) {
   // Measurements nobody saved are offered for saving before the scratch files
   // go; closing itself is never refused.
   session_->continuation.stop();
+  if (endingBySignal_) {
+    QMainWindow::closeEvent(event);
+    return;
+  }
   session_->Data_Save_Ask(LogData, QStringLiteral("Is the data of the log record preserved?"));
   session_->Data_Save_Ask(RealTimeData, QStringLiteral("Is real-time data preserved?"));
   QMainWindow::closeEvent(event);
+}
+
+int Form1::offerRecovery() {
+  const int loaded = OfferRecovery(session_->data(), *prompt_, session_->windowTitle());
+  if (loaded > 0) session_->Status_Disp();
+  return loaded;
+}
+
+QStringList Form1::endBySignal() {
+  endingBySignal_ = true;
+  session_->continuation.stop();
+  if (session_->transport() && session_->transport()->isOpen()) session_->transport()->close();
+  close();
+  return session_->data().closeKeepingUnsaved();
 }
 
 void Form1::connectOnce() {

@@ -25,6 +25,16 @@ class Form1 : public QMainWindow {
   // Connects on the port in the port box (the demo's logger, or the stored one).
   void connectOnce();
 
+  // At start: offers the real-time and log data a run that did not end
+  // normally left behind, each with a Yes/No question; Yes shows it as the
+  // set it was. Returns how many were loaded.
+  int offerRecovery();
+  // Ends the window for a signal: closed as by the user, but with nobody
+  // there to answer, nothing is asked and the scratch files of sets holding
+  // unsaved data stay for the next start to offer (their paths are
+  // returned); the other scratch files and the folder's lock go.
+  QStringList endBySignal();
+
  protected:
   void closeEvent(QCloseEvent* event) override;
 
@@ -67,6 +77,7 @@ class Form1 : public QMainWindow {
   QLabel* panel2;
   QLabel* panel3;
   QTimer tokei;
+  bool endingBySignal_ = false;
 };
 
 }  // namespace hygro

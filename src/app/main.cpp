@@ -1,15 +1,20 @@
 // hygrotab: the window program.
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
-#include <QFileInfo>
-#include <QLockFile>
-#include <QStandardPaths>
+#include <QSocketNotifier>
 #include <QTimer>
 #include <cstdio>
+#include <cstring>
+#include <functional>
 
 #include "app/form1.h"
 #include "app/qtprompt.h"
+#include "data/datafolder.h"
 #include "data/datasets.h"
 #include "link/bridge.h"
 #include "link/serialtransport.h"
@@ -19,14 +24,39 @@
 
 namespace {
 
-// The application folder when it is writable (a portable install), else the
-// per-user application data folder.
-QString DefaultDataDir() {
-  const QString appDir = QCoreApplication::applicationDirPath();
-  if (QFileInfo(appDir).isWritable()) return appDir;
-  const QString dir = QStandardPaths::writableLocation(QStandardPaths::AppDataLocation);
-  QDir().mkpath(dir);
-  return dir;
+// Signals end the window the way closing it does, but with nobody there to
+// answer the save questions: the handler only writes the signal's number to
+// a pipe, and the event loop does the rest.
+int g_signalPipe[2] = {-1, -1};
+
+void onSignal(int sig) {
+  const char c = static_cast<char>(sig);
+  [[maybe_unused]] const auto n = ::write(g_signalPipe[1], &c, 1);
+}
+
+// From here on the signals no longer end the process at once; they are
+// handled on the event loop, message boxes' included.
+void catchSignals() {
+  if (::pipe(g_signalPipe) != 0) return;
+  ::fcntl(g_signalPipe[0], F_SETFD, FD_CLOEXEC);
+  ::fcntl(g_signalPipe[1], F_SETFD, FD_CLOEXEC);
+  struct sigaction sa {};
+  sa.sa_handler = onSignal;
+  sigemptyset(&sa.sa_mask);
+  for (const int sig : {SIGINT, SIGTERM, SIGHUP}) ::sigaction(sig, &sa, nullptr);
+}
+
+// Calls `handle` with the signal's number, on the event loop.
+void watchSignals(QObject* context, const std::function<void(int)>& handle) {
+  if (g_signalPipe[0] < 0) return;
+  auto* notifier = new QSocketNotifier(g_signalPipe[0], QSocketNotifier::Read, context);
+  QObject::connect(notifier, &QSocketNotifier::activated, context, [notifier, handle] {
+    char c = 0;
+    if (::read(g_signalPipe[0], &c, 1) != 1) return;
+    // Once is enough: a second signal during the ending changes nothing.
+    notifier->setEnabled(false);
+    handle(static_cast<unsigned char>(c));
+  });
 }
 
 }  // namespace
@@ -52,12 +82,11 @@ int main(int argc, char** argv) {
   parser.addOptions({demo, dataDir, port});
   parser.process(app);
 
-  const QString folder = parser.isSet(dataDir) ? parser.value(dataDir) : DefaultDataDir();
-  QDir().mkpath(folder);
-  // One running instance per data folder; a second one ends silently.
-  QLockFile lock(QDir(folder).filePath(QStringLiteral("hygrotab.lock")));
-  lock.setStaleLockTime(0);
-  if (!lock.tryLock(0)) return 0;
+  const QString folder = parser.isSet(dataDir) ? parser.value(dataDir) : hygro::DefaultDataDir();
+
+  // Before the folder is taken: from then on a signal must not end the
+  // process without giving the folder back.
+  catchSignals();
 
   hygro::QtPrompt prompt;
   std::unique_ptr<hygro::Transport> transport;
@@ -74,20 +103,56 @@ int main(int argc, char** argv) {
     bridge = hygro::MakeSystemBridge();
   }
   hygro::Session session(std::move(transport), std::move(bridge), &prompt);
-  QString error;
-  if (!session.data().open(folder, &error)) {
-    prompt.message(error, QStringLiteral("Hygrotab"));
-    return 1;
+
+  hygro::Form1* window = nullptr;
+  int signalled = 0;
+  watchSignals(&app, [&](int sig) {
+    signalled = sig;
+    QStringList kept;
+    if (window)
+      kept = window->endBySignal();
+    else
+      session.data().closeAndRemove();  // before the window: nothing held yet
+    QString text = QStringLiteral("hygrotab: ended by signal %1 (%2).")
+                       .arg(sig)
+                       .arg(QString::fromLocal8Bit(::strsignal(sig)));
+    if (!kept.isEmpty())
+      text += QStringLiteral(
+                  " Data nobody saved were kept in %1 and will be offered at the next "
+                  "start.")
+                  .arg(kept.join(QStringLiteral(", ")));
+    std::fprintf(stderr, "%s\n", text.toLocal8Bit().constData());
+    // Ends every event loop, a message box's too.
+    QCoreApplication::exit(128 + sig);
+  });
+
+  // One running instance per data folder: a second one ends silently. A
+  // folder that cannot be used at all is said, not taken for an instance.
+  session.data().announceLeftovers = false;
+  switch (hygro::OpenDataFolder(session.data(), folder, &prompt)) {
+    case hygro::FolderOpen::Opened:
+      break;
+    case hygro::FolderOpen::InUse:
+      return 0;
+    case hygro::FolderOpen::Failed:
+      return signalled ? 128 + signalled : 1;
   }
 
-  hygro::Form1 window(&session, &prompt);
-  window.show();
-  if (parser.isSet(demo) || parser.isSet(port)) {
-    const QString p = parser.isSet(port) ? parser.value(port) : QStringLiteral("1");
-    QTimer::singleShot(0, &window,
-                       [&session, p] { session.Port_Set_Command(QStringLiteral("Once"), p); });
-  }
+  hygro::Form1 mainWindow(&session, &prompt);
+  window = &mainWindow;
+  mainWindow.show();
+  // The leftovers of a run that ended abnormally are offered first, over the
+  // window, and only then is the logger connected: connecting asks about the
+  // sets they fill.
+  const bool connectAtStart = parser.isSet(demo) || parser.isSet(port);
+  const QString startPort = parser.isSet(port) ? parser.value(port) : QStringLiteral("1");
+  QTimer::singleShot(0, &mainWindow, [&] {
+    mainWindow.offerRecovery();
+    if (connectAtStart && !signalled) session.Port_Set_Command(QStringLiteral("Once"), startPort);
+  });
   const int rc = app.exec();
+  // The closing by a signal has dealt with the files and the folder already.
+  if (signalled) return 128 + signalled;
   session.data().closeAndRemove();
   return rc;
 }

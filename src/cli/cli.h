@@ -173,6 +173,7 @@ Command setClockCommand();
 Command setNameCommand();
 Command setAlarmCommand();
 Command setModeCommand();
+Command recoverCommand();
 
 // Prints the `Caption: value` line.
 void printField(const QString& caption, const QString& value);

@@ -9,8 +9,9 @@ using namespace hygro::cli;
 namespace {
 
 std::vector<Command> commands() {
-  return {statusCommand(),   measureCommand(), downloadCommand(), startCommand(),  stopCommand(),
-          setClockCommand(), setNameCommand(), setAlarmCommand(), setModeCommand()};
+  return {statusCommand(),  measureCommand(),  downloadCommand(), startCommand(),
+          stopCommand(),    setClockCommand(), setNameCommand(),  setAlarmCommand(),
+          setModeCommand(), recoverCommand()};
 }
 
 QString toolHelp(const std::vector<Command>& cmds) {
@@ -25,7 +26,9 @@ QString toolHelp(const std::vector<Command>& cmds) {
       "                  as the window's connect button does\n"
       "  --demo          talk to the built-in emulated logger instead of a real one\n"
       "  --baud RATE     line speed: 9600, 14400, 19200, 38400, 57600 (default) or 115200\n"
-      "  --data-dir DIR  folder for the scratch files (default: a private temporary folder)\n"
+      "  --data-dir DIR  folder for the scratch files (default: a private temporary folder;\n"
+      "                  for recover, the window's data folder); a folder a running\n"
+      "                  Hygrotab program uses is refused\n"
       "  -h, --help      this text; COMMAND --help describes a command\n"
       "  --version       the program's version\n"
       "\n"
@@ -34,7 +37,7 @@ QString toolHelp(const std::vector<Command>& cmds) {
   h += QStringLiteral(
       "\n"
       "Exit status: 0 success, 1 the logger refused, did not answer or is not there\n"
-      "(the reason on stderr), 2 a wrong command line.");
+      "or the data folder is in use (the reason on stderr), 2 a wrong command line.");
   return h;
 }
 

@@ -76,9 +76,7 @@ int Tool::open() {
   QObject::connect(&session_->exchange(), &Exchange::abandoned, [this] { abandoned_ = true; });
   QObject::connect(session_->transport(), &Transport::disconnected, [this] { gone_ = true; });
 
-  // The scratch files go to a folder of their own unless one is named: a
-  // folder shared with a running window would have its files taken for the
-  // leftovers of a crash.
+  // The scratch files go to a folder of their own unless one is named.
   QString folder = options_.dataDir;
   if (folder.isEmpty()) {
     tempDir_ =
@@ -89,13 +87,16 @@ int Tool::open() {
       return kExitFailure;
     }
     folder = tempDir_->path();
-  } else if (!QDir().mkpath(folder)) {
-    err(QStringLiteral("%1: cannot create the data folder %2").arg(kProgram, folder));
-    return kExitFailure;
   }
   QString error;
   if (!session_->data().open(folder, &error)) {
-    err(QStringLiteral("%1: %2").arg(kProgram, error));
+    // A named folder held by a running window or tool is refused rather than
+    // swapped for a private one: the user pointed two programs at one folder
+    // and should hear so, not find the data somewhere else.
+    if (session_->data().openError() == DataSets::OpenError::InUse)
+      error +=
+          QStringLiteral(" Wait until it has ended, or choose another folder with --data-dir.");
+    err(QStringLiteral("%1: %2").arg(kProgram, terminalText(error)));
     return kExitFailure;
   }
   return kExitOk;

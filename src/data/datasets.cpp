@@ -77,6 +77,8 @@ DataSets::DataSets(UserPrompt* prompt) : prompt_(prompt) {
 
 DataSets::~DataSets() {
   for (int s = 0; s < kDataSetCount; ++s) flushPending(s);
+  closeFiles();
+  lock_.unlock();
 }
 
 void DataSets::checkSet(int set) {
@@ -99,32 +101,37 @@ bool DataSets::open(const QString& folder, QString* error) {
     files_ = {};
     disp_.reset();
     open_ = false;
+    if (openError_ == OpenError::None) openError_ = OpenError::Unusable;
+    lock_.unlock();
     return false;
   };
   if (open_) closeAndRemove();
+  openError_ = OpenError::None;
   folder_ = folder;
   recovered_.clear();
-  const QDir dir(folder);
-  const QString suffix =
-      QStringLiteral(".crash-") + QDateTime::currentDateTime().toString(u"yyyyMMdd_hhmmss");
+  QString why;
+  switch (lock_.lock(folder, &why)) {
+    case DataFolder::Lock::Locked:
+      break;
+    case DataFolder::Lock::InUse:
+      openError_ = OpenError::InUse;
+      return fail(why);
+    case DataFolder::Lock::Failed:
+      return fail(why);
+  }
+  // Only now, with the folder ours, is a non-empty scratch file known to be
+  // a leftover rather than another program's live file.
+  const QString hint = QStringLiteral("\r\rChoose another folder with --data-dir.");
+  if (!MoveLeftoversAside(folder, &recovered_, &why)) return fail(why + hint);
 
+  const QDir dir(folder);
   for (const char* name : kOpenOrder) {
     const QString path = dir.filePath(QLatin1String(name));
-    const QFileInfo fi(path);
-    if (fi.exists() && fi.size() > 0) {
-      QString aside = path + suffix;
-      for (int k = 2; QFileInfo::exists(aside); ++k)
-        aside = path + suffix + u'-' + QString::number(k);
-      if (!QFile::rename(path, aside))
-        return fail(QStringLiteral("The scratch file %1 holds data of an earlier run and could "
-                                   "not be moved aside.")
-                        .arg(QDir::toNativeSeparators(path)));
-      recovered_ << aside;
-    }
     auto file = std::make_unique<QFile>(path);
     if (!file->open(QIODevice::ReadWrite | QIODevice::Truncate | QIODevice::Unbuffered))
       return fail(QStringLiteral("The scratch file %1 could not be opened: %2")
-                      .arg(QDir::toNativeSeparators(path), file->errorString()));
+                      .arg(QDir::toNativeSeparators(path), file->errorString()) +
+                  hint);
     if (qstrcmp(name, "disp.rand") == 0) {
       disp_ = std::move(file);
       continue;
@@ -145,7 +152,7 @@ bool DataSets::open(const QString& folder, QString* error) {
   }
   open_ = true;
 
-  if (!recovered_.isEmpty() && prompt_) {
+  if (!recovered_.isEmpty() && prompt_ && announceLeftovers) {
     QStringList native;
     for (const QString& p : recovered_) native << QDir::toNativeSeparators(p);
     prompt_->message(QStringLiteral("Data of an earlier run that did not end normally was kept.") +
@@ -156,18 +163,57 @@ bool DataSets::open(const QString& folder, QString* error) {
   return true;
 }
 
-void DataSets::closeAndRemove() {
+void DataSets::closeFiles() {
   for (auto& f : files_) {
     if (f) f->close();
   }
   if (disp_) disp_->close();
-  if (open_) {
-    const QDir dir(folder_);
-    for (const char* name : kRemoveOrder) QFile::remove(dir.filePath(QLatin1String(name)));
-  }
   files_ = {};
   disp_.reset();
   open_ = false;
+}
+
+void DataSets::closeAndRemove() {
+  const bool wasOpen = open_;
+  closeFiles();
+  if (wasOpen) {
+    const QDir dir(folder_);
+    for (const char* name : kRemoveOrder) QFile::remove(dir.filePath(QLatin1String(name)));
+  }
+  // The files are gone before the folder is given up, so no program that
+  // takes it next can see them as leftovers.
+  lock_.unlock();
+}
+
+bool DataSets::holdsUnsaved(int set) const {
+  const DataSetInfo& i = info(set);
+  return (set == LogData || set == RealTimeData) && i.Points > 0 && (i.Modified || i.Unsaved);
+}
+
+QStringList DataSets::closeKeepingUnsaved() {
+  QStringList kept;
+  if (!open_) {
+    lock_.unlock();
+    return kept;
+  }
+  const QDir dir(folder_);
+  QStringList keepNames;
+  for (int s = 0; s < kDataSetCount; ++s) {
+    if (!holdsUnsaved(s)) continue;
+    flushPending(s);
+    // Records past Points (a sample that never got its answers) are no
+    // part of the set; the file ends with the set.
+    if (QFile* f = files_[static_cast<size_t>(s)].get())
+      f->resize(qMin<qint64>(f->size(), info(s).Points * kRecordSize));
+    keepNames << QLatin1String(scratchName(s));
+    kept << dir.filePath(QLatin1String(scratchName(s)));
+  }
+  closeFiles();
+  for (const char* name : kRemoveOrder) {
+    if (!keepNames.contains(QLatin1String(name))) QFile::remove(dir.filePath(QLatin1String(name)));
+  }
+  lock_.unlock();
+  return kept;
 }
 
 MeasurementRecord DataSets::Get(int set, int n) const {
@@ -257,8 +303,17 @@ bool DataSets::writeRange(int set, int first, int last) {
   return false;
 }
 
+void DataSets::truncateFile(int set) {
+  // The file holds the set, not the set and the tail of an earlier, longer
+  // one: a crash leftover must not bring old records back as part of it.
+  const size_t s = static_cast<size_t>(set);
+  pendingFirst_[s] = pendingLast_[s] = 0;
+  if (QFile* f = files_[s].get()) f->resize(0);
+}
+
 void DataSets::EmptyPoints(int set) {
   DataSetInfo& i = info(set);
+  truncateFile(set);
   i.Points = 0;
   i.DisplayedPoints = 0;
   i.Unsaved = false;
@@ -267,6 +322,7 @@ void DataSets::EmptyPoints(int set) {
 
 void DataSets::Empty(int set) {
   DataSetInfo& i = info(set);
+  truncateFile(set);
   DataSetInfo fresh;
   fresh.FileNo = i.FileNo;
   Stats_Clear(fresh.Stats);

@@ -13,6 +13,7 @@
 #include <memory>
 #include <vector>
 
+#include "data/datafolder.h"
 #include "data/record.h"
 
 namespace hygro {
@@ -66,21 +67,38 @@ class DataSets {
   static const char* scratchName(int set);  // "log.rand", "real.rand", "read.rand"
 
   explicit DataSets(UserPrompt* prompt = nullptr);
-  ~DataSets();  // closes the files but keeps them: only closeAndRemove() deletes
+  // Closes the files but keeps them (only closeAndRemove() deletes) and
+  // releases the folder: what a crash leaves.
+  ~DataSets();
   DataSets(const DataSets&) = delete;
   DataSets& operator=(const DataSets&) = delete;
 
-  // Opens the four scratch files in `folder`. Non-empty scratch files found
-  // there were left by a run that did not end normally and hold data nobody
-  // saved: they are renamed aside (name + ".crash-yyyyMMdd_hhmmss"), listed
-  // in recoveredFiles(), and reported through the prompt. False with *error
-  // set when a file cannot be created or moved aside.
+  // Takes the folder's lock (DataFolder) and opens the four scratch files in
+  // it. Non-empty scratch files found there were left by a run that did not
+  // end normally and hold data nobody saved: they are renamed aside (name +
+  // ".crash-yyyyMMdd_hhmmss"), listed in recoveredFiles(), and, when
+  // announceLeftovers is set, reported through the prompt. False with *error
+  // set when the folder is held by another running program (openError()
+  // InUse; nothing is touched then) or a file cannot be created or moved
+  // aside.
   bool open(const QString& folder, QString* error);
+  enum class OpenError { None, InUse, Unusable };
+  OpenError openError() const { return openError_; }
   bool isOpen() const { return open_; }
   QString folder() const { return folder_; }
   QStringList recoveredFiles() const { return recovered_; }
-  // Closes and deletes the four scratch files in shutdown order.
+  // The window offers the leftovers itself instead.
+  bool announceLeftovers = true;
+  // Closes and deletes the four scratch files in shutdown order, then
+  // releases the folder.
   void closeAndRemove();
+  // The same, except that the scratch files of the log and real-time sets
+  // holding records nobody saved stay, complete, for the next start to offer:
+  // for an ending nobody is there to ask about saving (a signal). Returns the
+  // paths kept.
+  QStringList closeKeepingUnsaved();
+  // Whether the set holds records the shutdown guard would offer for saving.
+  bool holdsUnsaved(int set) const;
 
   // Throws std::out_of_range for a set outside 0..2.
   DataSetInfo& info(int set);
@@ -120,7 +138,12 @@ class DataSets {
   bool writeRange(int set, int first, int last);
   bool flushPending(int set);
 
+  void closeFiles();
+  void truncateFile(int set);
+
   UserPrompt* prompt_;
+  DataFolder lock_;
+  OpenError openError_ = OpenError::None;
   bool open_ = false;
   QString folder_;
   QStringList recovered_;

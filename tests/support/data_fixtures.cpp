@@ -51,6 +51,25 @@ bool addSample(DataSets& sets, int set, float t, float h, const QString& remark,
   return written;
 }
 
+MeasurementRecord makeRecord(float t, float h, double time, float block) {
+  MeasurementRecord rec;
+  rec.Temperature = t;
+  rec.Humidity = h;
+  rec.Time = time;
+  rec.Block = block;
+  return rec;
+}
+
+bool writeScratchFile(const QString& path, const QList<MeasurementRecord>& records,
+                      const QByteArray& tail) {
+  QFile f(path);
+  if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate)) return false;
+  for (const MeasurementRecord& r : records) {
+    if (f.write(reinterpret_cast<const char*>(&r), sizeof r) != qint64(sizeof r)) return false;
+  }
+  return f.write(tail) == tail.size();
+}
+
 QString csvFixture(const QString& name) {
   return QStringLiteral(HYGROTAB_TEST_DATA "/csv/") + name;
 }

@@ -2,6 +2,7 @@
 // The data set behind the reference CSV files in tests/data/csv, and small
 // helpers for the data tests.
 #include <QByteArray>
+#include <QList>
 #include <QString>
 
 #include "data/datasets.h"
@@ -18,6 +19,13 @@ inline const QString kReferenceName = QStringLiteral("ROOM1");
 // from noon of 2010-05-01) and adds it to the statistics. False when Put fails.
 bool addSample(DataSets& sets, int set, float t, float h, const QString& remark = {},
                double time = 0);
+
+// A record as a writer leaves it once its values are in (run number 1 unless
+// `block` says otherwise; 0 is a sample still waiting for its answers).
+MeasurementRecord makeRecord(float t, float h, double time, float block = 1);
+// Writes the records as a scratch file does, then `tail` (a torn record).
+bool writeScratchFile(const QString& path, const QList<MeasurementRecord>& records,
+                      const QByteArray& tail = {});
 
 QString csvFixture(const QString& name);  // path in tests/data/csv
 QByteArray readFile(const QString& path);
