@@ -46,6 +46,8 @@ class TestCliOffline : public QObject {
   void usageErrors();
   void refusedWithTheWindowsMessage_data();
   void refusedWithTheWindowsMessage();
+  void unwritableCsvStopsBeforeThePort_data();
+  void unwritableCsvStopsBeforeThePort();
   void missingPort_data();
   void missingPort();
   void demoLogger();
@@ -162,6 +164,26 @@ void TestCliOffline::refusedWithTheWindowsMessage() {
   QFETCH(QString, message);
   CLI_RUN(r, 2, runCli(QStringList{QStringLiteral("--port"), kNoPort} + args));
   QCOMPARE(r.err, message);
+  QVERIFY(r.out.isEmpty());
+}
+
+void TestCliOffline::unwritableCsvStopsBeforeThePort_data() {
+  QTest::addColumn<QStringList>("args");
+  QTest::addColumn<QString>("says");
+  QTest::newRow("download, no such folder")
+      << words("download --csv /nonexistent/x.csv")
+      << "cannot write the CSV file /nonexistent/x.csv: the folder /nonexistent does not exist";
+  QTest::newRow("measure, a folder")
+      << words("measure --count 3 --csv /") << "cannot write the CSV file /: it is a folder";
+}
+
+void TestCliOffline::unwritableCsvStopsBeforeThePort() {
+  QFETCH(QStringList, args);
+  QFETCH(QString, says);
+  // One line, and no word about the missing port: it was never tried.
+  CLI_RUN(r, 1, runCli(QStringList{QStringLiteral("--port"), kNoPort} + args));
+  QCOMPARE(r.errLines().size(), 1);
+  QVERIFY2(r.err.startsWith(QStringLiteral("hygrotab-cli: ") + says), CLI_DIAG(r));
   QVERIFY(r.out.isEmpty());
 }
 

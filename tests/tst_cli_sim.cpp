@@ -2,6 +2,8 @@
 // port path, each command run as a user would. The values and frames behind
 // each command are checked in-process (tst_logger_ops); these cases check
 // what the tool adds: its options, its output, its exit status and its files.
+#include <signal.h>
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -11,6 +13,7 @@
 #include <QtTest>
 
 #include "support/cli_runner.h"
+#include "support/data_fixtures.h"
 
 using hygro::test::SimLogger;
 using hygro::test::words;
@@ -59,7 +62,12 @@ class TestCliSim : public QObject {
   void settingCommands();
   void silentLogger();
   void loggerPulledOutDuringARun();
-  void interruptedRunKeepsItsSamples();
+  void downloadKeepsTheLogUntilItIsSaved();
+  void signalsEndARunCleanly_data();
+  void signalsEndARunCleanly();
+  void aSignalWhileConnectingCleansUp();
+  void aKilledRunLeavesItsSamples();
+  void aReaderThatGoesAwayLosesNothing();
 };
 
 void TestCliSim::statusPrintsEveryCaption() {
@@ -270,34 +278,215 @@ void TestCliSim::loggerPulledOutDuringARun() {
   QVERIFY2(rows[1].startsWith("\"LAB1\","), rows[1].constData());
 }
 
-void TestCliSim::interruptedRunKeepsItsSamples() {
-  START_SIM(sim, "idle.json", "");
+void TestCliSim::downloadKeepsTheLogUntilItIsSaved() {
+  // A recording nobody downloaded yet.
+  START_SIM(sim, "recording.json", "");
   QTemporaryDir dir;
+  const QString csv = dir.filePath(QStringLiteral("log.csv"));
+
+  // A file that cannot be written is refused before the logger is touched:
+  // the download would have ended the recording.
+  CLI_RUN(bad, 1, sim.run(words("download --csv /nonexistent/x.csv")));
+  QVERIFY2(bad.err.contains(QStringLiteral("cannot write the CSV file /nonexistent/x.csv")),
+           CLI_DIAG(bad));
+  QVERIFY2(bad.out.isEmpty(), CLI_DIAG(bad));
+  QCOMPARE(sim.run(words("status")).field("State"), QStringLiteral("Recording"));
+
+  // The disk fills up during the download: the scratch file fails (said
+  // once, with the reason), the CSV and the spare copy fail, so the points
+  // come on stdout, and the logger is not told the log is downloaded.
+  hygro::test::CliSetup full;
+  full.fileSizeLimit = 50 * 80 + 40;
+  CLI_RUN(r, 1, sim.run(words("download --csv") << csv, full));
+  QCOMPARE(r.outLines().size(), 120);
+  for (const QString& line : r.outLines())
+    QVERIFY2(kSampleLine.match(line).hasMatch(), CLI_DIAG(r));
+  QCOMPARE(r.err.count(QStringLiteral("The scratch file could not be written.")), 1);
+  QVERIFY2(r.err.contains(QStringLiteral("log.rand: File too large.")), CLI_DIAG(r));
+  QVERIFY2(r.err.contains(QStringLiteral("the 120 points follow on stdout")), CLI_DIAG(r));
+  QVERIFY2(r.err.contains(QStringLiteral("the logger keeps its log as never downloaded")),
+           CLI_DIAG(r));
+  QVERIFY(!QFile::exists(csv));
+  CLI_RUN(asked, 1, sim.run(words("start --interval 1m")));
+  QVERIFY2(asked.err.startsWith(QStringLiteral("There is data never downloaded.")),
+           CLI_DIAG(asked));
+
+  // Saved, then marked: a new recording asks nothing any more.
+  CLI_RUN(saved, 0, sim.run(words("download --csv") << csv));
+  QCOMPARE(csvLines(csv).size(), 3 + 120);
+  CLI_RUN(start, 0, sim.run(words("start --interval 1m")));
+}
+
+namespace {
+
+// A continuous run of the tool on `sim`, its private data folder made under
+// `tmp` (no --data-dir), saving to `csv`; returns once `samples` lines came.
+bool startRun(QProcess& cli, const SimLogger& sim, const QString& tmp, const QString& csv,
+              int samples, QByteArray* out) {
+  hygro::test::CliSetup setup;
+  setup.dataDir = false;
+  setup.tempDir = tmp;
+  hygro::test::prepareCli(
+      cli, sim.portArgs() + words("measure --count 100 --interval 2 --csv") << csv, setup);
+  cli.start();
+  if (!cli.waitForStarted()) return false;
+  while (out->count('\n') < samples && cli.waitForReadyRead(10000))
+    *out += cli.readAllStandardOutput();
+  return out->count('\n') == samples;
+}
+
+const QRegularExpression kCsvRow(
+    QStringLiteral("^\\d+,\"\\d{4}/\\d{2}/\\d{2}( \\d{2}:\\d{2}:\\d{2})?\",\"-?\\d*\\.\\d{2}\","
+                   "\"-?\\d*\\.\\d{2}\",\"[^\"]{50}\"$"));
+
+}  // namespace
+
+void TestCliSim::signalsEndARunCleanly_data() {
+  QTest::addColumn<int>("sig");
+  QTest::addColumn<QString>("name");
+  QTest::newRow("Ctrl-C") << int(SIGINT) << "SIGINT";
+  QTest::newRow("service manager") << int(SIGTERM) << "SIGTERM";
+  QTest::newRow("terminal closed") << int(SIGHUP) << "SIGHUP";
+}
+
+void TestCliSim::signalsEndARunCleanly() {
+  QFETCH(int, sig);
+  QFETCH(QString, name);
+  START_SIM(sim, "idle.json", "");
+  QTemporaryDir dir, tmp;
   const QString csv = dir.filePath(QStringLiteral("run.csv"));
-  const QString data = dir.filePath(QStringLiteral("data"));
   QProcess cli;
-  cli.start(hygro::test::cliExecutable(), QStringList{"--data-dir", data, "--port", sim.port()} +
-                                                  words("measure --count 1000 --interval 2 --csv")
-                                              << csv);
-  QVERIFY(cli.waitForStarted());
-  // Two samples, then SIGTERM as a service manager (or Ctrl-C) would send.
   QByteArray out;
-  while (out.count('\n') < 2 && cli.waitForReadyRead(8000)) out += cli.readAllStandardOutput();
-  QCOMPARE(out.count('\n'), 2);
-  cli.terminate();
-  QVERIFY(cli.waitForFinished(5000));
+  QVERIFY(startRun(cli, sim, tmp.path(), csv, 2, &out));
+  // The private scratch folder is there while the tool runs.
+  QCOMPARE(QDir(tmp.path()).entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(), 1);
+  ::kill(pid_t(cli.processId()), sig);
+  QVERIFY(cli.waitForFinished(10000));
   out += cli.readAllStandardOutput();
   const QString err = QString::fromUtf8(cli.readAllStandardError());
   QCOMPARE(cli.exitStatus(), QProcess::NormalExit);
   QCOMPARE(cli.exitCode(), 1);
   const int taken = int(out.count('\n'));
-  QVERIFY2(err.contains(QStringLiteral("interrupted after %1 of 1000 samples").arg(taken)),
-           qPrintable(err));
-  QCOMPARE(csvLines(csv).size(), 3 + taken);
-  // The scratch files are gone with the tool.
-  QVERIFY(QDir(data).entryList(QDir::Files).isEmpty());
+  QVERIFY2(
+      err.contains(QStringLiteral("interrupted (%1) after %2 of 100 samples").arg(name).arg(taken)),
+      qPrintable(err));
+  // The file was rewritten whole: its header counts every sample.
+  const QList<QByteArray> rows = csvLines(csv);
+  QCOMPARE(rows.size(), 3 + taken);
+  QVERIFY2(rows[1].contains(QByteArray("\" ") + QByteArray::number(taken) + "\""),
+           rows[1].constData());
+  // The scratch folder went with the tool.
+  QVERIFY2(
+      QDir(tmp.path()).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
+      qPrintable(QDir(tmp.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).join(' ')));
   // The run was ended properly: the logger answers the next command at once.
   QCOMPARE(sim.run(words("status")).exitCode, 0);
+}
+
+void TestCliSim::aSignalWhileConnectingCleansUp() {
+  // A slow logger: connecting and the first status read take seconds.
+  START_SIM(sim, "idle.json", "--delay 100");
+  QTemporaryDir tmp;
+  hygro::test::CliSetup setup;
+  setup.dataDir = false;
+  setup.tempDir = tmp.path();
+  QProcess cli;
+  hygro::test::prepareCli(cli, sim.portArgs() << QStringLiteral("status"), setup);
+  cli.start();
+  QVERIFY(cli.waitForStarted());
+  // The scratch folder is made before connecting.
+  QTRY_VERIFY_WITH_TIMEOUT(!QDir(tmp.path()).isEmpty(QDir::Dirs | QDir::NoDotAndDotDot), 10000);
+  ::kill(pid_t(cli.processId()), SIGHUP);
+  QVERIFY(cli.waitForFinished(30000));
+  const QString err = QString::fromUtf8(cli.readAllStandardError());
+  QCOMPARE(cli.exitStatus(), QProcess::NormalExit);
+  QVERIFY2(cli.exitCode() == 1, qPrintable(err));
+  QVERIFY2(err.contains(QStringLiteral("hygrotab-cli: interrupted (SIGHUP)")), qPrintable(err));
+  QVERIFY(cli.readAllStandardOutput().isEmpty());  // no half-read status
+  QVERIFY(QDir(tmp.path()).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
+}
+
+void TestCliSim::aKilledRunLeavesItsSamples() {
+  START_SIM(sim, "idle.json", "");
+  QTemporaryDir dir, tmp;
+  const QString csv = dir.filePath(QStringLiteral("run.csv"));
+  QProcess cli;
+  QByteArray out;
+  QVERIFY(startRun(cli, sim, tmp.path(), csv, 3, &out));
+  cli.kill();  // SIGKILL: nothing of the tool runs any more
+  QVERIFY(cli.waitForFinished(10000));
+  QCOMPARE(cli.exitStatus(), QProcess::CrashExit);
+  out += cli.readAllStandardOutput();
+  const int printed = int(out.count('\n'));
+  // Each sample reaches the file before it is printed; every row is whole.
+  const QByteArray bytes = hygro::test::readFile(csv);
+  QVERIFY(bytes.endsWith("\r\n"));
+  const QList<QByteArray> rows = csvLines(csv);
+  QVERIFY2(rows.size() == 3 + printed || rows.size() == 4 + printed, bytes.constData());
+  QCOMPARE(rows[2],
+           QByteArray("\"Record number\",\"Date\",\"Temperature\",\"Humidity \",\"Remarks \""));
+  for (int i = 3; i < rows.size(); ++i) {
+    QVERIFY2(kCsvRow.match(QString::fromLatin1(rows[i])).hasMatch(), rows[i].constData());
+    QVERIFY(rows[i].startsWith(QByteArray::number(i - 2) + ','));
+  }
+}
+
+void TestCliSim::aReaderThatGoesAwayLosesNothing() {
+  START_SIM(sim, "download_15000.json", "");
+  QTemporaryDir work, tmp;
+  hygro::test::CliSetup setup;
+  setup.dataDir = false;
+  setup.tempDir = tmp.path();
+  setup.workingDir = work.path();
+  {
+    // download | head -1: far more than a pipe holds, so the tool's writes
+    // fail once head has gone.
+    QProcess cli, head;
+    hygro::test::prepareCli(cli, sim.portArgs() << QStringLiteral("download"), setup);
+    cli.setStandardOutputProcess(&head);
+    head.start(QStringLiteral("head"), {QStringLiteral("-1")});
+    cli.start();
+    QVERIFY(cli.waitForFinished(60000));
+    QVERIFY(head.waitForFinished(10000));
+    const QString err = QString::fromUtf8(cli.readAllStandardError());
+    QCOMPARE(cli.exitStatus(), QProcess::NormalExit);  // not killed by SIGPIPE
+    QVERIFY2(cli.exitCode() == 1, qPrintable(err));
+    QVERIFY(
+        kSampleLine.match(QString::fromUtf8(head.readAllStandardOutput()).trimmed()).hasMatch());
+    QVERIFY2(err.contains(QStringLiteral("Broken pipe")), qPrintable(err));
+    // The log was kept in the current folder under the window's name.
+    const QString kept = QDir(work.path()).filePath(QStringLiteral("FULL_240502_000000.csv"));
+    QVERIFY2(err.contains(QStringLiteral("the 15000 points were saved to ") + kept),
+             qPrintable(err));
+    QCOMPARE(csvLines(kept).size(), 3 + 15000);
+    QVERIFY(QDir(tmp.path()).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
+    // Not marked: the log is still the logger's, never downloaded.
+    CLI_RUN(asked, 1, sim.run(words("start --interval 1m")));
+    QVERIFY2(asked.err.startsWith(QStringLiteral("There is data never downloaded.")),
+             CLI_DIAG(asked));
+  }
+  {
+    // measure | head -1: the run ends at the next sample, and is saved.
+    const QString csv = work.filePath(QStringLiteral("run.csv"));
+    QProcess cli, head;
+    hygro::test::prepareCli(
+        cli, sim.portArgs() + words("measure --count 100 --interval 2 --csv") << csv, setup);
+    cli.setStandardOutputProcess(&head);
+    head.start(QStringLiteral("head"), {QStringLiteral("-1")});
+    cli.start();
+    QVERIFY(cli.waitForFinished(30000));
+    QVERIFY(head.waitForFinished(10000));
+    const QString err = QString::fromUtf8(cli.readAllStandardError());
+    QCOMPARE(cli.exitStatus(), QProcess::NormalExit);
+    QVERIFY2(cli.exitCode() == 1, qPrintable(err));
+    const QRegularExpression closed(
+        QStringLiteral("stdout was closed \\(Broken pipe\\) after (\\d+) of 100"));
+    const auto m = closed.match(err);
+    QVERIFY2(m.hasMatch(), qPrintable(err));
+    QVERIFY2(m.captured(1).toInt() >= 2, qPrintable(err));
+    QCOMPARE(csvLines(csv).size(), 3 + m.captured(1).toInt());
+    QVERIFY(QDir(tmp.path()).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
+  }
 }
 
 QTEST_GUILESS_MAIN(TestCliSim)

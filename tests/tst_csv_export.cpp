@@ -1,6 +1,8 @@
 // CSV export: the file byte for byte against reference files, the save
 // dialog loop with its proposals, refusals and failures, and a full disk.
 #include <QtTest>
+#include <cerrno>
+#include <cstring>
 
 #include "data/csv.h"
 #include "support/data_fixtures.h"
@@ -54,6 +56,12 @@ void TstCsvExport::referenceFiles() {
   QVERIFY2(Csv_Write(ds, set, model, name, path, &err), qPrintable(err));
   QCOMPARE(test::readFile(path), test::readFile(test::csvFixture(reference)));
   QVERIFY(!ds.info(set).Modified);
+
+  // A file written as the samples come, header then row by row, has the
+  // same form.
+  QByteArray grown = Csv_Header(ds, set, model, name);
+  for (int n = 1; n <= ds.info(set).Points; ++n) grown += Csv_Row(n, ds.Get(set, n));
+  QCOMPARE(grown, test::readFile(test::csvFixture(reference)));
 }
 
 void TstCsvExport::saveDialog_data() {
@@ -131,6 +139,9 @@ void TstCsvExport::fullDiskKeepsOldFile() {
   QCOMPARE(prompt.messages().size(), 1);
   QVERIFY(prompt.messages().first().startsWith(QStringLiteral("The file could not be written.")));
   QVERIFY(prompt.messages().first().contains(path));
+  // The system's reason, where a short write alone would give none.
+  QVERIFY2(prompt.messages().first().contains(QString::fromLocal8Bit(std::strerror(EFBIG))),
+           qPrintable(prompt.messages().first()));
   QCOMPARE(test::readFile(path), older);
   QVERIFY(ds.info(LogData).Modified);
   QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QStringLiteral("keep.csv")});

@@ -2,6 +2,8 @@
 // what the session makes of the answers.
 #include <QSignalSpy>
 #include <QtTest>
+#include <cerrno>
+#include <cstring>
 
 #include "data/csv.h"
 #include "data/formats.h"
@@ -9,6 +11,7 @@
 #include "logger/conversions.h"
 #include "logger/session.h"
 #include "sim/simtransport.h"
+#include "support/data_fixtures.h"
 #include "support/scripted_prompt.h"
 
 using namespace hygro;
@@ -424,6 +427,70 @@ class TestLoggerOps : public QObject {
     QVERIFY(r.run(&Session::Command11_Click));
     QCOMPARE(r.session.status().FirmwareVersion, firmware);
     QCOMPARE(r.session.view().Label14, QStringLiteral("CNCL"));
+  }
+
+  void aDownloadMarkedOnlyOnceSaved() {
+    // A client that saves the log first has the logger mark it afterwards.
+    CONNECTED_RIG(r, "two_segments.json");
+    r.session.MarkDownloadedAtOnce = false;
+    QSignalSpy finished(&r.session, &Session::downloadFinished);
+    QVERIFY(r.run(&Session::Command5_Click));
+    QCOMPARE(finished.count(), 1);
+    QCOMPARE(finished[0][0].toBool(), true);
+    const DataSetInfo& log = r.session.data().info(LogData);
+    QCOMPARE(int(log.Points), 200);
+    const QList<int> codes = r.codes();
+    QCOMPARE(codes.last(), 44);
+    QVERIFY(!codes.contains(56));
+    QVERIFY(log.Modified);  // still never downloaded, as the logger sees it
+    QVERIFY(r.run(&Session::Command11_Click));
+    QVERIFY(log.Modified);
+    r.codes();
+
+    QVERIFY(r.session.Download_Mark());
+    QVERIFY(!r.session.Download_Mark());  // one exchange at a time
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.codes(), QList<int>{56});
+    QVERIFY(!log.Modified);
+    QCOMPARE(int(log.Points), 200);
+    // The logger agrees: a new recording asks nothing.
+    QVERIFY(r.run(&Session::Command11_Click));
+    QCOMPARE(r.session.Command4_Click(), RecordButton::ShowStartDialog);
+    QVERIFY(r.prompt.calls.isEmpty());
+  }
+
+  void aFullScratchDiskDoesNotStopADownload() {
+    CONNECTED_RIG(r, "download_15000.json");
+    QSignalSpy finished(&r.session, &Session::downloadFinished);
+    {
+      // Room for 100 records and half of the next: the first failure is a
+      // short write.
+      test::FileSizeLimit limit(100 * 80 + 40);
+      if (!limit.active()) QSKIP("cannot limit file sizes here");
+      r.session.Command5_Click();
+      QVERIFY(r.waitIdle(60000));
+    }
+    QCOMPARE(finished.count(), 1);
+    QCOMPARE(finished[0][0].toBool(), true);
+    const DataSetInfo& log = r.session.data().info(LogData);
+    QCOMPARE(int(log.Points), 15000);
+    QCOMPARE(fmt::formatDateTime(r.rec(LogData, 15000).Time),
+             QStringLiteral("2024/05/12 09:59:00"));
+    const QList<int> codes = r.codes();
+    QCOMPARE(codes.mid(codes.size() - 2), (QList<int>{44, 56}));
+    // Said once, with what the system reports, not "Unknown error".
+    const QStringList messages = r.prompt.messages();
+    QCOMPARE(messages.size(), 1);
+    QVERIFY2(messages[0].contains(QStringLiteral("log.rand: ") +
+                                  QString::fromLocal8Bit(std::strerror(EFBIG)) + u'.'),
+             qPrintable(messages[0]));
+    // Everything is there to be saved.
+    const QString csv = r.dir.filePath(QStringLiteral("log.csv"));
+    QString error;
+    QVERIFY2(Csv_Write(r.session.data(), LogData, r.session.ModelName(), QStringLiteral("FULL"),
+                       csv, &error),
+             qPrintable(error));
+    QVERIFY(test::readFile(csv).endsWith(Csv_Row(15000, r.rec(LogData, 15000))));
   }
 
   void nothingToDownload() {

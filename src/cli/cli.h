@@ -27,8 +27,13 @@ inline const QString kProgram = QStringLiteral("hygrotab-cli");
 
 // ---------------------------------------------------------------- output
 // Text for a person or a script: UTF-8 on stdout / stderr.
-void out(const QString& line);  // stdout, newline added
+// stdout, newline added. False once stdout cannot be written (the reader of a
+// pipe went away, a full disk): from then on nothing more is written to it.
+bool out(const QString& line);
 void err(const QString& line);  // stderr, newline added
+// stdout failed; outputError() says why ("Broken pipe").
+bool outputLost();
+QString outputError();
 // A usage error: the message, a hint where to look, and kExitUsage.
 int usageError(const QString& message, const QString& command = QString());
 // Message texts carry the logger's line breaks (carriage returns).
@@ -62,6 +67,11 @@ struct Bound {
 };
 constexpr int kUpperMin = -19, kUpperMax = 70;
 constexpr int kLowerMin = -20, kLowerMax = 69;
+
+// Whether a CSV file can be written at `path`, asked before the logger is
+// touched: the folder exists and takes new files, or the file exists and may
+// be written. Nothing is left behind by the check. False with *why.
+bool csvTargetWritable(const QString& path, QString* why);
 
 // "30:on", "-5:off"; false with *error naming the option and the range.
 bool parseBound(const QString& text, const QString& option, int min, int max, Bound* out,
@@ -126,14 +136,23 @@ class Tool {
   void runUntilIdle(bool interruptible = true);
   // Runs the event loop until `done` holds or the connection is gone.
   void runUntil(const std::function<bool()>& done);
-  // From now on Ctrl-C (or SIGTERM) ends the wait of runUntil() and
-  // runUntilIdle() instead of the process, so a long run can be ended
-  // cleanly: a continuous run is stopped and saved, a download cancelled.
+  // Ctrl-C, SIGTERM and SIGHUP (a closed terminal) never end the tool
+  // itself: from its construction they are caught, and SIGPIPE is ignored
+  // (a write to a pipe nobody reads fails instead, see outputLost()), so
+  // every way out goes through the clean-up of ~Tool. A command that has not
+  // called catchInterrupt() lets the exchange in progress end and then fails
+  // (failed(), "interrupted"). After catchInterrupt() the command deals with
+  // the interrupt itself: it ends the waits of runUntil() and runUntilIdle()
+  // at once, so a long run can be ended cleanly: a continuous run is stopped
+  // and saved, a download cancelled.
   void catchInterrupt();
   bool interrupted() const;
+  // The name of the signal that interrupted ("SIGHUP"); empty when none did.
+  static QString interruptName();
 
-  // The operation just run failed: the exchange was abandoned or the logger
-  // is gone. A message was shown in either case.
+  // The operation just run failed: the exchange was abandoned, the logger
+  // is gone, or (unless the command deals with it) the tool was interrupted.
+  // A message was shown in each case.
   bool failed();
 
   Session& session() { return *session_; }
@@ -151,6 +170,7 @@ class Tool {
   QString model_;
   bool abandoned_ = false;
   bool gone_ = false;
+  bool interruptClaimed_ = false;  // catchInterrupt() was called
 };
 
 // ---------------------------------------------------------------- commands

@@ -2,6 +2,9 @@
 // does it, with the progress on stderr.
 #include <unistd.h>
 
+#include <QDir>
+#include <QFileInfo>
+
 #include "cli/cli.h"
 #include "data/csv.h"
 
@@ -48,6 +51,32 @@ class Progress {
   int lastTenth_ = -1;
 };
 
+// Prints the points; false when stdout failed before the last one.
+bool printPoints(const DataSets& data) {
+  const int points = data.info(LogData).Points;
+  for (int n = 1; n <= points; ++n) {
+    if (!out(sampleLine(data.Get(LogData, n)))) return false;
+  }
+  return !outputLost();
+}
+
+// The log could not go where it was asked: a CSV file under the name the
+// window would propose, in the data folder when one was named (the private
+// one goes with the tool), else in the current folder. Never over an existing
+// file. The path, or empty with *why.
+QString keepElsewhere(Tool& tool, QString* why) {
+  Session& s = tool.session();
+  const QString folder =
+      tool.options().dataDir.isEmpty() ? QDir::currentPath() : tool.options().dataDir;
+  const QString base =
+      QDir(folder).filePath(Csv_ProposedName(s.data(), LogData, s.status().IdentName));
+  QString path = base + QStringLiteral(".csv");
+  for (int k = 2; QFileInfo::exists(path); ++k)
+    path = base + QLatin1Char('-') + QString::number(k) + QStringLiteral(".csv");
+  if (!Csv_Write(s.data(), LogData, tool.model(), s.status().IdentName, path, why)) return {};
+  return path;
+}
+
 int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
   const QString cmd = QStringLiteral("download");
   if (!args.positional.isEmpty())
@@ -55,11 +84,20 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
   const QString csv = args.value(QStringLiteral("csv"));
   if (args.has(QStringLiteral("csv")) && csv.isEmpty())
     return usageError(QStringLiteral("--csv needs a file name"), cmd);
+  // Before the logger is touched: the download ends its recording.
+  QString why;
+  if (!csv.isEmpty() && !csvTargetWritable(csv, &why)) {
+    err(QStringLiteral("%1: cannot write the CSV file %2: %3; the logger was left alone")
+            .arg(kProgram, QDir::toNativeSeparators(csv), why));
+    return kExitFailure;
+  }
 
   Tool tool(global);
   if (const int rc = tool.open()) return rc;
-  if (!tool.connect()) return kExitFailure;
   Session& s = tool.session();
+  // The logger is told the log is downloaded only once the tool has it safe.
+  s.MarkDownloadedAtOnce = false;
+  if (!tool.connect()) return kExitFailure;
 
   // The tool holds no earlier download that could be kept.
   tool.prompt().answerer = [](const QString& q) -> std::optional<bool> {
@@ -89,12 +127,14 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
     return kExitFailure;
   }
   tool.runUntilIdle();
-  if (tool.interrupted()) {
-    // Ends the download as the progress window's cancel does; the logger
-    // keeps its log marked as never downloaded.
+  if (tool.interrupted() && !(finished && ok)) {
+    // Ends the download as the progress window's cancel does. Nothing was
+    // saved, so the logger is not told anything.
     s.Download_Cancel();
     progress.end();
-    err(QStringLiteral("%1: download interrupted").arg(kProgram));
+    err(QStringLiteral("%1: download interrupted (%2); the logger keeps its log as never "
+                       "downloaded")
+            .arg(kProgram, Tool::interruptName()));
     return kExitFailure;
   }
   progress.end();
@@ -105,19 +145,55 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
     return kExitFailure;
   }
 
+  // The log is in; from here on it is kept whatever else goes wrong.
   const DataSetInfo& log = s.data().info(LogData);
+  bool saved = false;
   if (!csv.isEmpty()) {
-    QString error;
-    if (!Csv_Write(s.data(), LogData, tool.model(), s.status().IdentName, csv, &error)) {
-      err(QStringLiteral("%1: cannot write %2: %3").arg(kProgram, csv, error));
-      return kExitFailure;
-    }
+    saved = Csv_Write(s.data(), LogData, tool.model(), s.status().IdentName, csv, &why);
+    if (!saved) err(QStringLiteral("%1: %2").arg(kProgram, why));
   } else {
-    for (int n = 1; n <= log.Points; ++n) {
-      if (const MeasurementRecord* rec = s.data().at(LogData, n)) out(sampleLine(*rec));
+    saved = printPoints(s.data());
+    if (!saved)
+      err(QStringLiteral("%1: the points could not all be printed: %2")
+              .arg(kProgram, outputError()));
+  }
+  if (!saved) {
+    const QString kept = keepElsewhere(tool, &why);
+    if (!kept.isEmpty()) {
+      err(QStringLiteral("%1: the %2 points were saved to %3")
+              .arg(kProgram)
+              .arg(log.Points)
+              .arg(QDir::toNativeSeparators(kept)));
+    } else {
+      err(QStringLiteral("%1: %2").arg(kProgram, why));
+      if (!csv.isEmpty() && !outputLost()) {
+        err(QStringLiteral("%1: the %2 points follow on stdout").arg(kProgram).arg(log.Points));
+        printPoints(s.data());
+      }
     }
+    err(QStringLiteral("%1: the logger keeps its log as never downloaded").arg(kProgram));
+    return kExitFailure;
+  }
+
+  if (!s.Download_Mark()) {
+    err(QStringLiteral("%1: the log was saved, but the logger could not be told it is "
+                       "downloaded")
+            .arg(kProgram));
+    return kExitFailure;
+  }
+  tool.runUntilIdle(false);
+  if (tool.failed()) {
+    err(QStringLiteral("%1: the log was saved, but the logger may still count it as never "
+                       "downloaded")
+            .arg(kProgram));
+    return kExitFailure;
   }
   err(QStringLiteral("%1 points downloaded").arg(log.Points));
+  if (tool.interrupted()) {
+    err(QStringLiteral("%1: interrupted (%2) after the log was saved")
+            .arg(kProgram, Tool::interruptName()));
+    return kExitFailure;
+  }
   return kExitOk;
 }
 
@@ -130,15 +206,21 @@ Command downloadCommand() {
               "Usage: hygrotab-cli [global options] download [--csv FILE]\n"
               "\n"
               "Stops a running recording and reads every recorded point, as the window's\n"
-              "download button does; the logger then marks its log as downloaded. Progress\n"
-              "goes to stderr.\n"
+              "download button does. Once the points are saved (or printed), the logger marks\n"
+              "its log as downloaded. Progress goes to stderr.\n"
               "\n"
               "  --csv FILE  save the log in the program's CSV format; without it the points\n"
               "              are printed, one line each:\n"
               "              yyyy/mm/dd hh:nn:ss<TAB>temperature (C)<TAB>humidity (%RH)\n"
               "\n"
-              "Ctrl-C cancels the download (exit status 1); the logger's log stays marked as\n"
-              "never downloaded."),
+              "A FILE that cannot be written stops the tool before it talks to the logger.\n"
+              "When saving or printing fails after the download (a full disk, a reader that\n"
+              "went away), the points go to NAME_yymmdd_hhnnss.csv in the --data-dir folder,\n"
+              "or else the current folder (or, failing that, to stdout), the logger's log\n"
+              "stays marked as never downloaded, and the exit status is 1.\n"
+              "\n"
+              "Ctrl-C, SIGTERM or SIGHUP cancels the download (exit status 1); the logger's\n"
+              "log stays marked as never downloaded."),
           {{QStringLiteral("csv"), true}},
           runDownload};
 }

@@ -1,4 +1,7 @@
 // measure: one real-time measurement, or a continuous run of N samples.
+#include <QDir>
+#include <QFile>
+
 #include "cli/cli.h"
 #include "data/csv.h"
 
@@ -20,6 +23,42 @@ bool parseRunInterval(const QString& text, int* seconds, QString* error) {
                .arg(text);
   return false;
 }
+
+// The samples of a run go to the file as they come, so that a tool that is
+// killed outright (kill -9, a power cut) still leaves the samples taken, each
+// row whole. The header is written with the first sample; its point count
+// and the extremes' remarks are right only once saveCsv() has replaced the
+// file at the end of the run.
+class GrowingCsv {
+ public:
+  explicit GrowingCsv(QString path) : file_(std::move(path)) {}
+
+  void add(Tool& tool, int n) {
+    if (failed_) return;
+    Session& s = tool.session();
+    QByteArray bytes;
+    if (!file_.isOpen()) {
+      if (!file_.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered))
+        return fail(file_.errorString());
+      bytes = Csv_Header(s.data(), RealTimeData, tool.model(), s.status().IdentName);
+    }
+    bytes += Csv_Row(n, s.data().Get(RealTimeData, n));
+    // One write a sample: a row is on disk whole or not at all.
+    if (file_.write(bytes) != bytes.size()) fail(file_.errorString());
+  }
+
+ private:
+  void fail(const QString& why) {
+    failed_ = true;
+    file_.close();
+    err(QStringLiteral("%1: cannot write %2 while measuring (%3); the samples are kept and "
+                       "saved at the end")
+            .arg(kProgram, QDir::toNativeSeparators(file_.fileName()), why));
+  }
+
+  QFile file_;
+  bool failed_ = false;
+};
 
 bool saveCsv(Tool& tool, const QString& path) {
   Session& s = tool.session();
@@ -48,6 +87,11 @@ int runMeasure(const GlobalOptions& global, const ParsedArgs& args) {
   const QString csv = args.value(QStringLiteral("csv"));
   if (args.has(QStringLiteral("csv")) && csv.isEmpty())
     return usageError(QStringLiteral("--csv needs a file name"), cmd);
+  if (!csv.isEmpty() && !csvTargetWritable(csv, &error)) {
+    err(QStringLiteral("%1: cannot write the CSV file %2: %3")
+            .arg(kProgram, QDir::toNativeSeparators(csv), error));
+    return kExitFailure;
+  }
 
   Tool tool(global);
   if (const int rc = tool.open()) return rc;
@@ -74,13 +118,20 @@ int runMeasure(const GlobalOptions& global, const ParsedArgs& args) {
       err(QStringLiteral("%1: the logger sent no measurement").arg(kProgram));
       return kExitFailure;
     }
-    out(sampleLine(*s.data().at(RealTimeData, 1)));
+    if (!out(sampleLine(s.data().Get(RealTimeData, 1)))) {
+      err(QStringLiteral("%1: the sample could not be printed: %2").arg(kProgram, outputError()));
+      if (!csv.isEmpty()) saveCsv(tool, csv);
+      return kExitFailure;
+    }
   } else {
     // The window's interval box holds the number, its buttons the unit.
     s.Option4Minutes = interval > 60;
     s.Combo5Text = QString::number(s.Option4Minutes ? interval / 60 : interval);
-    QObject::connect(&s, &Session::realtimeSample, [&s](int n) {
-      if (const MeasurementRecord* rec = s.data().at(RealTimeData, n)) out(sampleLine(*rec));
+    std::optional<GrowingCsv> growing;
+    if (!csv.isEmpty()) growing.emplace(csv);
+    QObject::connect(&s, &Session::realtimeSample, [&](int n) {
+      if (growing) growing->add(tool, n);
+      out(sampleLine(s.data().Get(RealTimeData, n)));
     });
     // The tool keeps the run itself and saves it below, so the window's
     // question at the end of a run is answered No.
@@ -90,21 +141,30 @@ int runMeasure(const GlobalOptions& global, const ParsedArgs& args) {
     };
     tool.catchInterrupt();
     s.Command2_Click();
-    tool.runUntil([&] { return rt.Points >= count && !s.busy(); });
+    // A reader of stdout that went away ends the run like an interrupt.
+    tool.runUntil([&] { return (rt.Points >= count && !s.busy()) || outputLost(); });
     const bool interrupted = tool.interrupted();
-    const bool lost = !interrupted && tool.failed();
+    const bool readerGone = outputLost();
+    const bool lost = !interrupted && !readerGone && tool.failed();
     if (s.status().RecState == QLatin1String("renzoku")) {
       s.Command2_Click();  // stop the run; the status is read once more
       tool.runUntilIdle(false);
     }
-    if (lost || interrupted || tool.failed()) {
+    if (lost || interrupted || readerGone || tool.failed()) {
       // What was measured before is still worth keeping.
       if (!csv.isEmpty() && rt.Points > 0) saveCsv(tool, csv);
       if (interrupted)
-        err(QStringLiteral("%1: interrupted after %2 of %3 samples")
+        err(QStringLiteral("%1: interrupted (%4) after %2 of %3 samples")
                 .arg(kProgram)
                 .arg(rt.Points)
-                .arg(count));
+                .arg(count)
+                .arg(Tool::interruptName()));
+      else if (readerGone)
+        err(QStringLiteral("%1: stdout was closed (%4) after %2 of %3 samples")
+                .arg(kProgram)
+                .arg(rt.Points)
+                .arg(count)
+                .arg(outputError()));
       return kExitFailure;
     }
   }
@@ -129,10 +189,13 @@ Command measureCommand() {
               "  --interval SECONDS  time between samples of a continuous run: 2 to 60 seconds,\n"
               "                      or whole minutes up to 3600 seconds (default 5); at 2\n"
               "                      seconds the logger measures at its fast, coarser resolution\n"
-              "  --csv FILE          save the samples in the program's CSV format\n"
+              "  --csv FILE          save the samples in the program's CSV format; a run\n"
+              "                      adds each sample to FILE as it comes and rewrites it\n"
+              "                      whole at the end, when the header's point count is known\n"
               "\n"
-              "Ctrl-C ends a continuous run early: the samples taken so far are saved, and\n"
-              "the exit status is 1."),
+              "Ctrl-C, SIGTERM, SIGHUP or a closed stdout (a pipe whose reader went away) ends\n"
+              "a continuous run early: the samples taken so far are saved, and the exit status\n"
+              "is 1."),
           {{QStringLiteral("count"), true},
            {QStringLiteral("interval"), true},
            {QStringLiteral("csv"), true}},

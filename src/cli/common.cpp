@@ -1,7 +1,13 @@
 // Output, argument parsing and the checks of option values shared by the
 // commands.
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
+#include <QTemporaryFile>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "cli/cli.h"
 #include "data/formats.h"
@@ -9,10 +15,15 @@
 namespace hygro::cli {
 
 namespace {
-void writeLine(FILE* stream, const QString& line) {
+int g_outputErrno = 0;  // why stdout failed; 0 while it works
+
+bool writeLine(FILE* stream, const QString& line) {
   const QByteArray bytes = (line + QLatin1Char('\n')).toUtf8();
-  std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
-  std::fflush(stream);
+  errno = 0;
+  const size_t n = std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
+  const bool ok = std::fflush(stream) == 0 && n == static_cast<size_t>(bytes.size());
+  if (!ok && errno == 0) errno = EIO;
+  return ok;
 }
 
 bool looksLikeNumber(const QString& arg) {
@@ -21,8 +32,51 @@ bool looksLikeNumber(const QString& arg) {
 }
 }  // namespace
 
-void out(const QString& line) { writeLine(stdout, line); }
+bool out(const QString& line) {
+  if (g_outputErrno != 0) return false;
+  if (writeLine(stdout, line)) return true;
+  g_outputErrno = errno;
+  return false;
+}
+
 void err(const QString& line) { writeLine(stderr, line); }
+
+bool outputLost() { return g_outputErrno != 0; }
+
+QString outputError() {
+  return g_outputErrno != 0 ? QString::fromLocal8Bit(std::strerror(g_outputErrno)) : QString();
+}
+
+bool csvTargetWritable(const QString& path, QString* why) {
+  const QFileInfo fi(path);
+  if (fi.isDir()) {
+    *why = QStringLiteral("it is a folder");
+    return false;
+  }
+  const QDir folder = fi.absoluteDir();
+  if (!folder.exists()) {
+    *why = QStringLiteral("the folder %1 does not exist")
+               .arg(QDir::toNativeSeparators(folder.absolutePath()));
+    return false;
+  }
+  if (fi.exists()) {
+    // Appending nothing changes nothing; the file is replaced in place when
+    // no new file can be made beside it.
+    QFile f(path);
+    if (!f.open(QIODevice::WriteOnly | QIODevice::Append)) {
+      *why = f.errorString();
+      return false;
+    }
+    return true;
+  }
+  QTemporaryFile probe(folder.filePath(QStringLiteral(".hygrotab-cli-XXXXXX")));
+  if (!probe.open()) {
+    *why = QStringLiteral("no file can be created in %1: %2")
+               .arg(QDir::toNativeSeparators(folder.absolutePath()), probe.errorString());
+    return false;
+  }
+  return true;
+}
 
 int usageError(const QString& message, const QString& command) {
   err(kProgram + QStringLiteral(": ") + message);

@@ -1,5 +1,6 @@
 // The session behind every command: the port (real or emulated), the data
 // folder, connecting, and running the event loop while the logger talks.
+#include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -7,6 +8,7 @@
 #include <QEventLoop>
 #include <QSocketNotifier>
 #include <QTimer>
+#include <cerrno>
 
 #include "cli/cli.h"
 #include "link/bridge.h"
@@ -18,33 +20,71 @@ namespace hygro::cli {
 
 namespace {
 int g_interruptPipe[2] = {-1, -1};
-volatile sig_atomic_t g_interrupted = 0;
+volatile sig_atomic_t g_interrupted = 0;  // the signal's number
 
-void onInterrupt(int) {
-  g_interrupted = 1;
+void onInterrupt(int sig) {
+  const int saved = errno;
+  g_interrupted = sig;
   const char c = 1;
   [[maybe_unused]] const auto n = ::write(g_interruptPipe[1], &c, 1);
+  errno = saved;
+}
+
+// Once per process, before anything can leave files behind: a signal that
+// ended the tool on the spot would leave the private scratch folder and skip
+// the saving of what was measured.
+void catchSignals() {
+  static bool done = false;
+  if (done) return;
+  done = true;
+  if (::pipe(g_interruptPipe) == 0) {
+    for (const int fd : g_interruptPipe) {
+      ::fcntl(fd, F_SETFD, FD_CLOEXEC);
+      ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK);
+    }
+  }
+  struct sigaction sa {};
+  sa.sa_handler = onInterrupt;
+  sigemptyset(&sa.sa_mask);
+  for (const int sig : {SIGINT, SIGTERM, SIGHUP}) ::sigaction(sig, &sa, nullptr);
+  // A reader that went away, or a file size limit, shows as a failed write
+  // (EPIPE, EFBIG) instead, which the tool survives with its data.
+  ::signal(SIGPIPE, SIG_IGN);
+  ::signal(SIGXFSZ, SIG_IGN);
 }
 }  // namespace
 
 void Tool::catchInterrupt() {
-  if (g_interruptPipe[0] >= 0 || ::pipe(g_interruptPipe) != 0) return;
-  struct sigaction sa {};
-  sa.sa_handler = onInterrupt;
-  sigemptyset(&sa.sa_mask);
-  ::sigaction(SIGINT, &sa, nullptr);
-  ::sigaction(SIGTERM, &sa, nullptr);
+  if (interruptClaimed_) return;
+  interruptClaimed_ = true;
+  if (g_interruptPipe[0] < 0 || !session_) return;
   // The notifier only wakes the event loop; the waits look at the flag.
   auto* notifier = new QSocketNotifier(g_interruptPipe[0], QSocketNotifier::Read, session_.get());
   QObject::connect(notifier, &QSocketNotifier::activated, session_.get(), [] {
     char buf[16];
-    [[maybe_unused]] const auto n = ::read(g_interruptPipe[0], buf, sizeof buf);
+    while (::read(g_interruptPipe[0], buf, sizeof buf) > 0) {
+    }
   });
 }
 
 bool Tool::interrupted() const { return g_interrupted != 0; }
 
-Tool::Tool(const GlobalOptions& options) : options_(options) {}
+QString Tool::interruptName() {
+  switch (g_interrupted) {
+    case 0:
+      return QString();
+    case SIGINT:
+      return QStringLiteral("SIGINT");
+    case SIGTERM:
+      return QStringLiteral("SIGTERM");
+    case SIGHUP:
+      return QStringLiteral("SIGHUP");
+    default:
+      return QStringLiteral("signal %1").arg(int(g_interrupted));
+  }
+}
+
+Tool::Tool(const GlobalOptions& options) : options_(options) { catchSignals(); }
 
 Tool::~Tool() {
   if (!session_) return;
@@ -119,7 +159,7 @@ bool Tool::connect() {
 }
 
 void Tool::runUntil(const std::function<bool()>& done) {
-  while (!done() && session_->connected() && !interrupted()) {
+  while (!done() && session_->connected() && !(interruptClaimed_ && interrupted())) {
     QEventLoop loop;
     // Wake up whenever something may have changed what `done` looks at.
     QTimer tick;
@@ -132,7 +172,9 @@ void Tool::runUntil(const std::function<bool()>& done) {
 }
 
 void Tool::runUntilIdle(bool interruptible) {
-  while (session_->busy() && !(interruptible && interrupted())) {
+  // An interrupt the command does not deal with lets the exchange end: the
+  // logger is not left half way through a sequence, and failed() reports it.
+  while (session_->busy() && !(interruptible && interruptClaimed_ && interrupted())) {
     QEventLoop loop;
     QObject::connect(session_.get(), &Session::exchangeEnded, &loop, &QEventLoop::quit);
     QTimer tick;  // to look at the interrupt flag now and then
@@ -148,6 +190,11 @@ bool Tool::failed() {
   if (gone_ || !session_->connected()) {
     err(QStringLiteral("%1: the connection to the logger was lost").arg(kProgram));
     abandoned_ = true;  // said once
+    return true;
+  }
+  if (interrupted() && !interruptClaimed_) {
+    err(QStringLiteral("%1: interrupted (%2)").arg(kProgram, interruptName()));
+    abandoned_ = true;
     return true;
   }
   return false;

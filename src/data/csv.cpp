@@ -3,7 +3,9 @@
 #include <QDir>
 #include <QFile>
 #include <QSaveFile>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "data/formats.h"
@@ -226,17 +228,24 @@ WriteOutcome writeFile(DataSets& sets, int set, const QString& modelName,
   }
   const QByteArray content = Csv_Content(sets, set, modelName, recognitionName);
   qint64 written = 0;
+  int reason = 0;  // errno of the write that failed: QFile has no reason for a short write
   while (written < content.size()) {
+    errno = 0;
     const qint64 n = file.write(content.constData() + written, content.size() - written);
-    if (n <= 0) break;
+    if (n <= 0) {
+      reason = errno;
+      break;
+    }
     written += n;
   }
   if (written != content.size() || file.size() != content.size() || !file.commit()) {
     if (error) {
       *error = written != content.size()
-                   ? QStringLiteral("only %1 of %2 bytes could be written (is the disk full?)")
+                   ? QStringLiteral("only %1 of %2 bytes could be written (%3)")
                          .arg(written)
                          .arg(content.size())
+                         .arg(reason != 0 ? QString::fromLocal8Bit(std::strerror(reason))
+                                          : QStringLiteral("is the disk full?"))
                    : file.errorString();
     }
     file.cancelWriting();
@@ -249,14 +258,12 @@ WriteOutcome writeFile(DataSets& sets, int set, const QString& modelName,
 
 }  // namespace
 
-QByteArray Csv_Content(const DataSets& sets, int set, const QString& modelName,
-                       const QString& recognitionName) {
+QByteArray Csv_Header(const DataSets& sets, int set, const QString& modelName,
+                      const QString& recognitionName) {
   const DataSetInfo& info = sets.info(set);
   const bool withBounds = modelName == kModelWithBounds;
-  const int points = qMax<int>(0, info.Points);
 
   QByteArray out;
-  out.reserve(400 + points * 112);
   if (withBounds) {
     out +=
         "\"Recognition name\",\"Start time\",\"Recording points\",\"Record interval\","
@@ -282,26 +289,46 @@ QByteArray Csv_Content(const DataSets& sets, int set, const QString& modelName,
   out += "\r\n";
 
   out += "\"Record number\",\"Date\",\"Temperature\",\"Humidity \",\"Remarks \"\r\n";
-
-  for (int n = 1; n <= points; ++n) {
-    const MeasurementRecord r = sets.Get(set, n);
-    out += QByteArray::number(n);
-    out += ",\"";
-    out += fmt::formatGeneralDate(r.Time).toLatin1();
-    out += "\",\"";
-    out += fmt::formatHashDot00(r.Temperature).toLatin1();
-    out += "\",\"";
-    out += fmt::formatHashDot00(r.Humidity).toLatin1();
-    out += "\",\"";
-    // The remark bytes are already in the file's encoding; copy all 50.
-    const qsizetype at = out.size();
-    out.append(r.Remarks, MeasurementRecord::kRemarksLength);
-    for (qsizetype i = at; i < out.size(); ++i) {
-      if (out[i] == '\0') out[i] = ' ';
-    }
-    out += "\"\r\n";
-  }
   return out;
+}
+
+void Csv_AppendRow(QByteArray& out, int n, const MeasurementRecord& r) {
+  out += QByteArray::number(n);
+  out += ",\"";
+  out += fmt::formatGeneralDate(r.Time).toLatin1();
+  out += "\",\"";
+  out += fmt::formatHashDot00(r.Temperature).toLatin1();
+  out += "\",\"";
+  out += fmt::formatHashDot00(r.Humidity).toLatin1();
+  out += "\",\"";
+  // The remark bytes are already in the file's encoding; copy all 50.
+  const qsizetype at = out.size();
+  out.append(r.Remarks, MeasurementRecord::kRemarksLength);
+  for (qsizetype i = at; i < out.size(); ++i) {
+    if (out[i] == '\0') out[i] = ' ';
+  }
+  out += "\"\r\n";
+}
+
+QByteArray Csv_Row(int n, const MeasurementRecord& rec) {
+  QByteArray out;
+  Csv_AppendRow(out, n, rec);
+  return out;
+}
+
+QByteArray Csv_Content(const DataSets& sets, int set, const QString& modelName,
+                       const QString& recognitionName) {
+  const int points = qMax<int>(0, sets.info(set).Points);
+  QByteArray out;
+  out.reserve(400 + points * 112);
+  out += Csv_Header(sets, set, modelName, recognitionName);
+  for (int n = 1; n <= points; ++n) Csv_AppendRow(out, n, sets.Get(set, n));
+  return out;
+}
+
+QString Csv_ProposedName(const DataSets& sets, int set, const QString& recognitionName) {
+  const QString stamp = fmt::formatFileStamp(sets.Get(set, 1).Time);
+  return fileNameAllowed(recognitionName) ? recognitionName + u'_' + stamp : stamp;
 }
 
 bool Csv_Write(DataSets& sets, int set, const QString& modelName, const QString& recognitionName,
@@ -320,7 +347,7 @@ bool Csv_Write(DataSets& sets, int set, const QString& modelName, const QString&
 CsvSaveResult Csv_Save(DataSets& sets, int set, const QString& modelName,
                        const QString& recognitionName, UserPrompt& prompt, QString* savedPath) {
   const QString stamp = fmt::formatFileStamp(sets.Get(set, 1).Time);
-  QString proposed = fileNameAllowed(recognitionName) ? recognitionName + u'_' + stamp : stamp;
+  QString proposed = Csv_ProposedName(sets, set, recognitionName);
   for (;;) {
     bool dialogFailed = false;
     const std::optional<QString> path =

@@ -35,9 +35,23 @@ CsvSaveResult Csv_Save(DataSets& sets, int set, const QString& modelName,
 bool Csv_Write(DataSets& sets, int set, const QString& modelName, const QString& recognitionName,
                const QString& path, QString* error);
 
-// The whole file as Csv_Write writes it.
+// The whole file as Csv_Write writes it: Csv_Header, then Csv_Row for each
+// record.
 QByteArray Csv_Content(const DataSets& sets, int set, const QString& modelName,
                        const QString& recognitionName);
+// The three header lines. "Recording points" is the set's Points as they are
+// now, so a file written while the set grows gets its final header only when
+// it is written whole.
+QByteArray Csv_Header(const DataSets& sets, int set, const QString& modelName,
+                      const QString& recognitionName);
+// The line of record number `n`, CR LF included.
+QByteArray Csv_Row(int n, const MeasurementRecord& rec);
+void Csv_AppendRow(QByteArray& out, int n, const MeasurementRecord& rec);
+
+// The file name the save dialog proposes, without ".csv":
+// "<recognition name>_yymmdd_hhnnss" from record 1's time, or the time part
+// alone when the name cannot be part of a file name.
+QString Csv_ProposedName(const DataSets& sets, int set, const QString& recognitionName);
 
 enum class CsvOpenResult { Opened, Cancelled, WrongForm, FileError };
 

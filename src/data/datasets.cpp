@@ -3,7 +3,9 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <stdexcept>
 
@@ -278,20 +280,45 @@ bool DataSets::flushPending(int set) {
 bool DataSets::writeRange(int set, int first, int last) {
   QFile* f = files_[static_cast<size_t>(set)].get();
   if (!f) return true;
+  const auto& recs = records_[static_cast<size_t>(set)];
   const qint64 offset = (first - 1) * kRecordSize;
   const qint64 size = (last - first + 1) * kRecordSize;
-  const char* data = reinterpret_cast<const char*>(
-      &records_[static_cast<size_t>(set)][static_cast<size_t>(first) - 1]);
-  const bool ok = f->seek(offset) && f->write(data, size) == size;
+  const char* data = reinterpret_cast<const char*>(&recs[static_cast<size_t>(first) - 1]);
+  // A full disk often first shows as a short write, which QFile reports
+  // without a reason ("Unknown error"); writing the rest makes the system
+  // say what is wrong, and errno names it.
+  int error = 0;
+  qint64 written = 0;
+  if (f->seek(offset)) {
+    while (written < size) {
+      errno = 0;
+      const qint64 n = f->write(data + written, size - written);
+      if (n <= 0) {
+        error = errno;
+        break;
+      }
+      written += n;
+    }
+  }
   bool& failed = writeFailed_[static_cast<size_t>(set)];
-  if (ok) {
-    failed = false;
+  if (written == size) {
+    // Only a write that reaches the end of the set ends a failing stretch:
+    // the extremes' remarks rewrite records further back, and their success
+    // says nothing about the room for new records.
+    if (static_cast<size_t>(last) == recs.size()) failed = false;
     return true;
   }
   if (!failed && prompt_) {
+#ifdef Q_OS_UNIX
+    const QString reason =
+        error != 0 ? QString::fromLocal8Bit(std::strerror(error)) : f->errorString();
+#else
+    Q_UNUSED(error);
+    const QString reason = f->errorString();
+#endif
     prompt_->message(QStringLiteral("The scratch file could not be written.") +
                          QStringLiteral("\r\r") + QDir::toNativeSeparators(f->fileName()) +
-                         QStringLiteral(": ") + f->errorString() +
+                         QStringLiteral(": ") + reason +
                          QStringLiteral(". The data stay in memory until the program ends; "
                                         "free some disk space and save them as CSV."),
                      kWindowTitle);

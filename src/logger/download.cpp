@@ -74,6 +74,14 @@ void Session::Download_Cancel() {
   cancelled_ = true;
 }
 
+bool Session::Download_Mark() {
+  if (busy() || !connected()) return false;
+  exchange_->Queue_Reset();
+  exchange_->Command_Add(1, 56, 0, 0, QString());
+  exchange_->Command_Send();
+  return true;
+}
+
 void Session::registerDownloadBranches() {
   exchange_->setBranch(
       8, [this](QueuedCommand& e, const ReceiveBuffer& rx) { return segmentAnswer(e, rx); });
@@ -178,13 +186,10 @@ BranchResult Session::pointAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
   rec.Block = static_cast<float>(block);
   ++log.Points;
   log.Unsaved = true;
-  if (!data_.Put(LogData, log.Points, rec)) {
-    // The scratch file refused the record (disk full): stop here rather than
-    // pretend; what was written stays.
-    --log.Points;
-    Download_Cancel();
-    return BranchResult::Ended;
-  }
+  // A scratch file that refuses the record (a full disk) has said so once;
+  // the record is held in memory all the same, so the download goes on and
+  // the log can still be saved where there is room.
+  data_.Put(LogData, log.Points, rec);
   Stats_Add(rec, log.Points, log.Stats);
   e.Tag += kBytesPerPoint;
   watchdogCount_ = 0;
@@ -201,7 +206,7 @@ void Session::finishDownload() {
   Download_Timer.stop();
   downloading_ = false;
   cancelled_ = false;
-  exchange_->Command_Add(1, 56, 0, 0, QString());
+  if (MarkDownloadedAtOnce) exchange_->Command_Add(1, 56, 0, 0, QString());
   data_.DataSetIndex = LogData;
   if (data_.info(LogData).Points > 0) Stats_Mark(data_, LogData);
   Q_EMIT dataSetChanged(LogData);

@@ -143,6 +143,14 @@ class Session : public QObject {
   // quietly with what came when it falls silent.
   void Download_Cancel();
   bool downloading() const { return downloading_; }
+  // The window has the logger mark its log downloaded (56) as soon as the
+  // last point is in. A client that first saves the log elsewhere turns this
+  // off and calls Download_Mark() once the log is safe, so a failed save
+  // never leaves the logger free to erase a log nobody kept.
+  bool MarkDownloadedAtOnce = true;
+  // Queues and sends the mark. False (nothing sent) while an exchange runs
+  // or without a logger.
+  bool Download_Mark();
   struct Segment {
     double start = 0;
     qint32 count = 0;

@@ -4,6 +4,11 @@
 #include <QFileInfo>
 #include <QProcess>
 
+#ifdef Q_OS_UNIX
+#include <signal.h>
+#include <sys/resource.h>
+#endif
+
 namespace hygro::test {
 
 namespace {
@@ -36,12 +41,9 @@ QString CliResult::field(const QString& caption) const {
   return QStringLiteral("<no %1 line>").arg(caption);
 }
 
-CliResult runCli(const QStringList& args, int timeoutMs) {
-  CliResult r;
-  QTemporaryDir data;
-  QProcess p;
+void prepareCli(QProcess& p, const QStringList& args, const CliSetup& setup) {
   p.setProgram(cliExecutable());
-  p.setArguments(QStringList{QStringLiteral("--data-dir"), data.path()} + args);
+  p.setArguments(args);
   // Under the sanitizers a finding must not pass for the tool's own exit
   // status 1: give it a status of its own.
   QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
@@ -49,7 +51,36 @@ CliResult runCli(const QStringList& args, int timeoutMs) {
   env.insert(
       QStringLiteral("ASAN_OPTIONS"),
       (asan.isEmpty() ? QString() : asan + QLatin1Char(':')) + QStringLiteral("exitcode=86"));
+  if (!setup.tempDir.isEmpty()) env.insert(QStringLiteral("TMPDIR"), setup.tempDir);
   p.setProcessEnvironment(env);
+  if (!setup.workingDir.isEmpty()) p.setWorkingDirectory(setup.workingDir);
+#ifdef Q_OS_UNIX
+  if (setup.fileSizeLimit > 0) {
+    const rlim_t limit = static_cast<rlim_t>(setup.fileSizeLimit);
+    // In the child between fork and exec: async-signal-safe calls only. An
+    // ignored signal stays ignored across exec.
+    p.setChildProcessModifier([limit] {
+      ::signal(SIGXFSZ, SIG_IGN);
+      rlimit lim{};
+      ::getrlimit(RLIMIT_FSIZE, &lim);
+      lim.rlim_cur = limit;
+      ::setrlimit(RLIMIT_FSIZE, &lim);
+    });
+  }
+#endif
+}
+
+CliResult runCli(const QStringList& args, int timeoutMs) {
+  return runCli(args, CliSetup{}, timeoutMs);
+}
+
+CliResult runCli(const QStringList& args, const CliSetup& setup, int timeoutMs) {
+  CliResult r;
+  QTemporaryDir data;
+  QProcess p;
+  prepareCli(p,
+             setup.dataDir ? QStringList{QStringLiteral("--data-dir"), data.path()} + args : args,
+             setup);
   p.start();
   if (!p.waitForStarted(5000)) {
     r.err = p.errorString();
@@ -82,7 +113,14 @@ bool SimLogger::start(const QString& state, const QStringList& extra, QString* e
 }
 
 CliResult SimLogger::run(const QStringList& commandAndArgs, int timeoutMs) const {
-  return runCli(QStringList{QStringLiteral("--port"), link_} + commandAndArgs, timeoutMs);
+  return runCli(portArgs() + commandAndArgs, timeoutMs);
 }
+
+CliResult SimLogger::run(const QStringList& commandAndArgs, const CliSetup& setup,
+                         int timeoutMs) const {
+  return runCli(portArgs() + commandAndArgs, setup, timeoutMs);
+}
+
+QStringList SimLogger::portArgs() const { return {QStringLiteral("--port"), link_}; }
 
 }  // namespace hygro::test

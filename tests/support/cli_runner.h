@@ -2,6 +2,7 @@
 // Runs build/bin/hygrotab-cli as a child process and collects what it said,
 // and serves a logger for it: hygrotab-sim on a pseudo-terminal with a state
 // from tests/data/sim, reached through a symlink in a private folder.
+#include <QProcess>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
@@ -34,6 +35,23 @@ QStringList words(const QString& commandLine);
 // `timeoutMs`. The data folder is always a private temporary one.
 CliResult runCli(const QStringList& args, int timeoutMs = 30000);
 
+// How a test may change the tool's surroundings.
+struct CliSetup {
+  // No file of the tool may grow beyond this many bytes (RLIMIT_FSIZE, with
+  // SIGXFSZ ignored, so writes fail as on a full disk); 0: no limit.
+  qint64 fileSizeLimit = 0;
+  QString workingDir;  // empty: the test's own
+  // TMPDIR of the tool, where it makes its private data folder; empty: the
+  // test's own.
+  QString tempDir;
+  // False: no --data-dir, the tool makes its private folder under tempDir.
+  bool dataDir = true;
+};
+CliResult runCli(const QStringList& args, const CliSetup& setup, int timeoutMs = 30000);
+// Sets up `p` to run the tool with `args` in `setup` (without --data-dir when
+// setup.dataDir is false: the caller adds one if it wants it).
+void prepareCli(QProcess& p, const QStringList& args, const CliSetup& setup);
+
 // A logger on a pseudo-terminal for the duration of a test.
 class SimLogger {
  public:
@@ -44,6 +62,10 @@ class SimLogger {
   QString port() const { return link_; }
   // Runs the tool against this logger.
   CliResult run(const QStringList& commandAndArgs, int timeoutMs = 30000) const;
+  CliResult run(const QStringList& commandAndArgs, const CliSetup& setup,
+                int timeoutMs = 30000) const;
+  // The arguments that point the tool at this logger.
+  QStringList portArgs() const;
   SimProcess& process() { return sim_; }
 
  private:
