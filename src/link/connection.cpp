@@ -96,6 +96,7 @@ QString Connection::Port_Set_Once(const QString& port) {
     return {};
   }
   ModelName = model;
+  exchange_->Line_Reset();
   return model;
 }
 
