@@ -175,12 +175,17 @@ void Exchange::Write_Raw(const QByteArray& bytes) {
   if (port_->isOpen()) port_->write(bytes);
 }
 
+bool Exchange::listening() const {
+  // While idle, late answers to earlier frames are still read, to keep count.
+  return inputArmed_ || (queue.Count == 0 && !sent_.empty());
+}
+
 void Exchange::onReadyRead() {
-  if (inputArmed_) gather();
+  if (listening()) gather();
 }
 
 void Exchange::gather() {
-  while (inputArmed_) {
+  while (listening()) {
     const QByteArray chunk = pending_.isEmpty() ? port_->readAll() : std::exchange(pending_, {});
     if (chunk.isEmpty()) break;
     for (qsizetype i = 0; i < chunk.size(); ++i) {
@@ -211,7 +216,7 @@ void Exchange::gather() {
       // Bytes after a terminator belong to whatever comes next: the next
       // entry's answer (already sent, buffer restarted at 0), the stream, or
       // late answers to earlier frames. With no answer awaited they wait.
-      if (!inputArmed_) {
+      if (!listening()) {
         pending_ = chunk.mid(i + 1);
         return;
       }

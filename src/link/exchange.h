@@ -87,6 +87,7 @@ class Exchange : public QObject {
 
  private:
   void onReadyRead();
+  bool listening() const;
   void gather();
   void Receive_Dispatch();
   void onTimeOut();
