@@ -62,7 +62,11 @@ bool Connection::openPort() { return port_->open(); }
 QString Connection::Port_Set_Once(const QString& port) {
   if (port_->isOpen()) port_->close();
   Port_Settings_Apply(port);
-  if (!openPort()) return {};
+  lastOpenError_ = PortOpenError::None;
+  if (!openPort()) {
+    lastOpenError_ = port_->openError();
+    return {};
+  }
   QString model;
   for (int attempt = 0; attempt < IdentifyAttempts && model.isEmpty(); ++attempt) {
     if (port_->isOpen()) port_->close();
@@ -108,7 +112,15 @@ bool Connection::Port_Set_Command(const QString& mode, const QString& port) {
   }
   if (exchange_->busy()) return false;
   QString found;
-  if (mode == QLatin1String("Once")) {
+  const bool once = mode == QLatin1String("Once");
+  if (once) {
+    // A port that cannot be named here is not tried.
+    if (const QString problem = PortNameProblem(port); !problem.isEmpty()) {
+      if (prompt_)
+        prompt_->message(NotConnectedText(ModelName) + QStringLiteral("\r\r") + problem, ModelName);
+      Q_EMIT statusTextChanged(StatusText());
+      return true;
+    }
     found = Port_Set_Once(port);
   } else {
     QStringList tried;
@@ -124,7 +136,12 @@ bool Connection::Port_Set_Command(const QString& mode, const QString& port) {
     }
   }
   if (found.isEmpty()) {
-    if (prompt_) prompt_->message(NotConnectedText(ModelName), ModelName);
+    // One port tried: say why it would not open, when it would not.
+    QString text = NotConnectedText(ModelName);
+    if (once && lastOpenError_ != PortOpenError::None)
+      text +=
+          QStringLiteral("\r\r") + PortOpenErrorText(lastOpenError_, port, port_->openErrorText());
+    if (prompt_) prompt_->message(text, ModelName);
     Q_EMIT statusTextChanged(StatusText());
     return true;
   }

@@ -5,6 +5,8 @@
 #include <QTimer>
 #include <functional>
 
+#include "link/transport.h"
+
 namespace hygro {
 
 class Transport;
@@ -52,6 +54,9 @@ class Connection : public QObject {
   void Command20_Click();
 
   bool isConnected() const;
+  // Why the last single-port attempt could not open its port; None when it
+  // opened (or the transport cannot tell).
+  PortOpenError lastOpenError() const { return lastOpenError_; }
   // "Communicating　Port<n>" or "Unconnection".
   QString StatusText() const;
   static QString NotConnectedText(const QString& loggerName) {
@@ -84,6 +89,7 @@ class Connection : public QObject {
   BridgePins* bridge_;
   Exchange* exchange_;
   UserPrompt* prompt_;
+  PortOpenError lastOpenError_ = PortOpenError::None;
 };
 
 }  // namespace hygro
