@@ -2,6 +2,8 @@
 // port path, each command run as a user would. The values and frames behind
 // each command are checked in-process (tst_logger_ops); these cases check
 // what the tool adds: its options, its output, its exit status and its files.
+#include <signal.h>
+
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
@@ -11,6 +13,7 @@
 #include <QtTest>
 
 #include "support/cli_runner.h"
+#include "support/sim_process.h"
 
 using hygro::test::SimLogger;
 using hygro::test::words;
@@ -60,6 +63,7 @@ class TestCliSim : public QObject {
   void silentLogger();
   void loggerPulledOutDuringARun();
   void interruptedRunKeepsItsSamples();
+  void anInterruptedDownloadLetsTheStreamEnd();
 };
 
 void TestCliSim::statusPrintsEveryCaption() {
@@ -298,6 +302,44 @@ void TestCliSim::interruptedRunKeepsItsSamples() {
   QVERIFY(QDir(data).entryList(QDir::Files).isEmpty());
   // The run was ended properly: the logger answers the next command at once.
   QCOMPARE(sim.run(words("status")).exitCode, 0);
+}
+
+void TestCliSim::anInterruptedDownloadLetsTheStreamEnd() {
+  // Paced at the wire speed: about 12 s of points once asked for.
+  hygro::test::SimProcess sim;
+  QString simError;
+  QVERIFY2(sim.start(QStringList{"--state", hygro::test::SimProcess::state("download_15000.json"),
+                                 "--baud", "115200"},
+                     &simError),
+           qPrintable(simError));
+  QTemporaryDir dir;
+  for (const bool twice : {false, true}) {
+    QProcess cli;
+    cli.start(hygro::test::cliExecutable(),
+              QStringList{"--data-dir", dir.filePath(QStringLiteral("data")), "--port", sim.path(),
+                          "download"});
+    cli.setReadChannel(QProcess::StandardError);
+    QVERIFY(cli.waitForStarted());
+    QString err;
+    auto waitFor = [&](const QString& text) {
+      while (!err.contains(text) && cli.waitForReadyRead(20000))
+        err += QString::fromUtf8(cli.readAllStandardError());
+      return err.contains(text);
+    };
+    QVERIFY2(waitFor(QStringLiteral("Download\u3000(")), qPrintable(err));
+    ::kill(static_cast<pid_t>(cli.processId()), SIGINT);
+    QVERIFY2(waitFor(QStringLiteral("waiting for the logger to finish sending")), qPrintable(err));
+    if (twice) ::kill(static_cast<pid_t>(cli.processId()), SIGINT);
+    QVERIFY(cli.waitForFinished(40000));
+    err += QString::fromUtf8(cli.readAllStandardError());
+    QCOMPARE(cli.exitCode(), 1);
+    QVERIFY2(err.contains(QStringLiteral("download interrupted")), qPrintable(err));
+    // The next command works: after a second Ctrl-C the stream is still
+    // running, and the identification lets it pass.
+    CLI_RUN(status, 0, hygro::test::runCli(QStringList{"--port", sim.path(), "status"}, 60000));
+    QCOMPARE(status.field("Points"), QStringLiteral("15000 point"));
+    QCOMPARE(status.err.contains(QStringLiteral("still sending")), twice);
+  }
 }
 
 QTEST_GUILESS_MAIN(TestCliSim)

@@ -1,5 +1,7 @@
 #include "link/connection.h"
 
+#include <QElapsedTimer>
+
 #include "data/userprompt.h"
 #include "link/bridge.h"
 #include "link/exchange.h"
@@ -59,6 +61,33 @@ QString Connection::StatusText() const {
 
 bool Connection::openPort() { return port_->open(); }
 
+QString Connection::StillSendingText(int seconds) {
+  return QStringLiteral("The logger is still sending the data of an earlier download.") +
+         QStringLiteral("\r\rWaiting for it to finish (at most %1 seconds).").arg(seconds);
+}
+
+void Connection::waitForQuietLine() {
+  // Stream bytes read now would be taken for the identification's answer.
+  exchange_->Line_Reset();
+  QElapsedTimer total;
+  total.start();
+  QElapsedTimer quiet;
+  quiet.start();
+  bool told = false;
+  WaitUntil(QuietMaxMs, [&] {
+    if (!port_->isOpen()) return true;
+    if (port_->bytesAvailable() > 0) {
+      port_->readAll();
+      quiet.restart();
+    }
+    if (!told && total.elapsed() >= QuietNoticeMs) {
+      told = true;
+      if (prompt_) prompt_->message(StillSendingText(QuietMaxMs / 1000), ModelName);
+    }
+    return quiet.elapsed() >= QuietMs;
+  });
+}
+
 QString Connection::Port_Set_Once(const QString& port) {
   if (port_->isOpen()) port_->close();
   Port_Settings_Apply(port);
@@ -83,6 +112,7 @@ QString Connection::Port_Set_Once(const QString& port) {
     if (!reopened && bridge_->detachedSerialDriver())
       WaitUntil(ReattachWaitMs, [&] { return reopened || (reopened = openPort()); });
     if (!reopened) break;
+    waitForQuietLine();
     port_->clearInput();
     port_->write(IdentifyFrame());
     // The answer is complete at its terminator; waiting out the rest of the

@@ -161,9 +161,9 @@ bool SerialTransport::isPresent() const {
 #else
   // The device node vanishes with the USB device (and a pseudo-terminal's with
   // its master); asking the file system never disturbs the open port.
-  return QFileInfo::exists(serial_.portName().startsWith(QLatin1Char('/'))
-                               ? serial_.portName()
-                               : QSerialPortInfo(serial_).systemLocation());
+  // (Qt shortens /dev/... names, and the system's port list leaves out
+  // pseudo-terminals: the path itself is asked.)
+  return QFileInfo::exists(devicePath());
 #endif
 }
 
