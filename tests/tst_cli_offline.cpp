@@ -93,6 +93,10 @@ void TestCliOffline::usageErrors_data() {
       {"--speed 1 status", "unknown option '--speed'"},
       {"--baud 1234 status", "--baud takes one of"},
       {"--port", "--port needs"},
+      {"--port 0 status", "Port 0 does not exist: port numbers go from 1 to 255"},
+      {"--port 256 status", "Port 256 does not exist"},
+      {"--port COM3 status", "COM3 is a Windows port name"},
+      {"--port ttyUSB0 status", "ttyUSB0 is not a port"},
       {"--demo status", "exclude each other"},  // with the port every row gets
       {"status --verbose", "unknown option '--verbose'"},
       {"status now", "takes no arguments"},
@@ -132,7 +136,7 @@ void TestCliOffline::usageErrors_data() {
 void TestCliOffline::usageErrors() {
   QFETCH(QStringList, args);
   QFETCH(QString, says);
-  // Every row but the one about --port itself gets a port that does not exist.
+  // Every row but those about --port itself gets a port that does not exist.
   const QStringList port{QStringLiteral("--port"), kNoPort};
   CLI_RUN(r, 2, runCli(args.value(0) == QStringLiteral("--port") ? args : port + args));
   QVERIFY2(r.err.contains(says), CLI_DIAG(r));

@@ -14,6 +14,7 @@
 
 #include "support/cli_runner.h"
 #include "support/data_fixtures.h"
+#include "support/sim_process.h"
 
 using hygro::test::SimLogger;
 using hygro::test::words;
@@ -68,6 +69,7 @@ class TestCliSim : public QObject {
   void aSignalWhileConnectingCleansUp();
   void aKilledRunLeavesItsSamples();
   void aReaderThatGoesAwayLosesNothing();
+  void anInterruptedDownloadLetsTheStreamEnd();
 };
 
 void TestCliSim::statusPrintsEveryCaption() {
@@ -486,6 +488,44 @@ void TestCliSim::aReaderThatGoesAwayLosesNothing() {
     QVERIFY2(m.captured(1).toInt() >= 2, qPrintable(err));
     QCOMPARE(csvLines(csv).size(), 3 + m.captured(1).toInt());
     QVERIFY(QDir(tmp.path()).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
+  }
+}
+
+void TestCliSim::anInterruptedDownloadLetsTheStreamEnd() {
+  // Paced at the wire speed: about 12 s of points once asked for.
+  hygro::test::SimProcess sim;
+  QString simError;
+  QVERIFY2(sim.start(QStringList{"--state", hygro::test::SimProcess::state("download_15000.json"),
+                                 "--baud", "115200"},
+                     &simError),
+           qPrintable(simError));
+  QTemporaryDir dir;
+  for (const bool twice : {false, true}) {
+    QProcess cli;
+    cli.start(hygro::test::cliExecutable(),
+              QStringList{"--data-dir", dir.filePath(QStringLiteral("data")), "--port", sim.path(),
+                          "download"});
+    cli.setReadChannel(QProcess::StandardError);
+    QVERIFY(cli.waitForStarted());
+    QString err;
+    auto waitFor = [&](const QString& text) {
+      while (!err.contains(text) && cli.waitForReadyRead(20000))
+        err += QString::fromUtf8(cli.readAllStandardError());
+      return err.contains(text);
+    };
+    QVERIFY2(waitFor(QStringLiteral("Download\u3000(")), qPrintable(err));
+    ::kill(static_cast<pid_t>(cli.processId()), SIGINT);
+    QVERIFY2(waitFor(QStringLiteral("waiting for the logger to finish sending")), qPrintable(err));
+    if (twice) ::kill(static_cast<pid_t>(cli.processId()), SIGINT);
+    QVERIFY(cli.waitForFinished(40000));
+    err += QString::fromUtf8(cli.readAllStandardError());
+    QCOMPARE(cli.exitCode(), 1);
+    QVERIFY2(err.contains(QStringLiteral("download interrupted")), qPrintable(err));
+    // The next command works: after a second Ctrl-C the stream is still
+    // running, and the identification lets it pass.
+    CLI_RUN(status, 0, hygro::test::runCli(QStringList{"--port", sim.path(), "status"}, 60000));
+    QCOMPARE(status.field("Points"), QStringLiteral("15000 point"));
+    QCOMPARE(status.err.contains(QStringLiteral("still sending")), twice);
   }
 }
 

@@ -8,11 +8,21 @@
 #include "link/connection.h"
 #include "link/exchange.h"
 #include "link/portnames.h"
+#include "link/serialtransport.h"
 #include "logger/session.h"
 #include "sim/simtransport.h"
 #include "support/fake_transport.h"
 #include "support/recording_bridge.h"
 #include "support/scripted_prompt.h"
+
+#ifdef Q_OS_LINUX
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#endif
 
 using namespace hygro;
 using hygro::test::RecordingBridge;
@@ -124,6 +134,64 @@ class TestConnection : public QObject {
     QCOMPARE(r.prompt.messages(), QStringList{QStringLiteral("Hygrotab not connected.")});
     QCOMPARE(r.session.view().statusBar, QStringLiteral("Unconnection"));
     QVERIFY(r.bridge->values.isEmpty());  // the port never opened: no pulse
+  }
+
+  // A port that will not open says why, and what to do; a port that cannot
+  // be named is not tried.
+  void aPortThatWillNotOpenSaysWhy() {
+    auto attempt = [](const QString& port) {
+      ScriptedPrompt prompt;
+      Session session{std::make_unique<SerialTransport>(), std::make_unique<NoBridge>(), &prompt};
+      QTemporaryDir dir;
+      session.data().open(dir.path(), nullptr);
+      session.Port_Set_Command(QStringLiteral("Once"), port);
+      const bool connected = session.connected();
+      session.data().closeAndRemove();
+      return connected ? QStringLiteral("connected") : prompt.messages().join(QLatin1Char('|'));
+    };
+    const QString headline = QStringLiteral("Hygrotab not connected.\r\r");
+    QTemporaryDir dir;
+    const QString missing = dir.filePath(QStringLiteral("ttyNothing"));
+    QCOMPARE(attempt(missing),
+             headline + missing +
+                 QStringLiteral(": no such port. Plug the logger in, or check the port number "
+                                "(1 is /dev/ttyUSB0)."));
+    QCOMPARE(attempt(dir.path()), headline + dir.path() +
+                                      QStringLiteral(" is not a serial port. Choose the port the "
+                                                     "logger is on."));
+    const QString devNull = attempt(QStringLiteral("/dev/null"));
+    QCOMPARE(devNull, headline + QStringLiteral("/dev/null is not a serial port. Choose the port "
+                                                "the logger is on."));
+    QVERIFY(attempt(QStringLiteral("256"))
+                .startsWith(headline + QStringLiteral("Port 256 does not exist")));
+    QVERIFY(
+        attempt(QStringLiteral("COM3")).contains(QStringLiteral("COM3 is a Windows port name")));
+
+#ifdef Q_OS_LINUX
+    // A terminal another program holds exclusively.
+    const int master = ::posix_openpt(O_RDWR | O_NOCTTY);
+    QVERIFY(master >= 0);
+    QVERIFY(::grantpt(master) == 0 && ::unlockpt(master) == 0);
+    const QString slavePath = QString::fromLocal8Bit(::ptsname(master));
+    const int holder = ::open(::ptsname(master), O_RDWR | O_NOCTTY);
+    QVERIFY(holder >= 0);
+    QVERIFY(::ioctl(holder, TIOCEXCL) == 0);
+    QCOMPARE(attempt(slavePath), headline + slavePath +
+                                     QStringLiteral(" is in use by another program. Close that "
+                                                    "program, or choose another port."));
+    ::close(holder);
+    ::close(master);
+
+    // Permission is asked of the system as the user would meet it; run as
+    // root, only the mapping can be checked.
+    QCOMPARE(ClassifyOpenFailure(EACCES, true, false, false), PortOpenError::PermissionDenied);
+    QCOMPARE(ClassifyOpenFailure(EBUSY, true, false, true), PortOpenError::InUse);
+    QCOMPARE(ClassifyOpenFailure(ENOENT, false, false, false), PortOpenError::NoSuchPort);
+    QCOMPARE(ClassifyOpenFailure(0, true, false, false), PortOpenError::NotASerialPort);
+    QCOMPARE(PortOpenErrorText(PortOpenError::PermissionDenied, QStringLiteral("1"), QString()),
+             QStringLiteral("1 (/dev/ttyUSB0): permission denied. Add your user to the dialout "
+                            "group (sudo usermod -aG dialout $USER) and log in again."));
+#endif
   }
 
   void theSearchGoesFromSixteenDown() {

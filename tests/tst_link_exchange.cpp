@@ -171,18 +171,129 @@ class TestExchange : public QObject {
   void hostileAnswersAreDefined() {
     Rig r;
     r.start({16, 22});
-    // 300 bytes without a terminator: the buffer never overflows, and the
-    // terminator still completes the answer.
+    // 300 bytes without a terminator: the buffer never overflows, and what
+    // the terminator completes is no answer to anything, so it is dropped.
     r.port.feedNow(QByteArray(300, '\x11'));
     QCOMPARE(int(r.x.rx.ReceiveCount), ReceiveBuffer::Capacity);
     r.port.feedNow(Hex("FF"));
-    QCOMPARE(r.dispatched, (QList<int>{16}));
-    // A lone terminator, then binary garbage with terminators inside.
-    r.port.feedNow(Hex("FF"));
+    QCOMPARE(int(r.x.rx.ReceiveCount), 0);
+    // Lone terminators and binary garbage with terminators inside.
+    r.port.feedNow(Hex("FF FF 00 EE FF 01 02 03 04 05 06 07 08 FF"));
+    QVERIFY(r.dispatched.isEmpty());
+    QCOMPARE(r.port.writes.size(), 1);  // nothing taken for a refusal either
+    r.port.feedNow(Answer(1, 16, 0, 0) + Answer(1, 22, 0, 0));
     QCOMPARE(r.dispatched, (QList<int>{16, 22}));
     QVERIFY(!r.x.busy());
     r.port.feedNow(Hex("FF FF 00 EE FF"));  // nothing awaited: ignored
     QCOMPARE(r.dispatched.size(), 2);
+    QVERIFY(r.prompt.calls.isEmpty());
+  }
+
+  // The logger answers every frame it gets, in order, however late. After a
+  // resend two answers are on their way, and the second must not be taken for
+  // the next frame's, even when both frames share a command code.
+  void lateAnswersGoToTheFrameTheyAnswer() {
+    Rig r;
+    r.x.TimeOutMs = 100;           // one resend, then the answers come at once
+    QList<QPair<int, int>> reads;  // (P2, R2) of every 23 taken
+    r.x.setBranch(23, [&](QueuedCommand& e, const ReceiveBuffer& rx) {
+      reads << qMakePair(int(e.P2), int(rx.R(2)));
+      return BranchResult::Advance;
+    });
+    bool armedAfterStale = false;
+    // What the logger sends after each write (nothing after the first).
+    const QList<QByteArray> plan{
+        {}, Answer(1, 23, 1, 2), Answer(1, 23, 1, 2) + Answer(1, 23, 3, 4)};
+    QObject::connect(&r.x, &Exchange::frameSent, [&] {
+      const auto n = r.port.writes.size();
+      if (n == 3) {
+        // The late answer of the resend alone first: it must leave the time-out armed.
+        QTimer::singleShot(0, &r.port, [&] {
+          r.port.feedNow(Answer(1, 23, 1, 2));
+          armedAfterStale = r.x.timeOutArmed() && r.x.busy();
+          r.port.feedNow(Answer(1, 23, 3, 4));
+        });
+      } else if (n <= plan.size() && !plan[n - 1].isEmpty()) {
+        r.port.feed(plan[n - 1]);
+      }
+    });
+    r.x.Queue_Reset();
+    r.x.Command_Add(1, 23, 20, 0, QString());
+    r.x.Command_Add(1, 23, 22, 0, QString());
+    r.x.Command_Send();
+    QTRY_VERIFY_WITH_TIMEOUT(!r.x.busy(), 10000);
+    QCOMPARE(reads, (QList<QPair<int, int>>{{20, 1}, {22, 3}}));
+    QVERIFY(armedAfterStale);
+    QCOMPARE(r.port.writes.size(), 3);
+    QVERIFY(r.prompt.calls.isEmpty());
+
+    // An answer lost on the way: the next frame's answer, which names its
+    // own code, is still taken; a stray answer naming another code is not,
+    // nor is anything but text for the version read.
+    Rig s;
+    s.x.TimeOutMs = 100;
+    QList<int> r2;
+    for (int code : {16, 22, 21}) {
+      s.x.setBranch(code, [&r2](QueuedCommand&, const ReceiveBuffer& rx) {
+        r2 << rx.R(2);
+        return BranchResult::Advance;
+      });
+    }
+    QByteArray version;
+    s.x.setBranch(99, [&](QueuedCommand&, const ReceiveBuffer& rx) {
+      version = QByteArray(reinterpret_cast<const char*>(rx.bytes.data()), rx.ReceiveCount);
+      return BranchResult::Advance;
+    });
+    const QList<QByteArray> plan2{{},
+                                  Answer(1, 16, 7, 0),
+                                  Answer(1, 22, 25, 0),
+                                  Answer(1, 22, 9, 9) + Answer(1, 21, 5, 220),
+                                  Answer(1, 21, 5, 220) + QByteArray("QM720-XC V1\x02\xFF")};
+    QObject::connect(&s.x, &Exchange::frameSent, [&] {
+      const auto n = s.port.writes.size();
+      if (n <= plan2.size() && !plan2[n - 1].isEmpty()) s.port.feed(plan2[n - 1]);
+    });
+    s.x.Queue_Reset();
+    for (int code : {16, 22, 21, 99})
+      s.x.Command_Add(1, static_cast<quint8>(code), 0, 0, QString());
+    s.x.Command_Send();
+    QTRY_VERIFY_WITH_TIMEOUT(!s.x.busy(), 10000);
+    QCOMPARE(r2, (QList<int>{7, 25, 5}));
+    QCOMPARE(version, QByteArray("QM720-XC V1\x02"));
+    QCOMPARE(s.port.writes.size(), 5);
+    QVERIFY(s.prompt.calls.isEmpty());
+  }
+
+  // A stream asked for twice is sent twice; the second copy is no answer to
+  // the frame after the stream.
+  void aRepeatedStreamIsNotTakenForTheNextAnswer() {
+    Rig r;
+    r.x.TimeOutMs = 100;
+    int points = 0;
+    r.x.setBranch(44, [&](QueuedCommand& e, const ReceiveBuffer& rx) {
+      ++points;
+      e.Tag += rx.R(3);
+      return e.Tag < 12 ? BranchResult::Hold : BranchResult::Advance;
+    });
+    int battery = -1;
+    r.x.setBranch(16, [&](QueuedCommand&, const ReceiveBuffer& rx) {
+      battery = rx.R(3);
+      return BranchResult::Advance;
+    });
+    const QByteArray stream = Answer(0, 0, 0, 4).repeated(3);
+    QObject::connect(&r.x, &Exchange::frameSent, [&] {
+      const auto n = r.port.writes.size();
+      if (n == 2) r.port.feed(stream);
+      if (n == 3) r.port.feed(stream + Answer(1, 16, 0, 1));
+    });
+    r.x.Queue_Reset();
+    r.x.Command_Add(1, 44, 0, 12, QStringLiteral("download"));
+    r.x.Command_Add(1, 16, 0, 0, QStringLiteral("download"));
+    r.x.Command_Send();
+    QTRY_VERIFY_WITH_TIMEOUT(!r.x.busy(), 10000);
+    QCOMPARE(points, 3);
+    QCOMPARE(battery, 1);
+    QCOMPARE(r.port.writes.size(), 3);
     QVERIFY(r.prompt.calls.isEmpty());
   }
 

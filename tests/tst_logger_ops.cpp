@@ -12,6 +12,7 @@
 #include "logger/session.h"
 #include "sim/simtransport.h"
 #include "support/data_fixtures.h"
+#include "support/fake_transport.h"
 #include "support/scripted_prompt.h"
 
 using namespace hygro;
@@ -649,6 +650,130 @@ class TestLoggerOps : public QObject {
     double readBack = 0;
     QVERIFY2(fmt::parseGeneralDate(text.mid(16), &readBack), qPrintable(text));
     QVERIFY2(qAbs(readBack - fmt::nowSerial()) * 86400 < 5, qPrintable(text));
+  }
+
+  // A logger whose every answer comes 2.4 to 3 time-outs late: the resends
+  // and their answers must not fall out of step with the commands.
+  void aLateLoggerStillGivesTheRightResults() {
+    CONNECTED_RIG(r, "idle.json");
+    auto lateBy = [&](int timeOutMs) {
+      r.session.exchange().TimeOutMs = timeOutMs;
+      r.sim->faults().delayMs = timeOutMs * 12 / 5;
+      r.sim->faults().delayJitterMs = timeOutMs * 3 / 5;
+    };
+    lateBy(500);  // as the logger was seen: 1.2 to 1.5 s
+    r.session.Command1_Click();
+    QVERIFY(r.waitIdle(60000));
+    QVERIFY2(r.prompt.calls.isEmpty(), qPrintable(r.prompt.messages().join('|')));
+    QCOMPARE(int(r.session.data().info(RealTimeData).Points), 1);
+    QCOMPARE(r.rec(RealTimeData, 1).Temperature, 24.4f);
+    QVERIFY(qAbs(r.rec(RealTimeData, 1).Humidity - 50.45f) < 0.05f);
+
+    // The answers to the resends still on their way, before the pace changes.
+    QTRY_COMPARE_WITH_TIMEOUT(r.session.exchange().outstanding(), 0, 15000);
+    lateBy(200);  // the same proportions, quicker
+    r.session.Command11_Click();
+    QVERIFY(r.waitIdle(60000));
+    QVERIFY2(r.prompt.calls.isEmpty(), qPrintable(r.prompt.messages().join('|')));
+    const StatusView& v = r.session.view();
+    QCOMPARE(v.Label7, QStringLiteral("3.05 V"));
+    QCOMPARE(v.Label8, QString());
+    QCOMPARE(v.Label14, QStringLiteral("LAB1"));
+    QCOMPARE(v.Label16, QStringLiteral("Record stop"));
+    QCOMPARE(v.Label26, QStringLiteral("2024/05/01 09:00:00"));
+    QCOMPARE(v.Label21, QStringLiteral("144 point"));
+    QCOMPARE(v.Label6, QStringLiteral("10 Min"));
+    QCOMPARE(r.session.status().FirmwareVersion, QStringLiteral("QM720-XC V1.02"));
+
+    r.session.Now_Time_set();
+    QVERIFY(r.waitIdle(60000));
+    QCOMPARE(r.prompt.messages().size(), 1);
+    const QString text = r.prompt.messages().first();
+    QVERIFY2(text.startsWith(QStringLiteral("Set completion\r\r")), qPrintable(text));
+    double readBack = 0;
+    QVERIFY2(fmt::parseGeneralDate(text.mid(16), &readBack), qPrintable(text));
+    QVERIFY2(qAbs(readBack - fmt::nowSerial()) * 86400 < 10, qPrintable(text));
+    r.prompt.calls.clear();
+
+    r.session.Command5_Click();
+    QVERIFY(r.waitIdle(120000));
+    QVERIFY2(r.prompt.calls.isEmpty(), qPrintable(r.prompt.messages().join('|')));
+    QCOMPARE(int(r.session.data().info(LogData).Points), 144);
+    QCOMPARE(r.session.data().info(LogData).Interval, 600);
+    QCOMPARE(fmt::formatDateTime(r.rec(LogData, 144).Time), QStringLiteral("2024/05/02 08:50:00"));
+  }
+
+  // A value the sensor cannot give ends the measurement with a message and
+  // is neither shown nor kept.
+  void anImpossibleValueIsNotData() {
+    QVERIFY(TemperaturePlausible(-40.0f) && TemperaturePlausible(125.0f));
+    QVERIFY(!TemperaturePlausible(357.68f) && !TemperaturePlausible(-40.5f));
+    QVERIFY(HumidityPlausible(0.0f) && HumidityPlausible(100.0f));
+    QVERIFY(!HumidityPlausible(198.02f) && !HumidityPlausible(-935.15f));
+    QVERIFY(ClockPlausible(2024, 2, 29, 23, 59, 59));
+    QVERIFY(ClockPlausible(2003, 12, -1, -1, -1, -1));
+    QVERIFY(!ClockPlausible(2003, 17, -1, -1, -1, -1));
+    QVERIFY(!ClockPlausible(2023, 2, 29, 0, 0, 0));
+    QVERIFY(!ClockPlausible(2024, 1, 1, 24, 0, 0));
+    QVERIFY(!BatteryRawPlausible(39726) && BatteryRawPlausible(1023));
+
+    // A logger that answers with what such a late answer once carried.
+    struct Scripted {
+      ScriptedPrompt prompt;
+      test::FakeTransport* port = new test::FakeTransport;
+      Session session{std::unique_ptr<Transport>(port), std::make_unique<NoBridge>(), &prompt};
+      QTemporaryDir dir;
+      Scripted(const QByteArrayList& answers) {
+        session.data().open(dir.path(), nullptr);
+        port->open();
+        port->autoAnswer = true;
+        port->script = answers;
+      }
+      ~Scripted() { session.data().closeAndRemove(); }
+      QStringList after(void (Session::*handler)()) {
+        (session.*handler)();
+        QDeadlineTimer deadline(10000);
+        while (session.busy() && !deadline.hasExpired())
+          QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+        return prompt.messages();
+      }
+    };
+    using test::Answer;
+    const QString end = QStringLiteral("\r\rThe communication is ended.");
+    const QString head = QStringLiteral("The logger sent an impossible value: ");
+    {
+      // Raw 39728: 357.68 C.
+      Scripted s({Answer(1, 25, 0, 0), Answer(1, 16, 0, 0), Answer(1, 22, 155, 48)});
+      QCOMPARE(s.after(&Session::Command1_Click),
+               QStringList{head + QStringLiteral("temperature 357.68 C") + end});
+      QCOMPARE(int(s.session.data().info(RealTimeData).Points), 0);
+      QVERIFY(s.session.realtimeLabels().Label2.isEmpty());
+      QVERIFY(s.session.connected());
+    }
+    {
+      Scripted s(
+          {Answer(1, 25, 0, 0), Answer(1, 16, 0, 0), Answer(1, 22, 25, 0), Answer(1, 21, 0, 0)});
+      QCOMPARE(s.after(&Session::Command1_Click),
+               QStringList{head + QStringLiteral("humidity -4.01 %RH") + end});
+      QCOMPARE(int(s.session.data().info(RealTimeData).Points), 0);
+      QVERIFY(s.session.realtimeLabels().Label4.isEmpty());
+    }
+    {
+      Scripted s({Answer(1, 1, 0, 0), Answer(1, 2, 0, 0), Answer(1, 3, 0, 0), Answer(1, 4, 3, 17)});
+      QCOMPARE(s.after(&Session::Now_Time_set),
+               QStringList{head + QStringLiteral("clock 2003/17/-- --:--:--") + end});
+    }
+    {
+      // 155 * 256 + 46 = 39726 counts: 128.15 V.
+      QByteArrayList status{QByteArray("QM720-XC V1\x02\xFF")};
+      for (int code : {42, 43, 30}) status << Answer(1, code, 0, 0);
+      for (int i = 0; i < 5; ++i) status << Answer(1, 23, 0, 0);
+      for (int code : {38, 34, 35, 36, 37, 47, 48, 50}) status << Answer(1, code, 0, 0);
+      status << Answer(1, 51, 155, 46);
+      Scripted s(status);
+      QCOMPARE(s.after(&Session::Command11_Click),
+               QStringList{head + QStringLiteral("battery 128.15 V") + end});
+    }
   }
 };
 

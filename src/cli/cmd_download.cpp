@@ -1,9 +1,13 @@
 // download: the logger's log into the tool, as the window's download button
 // does it, with the progress on stderr.
+#include <signal.h>
 #include <unistd.h>
 
 #include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
 #include <QFileInfo>
+#include <QTimer>
 
 #include "cli/cli.h"
 #include "data/csv.h"
@@ -11,6 +15,8 @@
 namespace hygro::cli {
 
 namespace {
+
+volatile sig_atomic_t g_again = 0;  // Ctrl-C while waiting for the stream to end
 
 // A bar redrawn in place on a terminal; on a pipe or file a line at each tenth
 // of the way, so a log stays readable.
@@ -132,6 +138,37 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
     // saved, so the logger is not told anything.
     s.Download_Cancel();
     progress.end();
+    if (s.busy()) {
+      // The logger streams its memory to the end whatever is done here; a
+      // command started meanwhile would find the line full. A second Ctrl-C
+      // leaves at once.
+      err(QStringLiteral("%1: waiting for the logger to finish sending… (Ctrl-C again to quit "
+                         "at once)")
+              .arg(kProgram));
+      g_again = 0;
+      struct sigaction sa {};
+      sa.sa_handler = [](int) { g_again = 1; };
+      ::sigaction(SIGINT, &sa, nullptr);
+      // Nothing more is sent (the log stays marked as never downloaded); the
+      // stream is over once the line has been quiet for a moment.
+      s.exchange().Pro_End();
+      QElapsedTimer quiet;
+      quiet.start();
+      QElapsedTimer total;
+      total.start();
+      Transport* line = s.transport();
+      const auto drained = QObject::connect(line, &Transport::readyRead, [&] {
+        quiet.restart();
+        line->readAll();
+      });
+      QEventLoop loop;
+      QTimer tick;
+      QObject::connect(&tick, &QTimer::timeout, &loop, &QEventLoop::quit);
+      tick.start(50);
+      while (quiet.elapsed() < 300 && total.elapsed() < 30000 && line->isOpen() && !g_again)
+        loop.exec();
+      QObject::disconnect(drained);
+    }
     err(QStringLiteral("%1: download interrupted (%2); the logger keeps its log as never "
                        "downloaded")
             .arg(kProgram, Tool::interruptName()));

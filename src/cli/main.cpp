@@ -3,6 +3,7 @@
 
 #include "cli/cli.h"
 #include "link/connection.h"
+#include "link/portnames.h"
 
 using namespace hygro::cli;
 
@@ -80,6 +81,8 @@ int main(int argc, char** argv) {
     } else if (name == QLatin1String("--port")) {
       if (!value(&global.port) || global.port.trimmed().isEmpty())
         return usageError(QStringLiteral("--port needs a port number or a device path"));
+      if (const QString problem = hygro::PortNameProblem(global.port); !problem.isEmpty())
+        return usageError(QStringLiteral("--port: ") + problem);
       portGiven = true;
     } else if (name == QLatin1String("--baud")) {
       if (!value(&global.baud) || !hygro::Connection::BaudChoices().contains(global.baud))

@@ -150,7 +150,9 @@ bool Tool::connect() {
                              options_.port);
   // No logger: the session has said "... not connected." already.
   if (!session_->connected()) {
-    if (once) err(QStringLiteral("%1: no logger answered on %2").arg(kProgram, options_.port));
+    // A port that would not open has been explained; one that opened was silent.
+    if (once && session_->connection().lastOpenError() == PortOpenError::None)
+      err(QStringLiteral("%1: no logger answered on %2").arg(kProgram, options_.port));
     return false;
   }
   model_ = session_->ModelName();

@@ -1,5 +1,7 @@
 #include "link/connection.h"
 
+#include <QElapsedTimer>
+
 #include "data/userprompt.h"
 #include "link/bridge.h"
 #include "link/exchange.h"
@@ -59,10 +61,41 @@ QString Connection::StatusText() const {
 
 bool Connection::openPort() { return port_->open(); }
 
+QString Connection::StillSendingText(int seconds) {
+  return QStringLiteral("The logger is still sending the data of an earlier download.") +
+         QStringLiteral("\r\rWaiting for it to finish (at most %1 seconds).").arg(seconds);
+}
+
+void Connection::waitForQuietLine() {
+  // Stream bytes read now would be taken for the identification's answer.
+  exchange_->Line_Reset();
+  QElapsedTimer total;
+  total.start();
+  QElapsedTimer quiet;
+  quiet.start();
+  bool told = false;
+  WaitUntil(QuietMaxMs, [&] {
+    if (!port_->isOpen()) return true;
+    if (port_->bytesAvailable() > 0) {
+      port_->readAll();
+      quiet.restart();
+    }
+    if (!told && total.elapsed() >= QuietNoticeMs) {
+      told = true;
+      if (prompt_) prompt_->message(StillSendingText(QuietMaxMs / 1000), ModelName);
+    }
+    return quiet.elapsed() >= QuietMs;
+  });
+}
+
 QString Connection::Port_Set_Once(const QString& port) {
   if (port_->isOpen()) port_->close();
   Port_Settings_Apply(port);
-  if (!openPort()) return {};
+  lastOpenError_ = PortOpenError::None;
+  if (!openPort()) {
+    lastOpenError_ = port_->openError();
+    return {};
+  }
   QString model;
   for (int attempt = 0; attempt < IdentifyAttempts && model.isEmpty(); ++attempt) {
     if (port_->isOpen()) port_->close();
@@ -79,6 +112,7 @@ QString Connection::Port_Set_Once(const QString& port) {
     if (!reopened && bridge_->detachedSerialDriver())
       WaitUntil(ReattachWaitMs, [&] { return reopened || (reopened = openPort()); });
     if (!reopened) break;
+    waitForQuietLine();
     port_->clearInput();
     port_->write(IdentifyFrame());
     // The answer is complete at its terminator; waiting out the rest of the
@@ -96,6 +130,7 @@ QString Connection::Port_Set_Once(const QString& port) {
     return {};
   }
   ModelName = model;
+  exchange_->Line_Reset();
   return model;
 }
 
@@ -107,7 +142,15 @@ bool Connection::Port_Set_Command(const QString& mode, const QString& port) {
   }
   if (exchange_->busy()) return false;
   QString found;
-  if (mode == QLatin1String("Once")) {
+  const bool once = mode == QLatin1String("Once");
+  if (once) {
+    // A port that cannot be named here is not tried.
+    if (const QString problem = PortNameProblem(port); !problem.isEmpty()) {
+      if (prompt_)
+        prompt_->message(NotConnectedText(ModelName) + QStringLiteral("\r\r") + problem, ModelName);
+      Q_EMIT statusTextChanged(StatusText());
+      return true;
+    }
     found = Port_Set_Once(port);
   } else {
     QStringList tried;
@@ -123,7 +166,12 @@ bool Connection::Port_Set_Command(const QString& mode, const QString& port) {
     }
   }
   if (found.isEmpty()) {
-    if (prompt_) prompt_->message(NotConnectedText(ModelName), ModelName);
+    // One port tried: say why it would not open, when it would not.
+    QString text = NotConnectedText(ModelName);
+    if (once && lastOpenError_ != PortOpenError::None)
+      text +=
+          QStringLiteral("\r\r") + PortOpenErrorText(lastOpenError_, port, port_->openErrorText());
+    if (prompt_) prompt_->message(text, ModelName);
     Q_EMIT statusTextChanged(StatusText());
     return true;
   }

@@ -5,6 +5,8 @@
 #include <QTimer>
 #include <functional>
 
+#include "link/transport.h"
+
 namespace hygro {
 
 class Transport;
@@ -25,6 +27,12 @@ class Connection : public QObject {
   int AnswerWaitMs = 500;
   int IdentifyAttempts = 2;
   int ReattachWaitMs = 1000;
+  // Before identifying, a logger still streaming (a download nobody took to
+  // its end) is let finish: the line must be quiet this long, waiting at
+  // most QuietMaxMs; after QuietNoticeMs the user is told.
+  int QuietMs = 150;
+  int QuietMaxMs = 30000;
+  int QuietNoticeMs = 1500;
   static constexpr int SearchFirstPort = 16;
 
   QString BaudText = QStringLiteral("57600");
@@ -52,8 +60,12 @@ class Connection : public QObject {
   void Command20_Click();
 
   bool isConnected() const;
+  // Why the last single-port attempt could not open its port; None when it
+  // opened (or the transport cannot tell).
+  PortOpenError lastOpenError() const { return lastOpenError_; }
   // "Communicating　Port<n>" or "Unconnection".
   QString StatusText() const;
+  static QString StillSendingText(int seconds);
   static QString NotConnectedText(const QString& loggerName) {
     return loggerName + QStringLiteral(" not connected.");
   }
@@ -79,11 +91,13 @@ class Connection : public QObject {
   void presenceCheck();
   void deviceGone();
   bool openPort();
+  void waitForQuietLine();
 
   Transport* port_;
   BridgePins* bridge_;
   Exchange* exchange_;
   UserPrompt* prompt_;
+  PortOpenError lastOpenError_ = PortOpenError::None;
 };
 
 }  // namespace hygro

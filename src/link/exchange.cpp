@@ -7,7 +7,57 @@ namespace hygro {
 
 namespace {
 const QString kCr2 = QStringLiteral("\r\r");
+constexpr size_t kMaxOutstanding = 256;
+
+int FrameValue(const QByteArray& frame, int j) {
+  const auto hundreds = static_cast<quint8>(frame[2 * j]);
+  const auto bcd = static_cast<quint8>(frame[2 * j + 1]);
+  return hundreds * 100 + (bcd >> 4) * 10 + (bcd & 0x0F);
 }
+
+// The four values of a well-formed answer (a hundreds byte of 0..2 and a
+// packed-BCD byte each, every value a byte); false for anything else.
+bool AnswerValues(const ReceiveBuffer& rx, std::array<int, 4>& v) {
+  const int n = qMin<int>(rx.ReceiveCount, ReceiveBuffer::Capacity);
+  if (n < 8) return false;
+  for (int k = 0; k < 4; ++k) {
+    const quint8 hb = rx.bytes[static_cast<size_t>(n - 8 + 2 * k)];
+    const quint8 lb = rx.bytes[static_cast<size_t>(n - 7 + 2 * k)];
+    if (hb > 2 || (lb >> 4) > 9 || (lb & 0x0F) > 9) return false;
+    v[static_cast<size_t>(k)] = hb * 100 + (lb >> 4) * 10 + (lb & 0x0F);
+    if (v[static_cast<size_t>(k)] > 255) return false;
+  }
+  return true;
+}
+
+// Whether the answer in rx can be the logger's answer to `frame`. Ordinary
+// answers echo the frame (1, code); a memory read and the points of a stream
+// are four plain values; the version answer is text and a version byte. A
+// refusal can answer anything.
+bool AnswerFits(const QByteArray& frame, const ReceiveBuffer& rx) {
+  const int n = qMin<int>(rx.ReceiveCount, ReceiveBuffer::Capacity);
+  if (n >= 1 && rx.bytes[0] == kRefusal) return true;
+  const int code = FrameValue(frame, 1);
+  if (code == 99) {
+    if (n < 2) return false;
+    for (int i = 0; i < n - 1; ++i) {
+      const quint8 b = rx.bytes[static_cast<size_t>(i)];
+      if (b < 0x20 || b > 0x7E) return false;
+    }
+    return true;
+  }
+  std::array<int, 4> v{};
+  if (!AnswerValues(rx, v)) return false;
+  if (code == 8 || code == 44) return true;
+  return v[0] == 1 && v[1] == code;
+}
+
+// A stream request (44, up to an end address) is answered once per point.
+int AnswersDue(const QByteArray& frame) {
+  if (FrameValue(frame, 1) != 44) return 1;
+  return qMax(1, (FrameValue(frame, 2) * 256 + FrameValue(frame, 3)) / 4);
+}
+}  // namespace
 
 QString Exchange::TimeOutText() {
   return QStringLiteral("タイムアウト") + kCr2 + QStringLiteral("The communication is ended.");
@@ -28,6 +78,7 @@ Exchange::Exchange(Transport* port, UserPrompt* prompt, QObject* parent)
     Q_EMIT busyCursor(true);
   });
   connect(port_, &Transport::readyRead, this, &Exchange::onReadyRead);
+  clock_.start();
 }
 
 void Exchange::Queue_Reset() {
@@ -59,8 +110,15 @@ QString Exchange::title() const {
 }
 
 void Exchange::Command_Send() {
-  rx.ReceiveCount = 0;
-  port_->clearInput();
+  const qint64 now = clock_.elapsed();
+  expireOutstanding(now);
+  // What is waiting is noise, unless answers to earlier frames are still on
+  // their way: those must be read to keep answers and frames in step.
+  if (sent_.empty() || !port_->isOpen()) {
+    Line_Reset();
+    port_->clearInput();
+  }
+  holding_ = false;
   if (queue.Current < 0 || queue.Current >= CommandQueue::Capacity) return;
   const QByteArray frame = CommandFrame(queue.entries[static_cast<size_t>(queue.Current)]);
   mouse_p.start(MousePMs);
@@ -68,21 +126,68 @@ void Exchange::Command_Send() {
   inputArmed_ = true;
   if (port_->isOpen()) {
     port_->write(frame);
+    sent_.push_back({frame, now, AnswersDue(frame)});
+    if (sent_.size() > kMaxOutstanding) sent_.pop_front();
     Q_EMIT frameSent(frame);
   }
+}
+
+void Exchange::Line_Reset() {
+  sent_.clear();
+  pending_.clear();
+  rx.ReceiveCount = 0;
+}
+
+void Exchange::expireOutstanding(qint64 now) {
+  // A frame unanswered for as long as an exchange waits in all is taken as
+  // never answered. The clock runs from the last answer: a logger busy
+  // streaming earlier answers has not yet had its turn.
+  const qint64 window = qint64(TimeOutMs) * (MaxRetries + 1);
+  while (!sent_.empty() && now - qMax(sent_.front().writtenMs, lastAnswerMs_) > window)
+    sent_.pop_front();
+}
+
+bool Exchange::answerIsCurrent() {
+  const qint64 now = clock_.elapsed();
+  expireOutstanding(now);
+  QByteArray inFlight;
+  if (queue.Count > 0 && queue.Current >= 0 && queue.Current < CommandQueue::Capacity)
+    inFlight = CommandFrame(queue.entries[static_cast<size_t>(queue.Current)]);
+  size_t i = 0;
+  while (i < sent_.size() && !AnswerFits(sent_[i].frame, rx)) ++i;
+  if (i == sent_.size()) {
+    // Answers to no frame written: the rest of a stream being taken, or noise.
+    return holding_ && sent_.empty() && !inFlight.isEmpty() && AnswerFits(inFlight, rx);
+  }
+  // Answers come in order: frames before the one answered never will be.
+  sent_.erase(sent_.begin(), sent_.begin() + static_cast<std::ptrdiff_t>(i));
+  Outstanding& owner = sent_.front();
+  lastAnswerMs_ = now;
+  const bool current = owner.frame == inFlight;
+  const bool moreDue = --owner.due > 0;
+  if (!moreDue) sent_.pop_front();
+  // A stale stream still running keeps the logger from the frame in flight.
+  if (!current && moreDue && TimeOut.isActive()) TimeOut.start(TimeOutMs);
+  return current;
 }
 
 void Exchange::Write_Raw(const QByteArray& bytes) {
   if (port_->isOpen()) port_->write(bytes);
 }
 
+bool Exchange::listening() const {
+  // While idle, late answers to earlier frames are still read, to keep count.
+  return inputArmed_ || (queue.Count == 0 && !sent_.empty());
+}
+
 void Exchange::onReadyRead() {
-  if (inputArmed_) gather();
+  if (listening()) gather();
 }
 
 void Exchange::gather() {
-  while (inputArmed_ && port_->bytesAvailable() > 0) {
-    const QByteArray chunk = port_->readAll();
+  while (listening()) {
+    const QByteArray chunk = pending_.isEmpty() ? port_->readAll() : std::exchange(pending_, {});
+    if (chunk.isEmpty()) break;
     for (qsizetype i = 0; i < chunk.size(); ++i) {
       const auto b = static_cast<quint8>(chunk[i]);
       // A flood without a terminator cannot run past the buffer: the excess is
@@ -93,6 +198,12 @@ void Exchange::gather() {
         if (rx.ReceiveCount < ReceiveBuffer::Capacity) ++rx.ReceiveCount;
         continue;
       }
+      if (!answerIsCurrent()) {
+        // Late, or an answer to a resend already answered: dropped, and the
+        // frame in flight keeps its time-out and retries.
+        rx.ReceiveCount = 0;
+        continue;
+      }
       mouse_p.stop();
       TimeOut.stop();
       RetryCount = 0;
@@ -100,11 +211,15 @@ void Exchange::gather() {
           queue.Count > 0 &&
           queue.entries[static_cast<size_t>(queue.Current)].CommMode == QLatin1String("download");
       if (!streaming) inputArmed_ = false;
+      ++acceptedCount_;
       Receive_Dispatch();
       // Bytes after a terminator belong to whatever comes next: the next
-      // entry's answer (already sent, buffer restarted at 0) or the stream.
-      // With no exchange left, or no answer awaited, they are noise and go.
-      if (queue.Count == 0 || !inputArmed_) return;
+      // entry's answer (already sent, buffer restarted at 0), the stream, or
+      // late answers to earlier frames. With no answer awaited they wait.
+      if (!listening()) {
+        pending_ = chunk.mid(i + 1);
+        return;
+      }
     }
   }
 }
@@ -112,6 +227,7 @@ void Exchange::gather() {
 void Exchange::Receive_Dispatch() {
   if (queue.Count == 0) return;
   if (rx.bytes[0] == kRefusal) {
+    rx.ReceiveCount = 0;
     ++NakCount;
     if (NakCount > MaxRefusals) {
       abandon(RefusalText());
@@ -129,6 +245,7 @@ void Exchange::Receive_Dispatch() {
   if (entry.P1 != 99) DecodeAnswer(rx);
   BranchResult result = BranchResult::Advance;
   if (const Branch& branch = branches_[entry.P1]) result = branch(entry, rx);
+  rx.ReceiveCount = 0;
   switch (result) {
     case BranchResult::Advance:
       ++queue.Current;
@@ -139,7 +256,7 @@ void Exchange::Receive_Dispatch() {
       }
       break;
     case BranchResult::Hold:
-      rx.ReceiveCount = 0;
+      holding_ = true;
       break;
     case BranchResult::Resend:
       Command_Send();
@@ -153,6 +270,13 @@ void Exchange::onTimeOut() {
   if (queue.Count == 0) {
     TimeOut.stop();
     return;
+  }
+  // An answer already here (its readyRead not yet handled) is not thrown away
+  // by a resend.
+  if (inputArmed_ && (!pending_.isEmpty() || port_->bytesAvailable() > 0)) {
+    const quint64 before = acceptedCount_;
+    gather();
+    if (acceptedCount_ != before || queue.Count == 0) return;
   }
   if (RetryCount < MaxRetries) {
     Command_Send();
@@ -170,7 +294,16 @@ void Exchange::abandon(const QString& text) {
   inputArmed_ = false;
   if (prompt_) prompt_->message(text, title());
   if (port_->isOpen()) port_->close();
+  Line_Reset();
   Q_EMIT abandoned();
+  Pro_End();
+}
+
+void Exchange::Answer_Reject(const QString& text) {
+  TimeOut.stop();
+  mouse_p.stop();
+  inputArmed_ = false;
+  if (prompt_) prompt_->message(text, title());
   Pro_End();
 }
 
@@ -181,6 +314,7 @@ void Exchange::Pro_End() {
   mouse_p.stop();
   TimeOut.stop();
   inputArmed_ = false;
+  holding_ = false;
   rx.ReceiveCount = 0;
   NakCount = 0;
   RetryCount = 0;

@@ -2,9 +2,11 @@
 // One conversation mechanism for every logger operation: the caller fills the
 // queue, starts it, and from then on answers, time-outs and refusals drive it.
 // Each operation registers the answer branches of the command codes it owns.
+#include <QElapsedTimer>
 #include <QObject>
 #include <QTimer>
 #include <array>
+#include <deque>
 #include <functional>
 
 #include "link/frame.h"
@@ -57,6 +59,16 @@ class Exchange : public QObject {
   // Writes bytes outside the queue (the initialise sequence); nothing when closed.
   void Write_Raw(const QByteArray& bytes);
 
+  // Ends the exchange because an answer carried a value the logger cannot
+  // give: the message, then Pro_End. The port stays open.
+  void Answer_Reject(const QString& text);
+  // Forgets the frames still awaiting an answer (a new connection starts a
+  // new line).
+  void Line_Reset();
+  // Frames written and not yet answered (resends count one each).
+  bool timeOutArmed() const { return TimeOut.isActive(); }
+  int outstanding() const { return static_cast<int>(sent_.size()); }
+
   void setBranch(int code, Branch branch);
   // The title of the exchange's message boxes: the logger name the window shows.
   void setTitleSource(std::function<QString()> title) { title_ = std::move(title); }
@@ -75,11 +87,34 @@ class Exchange : public QObject {
 
  private:
   void onReadyRead();
+  bool listening() const;
   void gather();
   void Receive_Dispatch();
   void onTimeOut();
   void abandon(const QString& text);
   QString title() const;
+  // Whether the complete answer in rx belongs to the frame in flight. An
+  // answer to an earlier frame (a late one, or one to a resend already
+  // answered) is dropped by the caller.
+  bool answerIsCurrent();
+  void expireOutstanding(qint64 now);
+
+  // A frame written and the answers still due for it: the logger answers in
+  // the order it was asked, so each answer belongs to the oldest frame it can
+  // answer. A stream request is owed one answer per point.
+  struct Outstanding {
+    QByteArray frame;
+    qint64 writtenMs = 0;
+    int due = 1;
+  };
+  std::deque<Outstanding> sent_;
+  QElapsedTimer clock_;
+  qint64 lastAnswerMs_ = 0;
+  QByteArray pending_;         // read, not yet gathered: bytes after an answer that
+                               // ended the waiting
+  bool holding_ = false;       // the entry in flight is taking a stream
+  quint64 acceptedCount_ = 0;  // answers handed to branches, to tell a time-out
+                               // whose answer was already waiting
 
   Transport* port_;
   UserPrompt* prompt_;

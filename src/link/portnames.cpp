@@ -1,6 +1,9 @@
 #include "link/portnames.h"
 
 #include <QRegularExpression>
+#include <cerrno>
+
+#include "link/transport.h"
 
 namespace hygro {
 
@@ -39,6 +42,104 @@ QString PortDisplay(const QString& port) {
   }
   if (const auto m = com.match(port); m.hasMatch()) return m.captured(1);
   return port;
+}
+
+namespace {
+QString FirstPortHint() {
+#ifdef Q_OS_WIN
+  return QStringLiteral("1 is COM1");
+#else
+  return QStringLiteral("1 is /dev/ttyUSB0");
+#endif
+}
+
+// "3 (/dev/ttyUSB2)" for a number, the path as given otherwise.
+QString Named(const QString& port) {
+  const QString path = PortPath(port);
+  return path == port.trimmed() ? path
+                                : port.trimmed() + QStringLiteral(" (") + path + QLatin1Char(')');
+}
+}  // namespace
+
+QString PortNameProblem(const QString& port) {
+  const QString p = port.trimmed();
+  if (p.isEmpty()) return QStringLiteral("No port given.");
+  bool isNumber = false;
+  const qlonglong n = p.toLongLong(&isNumber);
+  if (isNumber && (n < 1 || n > 255))
+    return QStringLiteral("Port %1 does not exist: port numbers go from 1 to 255 (%2).")
+        .arg(p, FirstPortHint());
+#ifndef Q_OS_WIN
+  static const QRegularExpression com(QStringLiteral("^COM\\d+$"),
+                                      QRegularExpression::CaseInsensitiveOption);
+  if (com.match(p).hasMatch())
+    return QStringLiteral(
+               "%1 is a Windows port name: give the port number instead (%2), or the "
+               "device path.")
+        .arg(p, FirstPortHint());
+  if (!isNumber && !p.startsWith(QLatin1Char('/')))
+    return QStringLiteral(
+               "%1 is not a port: give a port number from 1 to 255 (%2), or a device "
+               "path such as /dev/ttyUSB0.")
+        .arg(p, FirstPortHint());
+#endif
+  return {};
+}
+
+PortOpenError ClassifyOpenFailure(int errnoValue, bool exists, bool isDirectory, bool isTerminal) {
+  if (!exists) return PortOpenError::NoSuchPort;
+  if (isDirectory) return PortOpenError::NotASerialPort;
+  switch (errnoValue) {
+    case 0:
+      // It opened for us: either it is no terminal at all, or it is one that
+      // a lock of another program kept from us.
+      return isTerminal ? PortOpenError::InUse : PortOpenError::NotASerialPort;
+    case ENOENT:
+    case ENXIO:
+    case ENODEV:
+      return PortOpenError::NoSuchPort;
+    case EBUSY:
+      return PortOpenError::InUse;
+    case EACCES:
+    case EPERM:
+      return PortOpenError::PermissionDenied;
+    case ENOTTY:
+    case EISDIR:
+      return PortOpenError::NotASerialPort;
+    default:
+      return PortOpenError::Other;
+  }
+}
+
+QString PortOpenErrorText(PortOpenError error, const QString& port, const QString& detail) {
+  const QString name = Named(port);
+  switch (error) {
+    case PortOpenError::NoSuchPort:
+      return QStringLiteral("%1: no such port. Plug the logger in, or check the port number (%2).")
+          .arg(name, FirstPortHint());
+    case PortOpenError::InUse:
+      return QStringLiteral(
+                 "%1 is in use by another program. Close that program, or choose "
+                 "another port.")
+          .arg(name);
+    case PortOpenError::PermissionDenied:
+#ifdef Q_OS_WIN
+      return QStringLiteral("%1: permission denied.").arg(name);
+#else
+      return QStringLiteral(
+                 "%1: permission denied. Add your user to the dialout group "
+                 "(sudo usermod -aG dialout $USER) and log in again.")
+          .arg(name);
+#endif
+    case PortOpenError::NotASerialPort:
+      return QStringLiteral("%1 is not a serial port. Choose the port the logger is on.").arg(name);
+    case PortOpenError::Other:
+      return detail.isEmpty() ? QStringLiteral("%1 could not be opened.").arg(name)
+                              : QStringLiteral("%1 could not be opened: %2.").arg(name, detail);
+    case PortOpenError::None:
+      break;
+  }
+  return {};
 }
 
 }  // namespace hygro

@@ -12,6 +12,17 @@ QString PortDisplay(const QString& port);
 // 1..255 when `port` is a plain number in range, else 0.
 int PortNumber(const QString& port);
 
+// Why `port` cannot name a port here (a number outside 1..255, or a Windows
+// name on another system); empty when it can.
+QString PortNameProblem(const QString& port);
+
+// Why a port would not open, from what the system said when it was opened
+// (errno; 0 when it opened) and what the path is.
+enum class PortOpenError;
+PortOpenError ClassifyOpenFailure(int errnoValue, bool exists, bool isDirectory, bool isTerminal);
+// What to tell the user about a port that would not open.
+QString PortOpenErrorText(PortOpenError error, const QString& port, const QString& detail);
+
 // What the system lists of one serial port.
 struct ListedPort {
   QString location;  // device path, or COMn

@@ -1,13 +1,18 @@
 #include "link/serialtransport.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QSerialPortInfo>
 
 #include "link/portnames.h"
 
 #ifdef Q_OS_LINUX
+#include <fcntl.h>
 #include <linux/serial.h>
 #include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #endif
 
 namespace hygro {
@@ -51,8 +56,60 @@ void SerialTransport::setPort(const QString& port) {
   serial_.setPortName(PortPath(port));
 }
 
+QString SerialTransport::devicePath() const { return PortPath(port_); }
+
+bool SerialTransport::heldByAnother() const {
+#ifdef Q_OS_LINUX
+  // A program that opened the port exclusively keeps everyone out but root;
+  // root must not take a port from under it either.
+  const QByteArray path = QFile::encodeName(devicePath());
+  const int fd = ::open(path.constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) return false;
+  int exclusive = 0;
+  const bool held = ::ioctl(fd, TIOCGEXCL, &exclusive) == 0 && exclusive != 0;
+  ::close(fd);
+  return held;
+#else
+  return false;
+#endif
+}
+
+PortOpenError SerialTransport::diagnoseOpenFailure() const {
+#ifdef Q_OS_LINUX
+  const QFileInfo info(devicePath());
+  int err = 0;
+  bool terminal = false;
+  if (info.exists() && !info.isDir()) {
+    const QByteArray path = QFile::encodeName(info.filePath());
+    const int fd = ::open(path.constData(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+      err = errno;
+    } else {
+      terminal = ::isatty(fd) != 0;
+      ::close(fd);
+    }
+  }
+  return ClassifyOpenFailure(err, info.exists(), info.isDir(), terminal);
+#else
+  switch (serial_.error()) {
+    case QSerialPort::DeviceNotFoundError:
+      return PortOpenError::NoSuchPort;
+    case QSerialPort::PermissionError:
+      return PortOpenError::InUse;  // Windows denies a port another program has open
+    default:
+      return PortOpenError::Other;
+  }
+#endif
+}
+
 bool SerialTransport::open() {
   if (serial_.isOpen()) return true;
+  openError_ = PortOpenError::None;
+  if (heldByAnother()) {
+    openError_ = PortOpenError::InUse;
+    lastError_ = QStringLiteral("held exclusively by another program");
+    return false;
+  }
   if (usbSerial_.isEmpty()) usbSerial_ = usbSerialAt(serial_.portName());
   bool opened = serial_.open(QIODevice::ReadWrite);
   if (!opened && !usbSerial_.isEmpty() && !QFileInfo::exists(serial_.portName())) {
@@ -66,6 +123,7 @@ bool SerialTransport::open() {
   }
   if (!opened) {
     lastError_ = serial_.errorString();
+    openError_ = diagnoseOpenFailure();
     return false;
   }
   serial_.setBaudRate(baud_);
@@ -103,9 +161,9 @@ bool SerialTransport::isPresent() const {
 #else
   // The device node vanishes with the USB device (and a pseudo-terminal's with
   // its master); asking the file system never disturbs the open port.
-  return QFileInfo::exists(serial_.portName().startsWith(QLatin1Char('/'))
-                               ? serial_.portName()
-                               : QSerialPortInfo(serial_).systemLocation());
+  // (Qt shortens /dev/... names, and the system's port list leaves out
+  // pseudo-terminals: the path itself is asked.)
+  return QFileInfo::exists(devicePath());
 #endif
 }
 

@@ -27,10 +27,17 @@ class SerialTransport : public Transport {
   QStringList preferredPorts() const override;
 
   QString lastError() const { return lastError_; }
+  PortOpenError openError() const override { return openError_; }
+  QString openErrorText() const override { return lastError_; }
 
  private:
   void onError(QSerialPort::SerialPortError error);
   void lowerLatency();
+  QString devicePath() const;
+  // Why the port would not open, asked of the system itself: Qt folds a busy
+  // port and a forbidden one into one error.
+  PortOpenError diagnoseOpenFailure() const;
+  bool heldByAnother() const;
 
   QSerialPort serial_;
   QString port_;
@@ -41,6 +48,7 @@ class SerialTransport : public Transport {
   QString usbSerial_;
   int baud_ = 57600;
   QString lastError_;
+  PortOpenError openError_ = PortOpenError::None;
 };
 
 }  // namespace hygro

@@ -9,6 +9,16 @@
 
 namespace hygro {
 
+// Why a port would not open.
+enum class PortOpenError {
+  None,
+  NoSuchPort,
+  InUse,             // another program holds it
+  PermissionDenied,  // the user may not open it
+  NotASerialPort,    // a directory, a plain file, /dev/null ...
+  Other,
+};
+
 class Transport : public QObject {
   Q_OBJECT
  public:
@@ -23,6 +33,10 @@ class Transport : public QObject {
   virtual int baud() const = 0;
 
   virtual bool open() = 0;  // false when the port does not exist or is busy
+  // Why the last open() failed, and the system's words for it; None when it
+  // did not fail or the transport cannot tell.
+  virtual PortOpenError openError() const { return PortOpenError::None; }
+  virtual QString openErrorText() const { return {}; }
   virtual void close() = 0;
   virtual bool isOpen() const = 0;
 

@@ -1,5 +1,7 @@
 #include "logger/conversions.h"
 
+#include <QDate>
+
 #include "data/formats.h"
 
 namespace hygro {
@@ -43,6 +45,30 @@ BoundBytes BoundToBytes(int degrees, bool alarmOn) {
   auto high = static_cast<quint8>((raw / 256) & 0xFF);
   if (alarmOn) high |= 0x80;
   return {high, static_cast<quint8>(raw % 256)};
+}
+
+bool TemperaturePlausible(float celsius) { return celsius >= -40.0f && celsius <= 125.0f; }
+
+bool HumidityPlausible(float percent) { return percent >= 0.0f && percent <= 100.0f; }
+
+bool ClockPlausible(int year, int month, int day, int hour, int minute, int second) {
+  const auto within = [](int v, int lo, int hi) { return v == -1 || (v >= lo && v <= hi); };
+  if (!within(month, 1, 12) || !within(day, 1, 31) || !within(hour, 0, 23) ||
+      !within(minute, 0, 59) || !within(second, 0, 59))
+    return false;
+  if (year != -1 && month != -1 && day != -1) return QDate(year, month, day).isValid();
+  return true;
+}
+
+bool BatteryRawPlausible(int raw) { return raw >= 0 && raw <= 1023; }
+
+bool RecordedBytesPlausible(double bytes) {
+  return bytes >= 0 && bytes <= double(kLoggerCapacityPoints) * kBytesPerPoint;
+}
+
+QString ImplausibleAnswerText(const QString& what) {
+  return QStringLiteral("The logger sent an impossible value: ") + what +
+         QStringLiteral("\r\rThe communication is ended.");
 }
 
 }  // namespace hygro

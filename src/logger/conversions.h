@@ -3,6 +3,7 @@
 // (14-bit temperature and 12-bit humidity; offset -39.6 for a 3 V supply).
 // Computed in single precision, as the values are kept.
 #include <QChar>
+#include <QString>
 #include <QtGlobal>
 
 namespace hygro {
@@ -41,6 +42,17 @@ double LoggerTimeFromBcd(const quint8* bytes);
 // The logger's memory: 15000 points of 4 bytes.
 constexpr int kLoggerCapacityPoints = 15000;
 constexpr int kBytesPerPoint = 4;
+
+// Values no logger can give. An answer carrying one is not data (it is an
+// answer to another command, or noise) and ends the exchange with a message.
+bool TemperaturePlausible(float celsius);  // the sensor's range, -40..125 C
+bool HumidityPlausible(float percent);     // 0..100 %RH
+// A clock read back part by part; a part not read yet is passed as -1.
+bool ClockPlausible(int year, int month, int day, int hour, int minute, int second);
+bool BatteryRawPlausible(int raw);          // a 10-bit converter: 0..1023
+bool RecordedBytesPlausible(double bytes);  // at most the memory's 60000 bytes
+// "The logger sent an impossible value: <what>" and the end of the exchange.
+QString ImplausibleAnswerText(const QString& what);
 
 // Interval unit bytes.
 constexpr quint8 kUnitSeconds = 0x82;

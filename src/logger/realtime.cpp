@@ -141,6 +141,12 @@ void Session::registerRealtimeBranches() {
     ++rt.Points;
     qint32 raw = Raw16(rx);
     if (e.CommMode != kReal && rt.Interval == 2) raw *= kLowResTemperatureFactor;
+    if (!TemperaturePlausible(TemperatureFromRaw(raw))) {
+      --rt.Points;
+      exchange_->Answer_Reject(ImplausibleAnswerText(
+          QStringLiteral("temperature %1 C").arg(double(TemperatureFromRaw(raw)), 0, 'f', 2)));
+      return BranchResult::Ended;
+    }
     sample_.Temperature = TemperatureFromRaw(raw);
     data_.Put(RealTimeData, rt.Points, sample_);
     return BranchResult::Advance;
@@ -152,6 +158,12 @@ void Session::registerRealtimeBranches() {
     if (e.CommMode != kReal && rt.Interval == 2) raw *= kLowResHumidityFactor;
     MeasurementRecord& rec = sample_;
     rec.Humidity = HumidityFromRaw(raw, rec.Temperature);
+    if (!HumidityPlausible(rec.Humidity)) {
+      --rt.Points;
+      exchange_->Answer_Reject(ImplausibleAnswerText(
+          QStringLiteral("humidity %1 %RH").arg(double(rec.Humidity), 0, 'f', 2)));
+      return BranchResult::Ended;
+    }
     realtime_.Label2 = fmt::singleToString(rec.Temperature) + QStringLiteral(" C");
     realtime_.Label4 = fmt::formatHashDot00(rec.Humidity) + QStringLiteral(" %RH");
     realtime_.Label10 = fmt::formatDateTime(rec.Time);

@@ -147,18 +147,39 @@ void Session::Now_Time_set() {
 }
 
 void Session::registerRecordingBranches() {
-  exchange_->setBranch(4, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+  // A clock read back that no clock can show ends the exchange: it must not be
+  // confirmed as set.
+  const auto implausible = [this](int year, int month, int day, int hour, int minute, int second) {
+    if (ClockPlausible(year, month, day, hour, minute, second)) return false;
+    const auto part = [](int v, int width) {
+      return v < 0 ? QString(width, QLatin1Char('-'))
+                   : QStringLiteral("%1").arg(v, width, 10, QLatin1Char('0'));
+    };
+    exchange_->Answer_Reject(ImplausibleAnswerText(
+        QStringLiteral("clock ") + part(year, 4) + QLatin1Char('/') + part(month, 2) +
+        QLatin1Char('/') + part(day, 2) + QLatin1Char(' ') + part(hour, 2) + QLatin1Char(':') +
+        part(minute, 2) + QLatin1Char(':') + part(second, 2)));
+    return true;
+  };
+  exchange_->setBranch(4, [this, implausible](QueuedCommand&, const ReceiveBuffer& rx) {
     const int yy = rx.R(2) & 31;
-    clock_.year = yy < 30 ? 2000 + yy : 1900 + yy;
+    const int year = yy < 30 ? 2000 + yy : 1900 + yy;
+    if (implausible(year, rx.R(3) & 31, -1, -1, -1, -1)) return BranchResult::Ended;
+    clock_.year = year;
     clock_.month = rx.R(3) & 31;
     return BranchResult::Advance;
   });
-  exchange_->setBranch(5, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+  exchange_->setBranch(5, [this, implausible](QueuedCommand&, const ReceiveBuffer& rx) {
+    if (implausible(clock_.year, clock_.month, rx.R(2) & 0x3F, rx.R(3) & 0x3F, -1, -1))
+      return BranchResult::Ended;
     clock_.day = rx.R(2) & 0x3F;
     clock_.hour = rx.R(3) & 0x3F;
     return BranchResult::Advance;
   });
-  exchange_->setBranch(6, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
+  exchange_->setBranch(6, [this, implausible](QueuedCommand& e, const ReceiveBuffer& rx) {
+    if (implausible(clock_.year, clock_.month, clock_.day, clock_.hour, rx.R(2) & 0x7F,
+                    rx.R(3) & 0x7F))
+      return BranchResult::Ended;
     clock_.minute = rx.R(2) & 0x7F;
     clock_.second = rx.R(3) & 0x7F;
     if (e.CommMode == kTSet && prompt_) {

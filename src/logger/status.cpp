@@ -72,6 +72,11 @@ void Session::Command11_Click() {
 
 void Session::registerStatusBranches() {
   Exchange& x = *exchange_;
+  const auto rejectCount = [this](int d1, int d2) {
+    exchange_->Answer_Reject(
+        ImplausibleAnswerText(QStringLiteral("%1 bytes in use").arg(d1 * 256 + d2)));
+    return BranchResult::Ended;
+  };
   x.setBranch(99, [this](QueuedCommand&, const ReceiveBuffer& rx) {
     const int n = qMin<int>(rx.ReceiveCount, ReceiveBuffer::Capacity);
     if (n <= 0) return BranchResult::Advance;
@@ -109,7 +114,7 @@ void Session::registerStatusBranches() {
     status_.BatteryState = D2(rx) == 0 ? QStringLiteral("Normality") : QStringLiteral("Decrease");
     return BranchResult::Advance;
   });
-  x.setBranch(23, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
+  x.setBranch(23, [this, rejectCount](QueuedCommand& e, const ReceiveBuffer& rx) {
     auto& sb = status_.StartBytes;
     switch (e.P2) {
       case 20:
@@ -126,6 +131,7 @@ void Session::registerStatusBranches() {
         status_.StartTime = LoggerTimeFromBcd(sb.data());
         break;
       case 16:
+        if (!RecordedBytesPlausible(D1(rx) * 256.0 + D2(rx))) return rejectCount(D1(rx), D2(rx));
         status_.RecordedBytes = D1(rx) * 256.0 + D2(rx);
         break;
       case 18:
@@ -138,8 +144,9 @@ void Session::registerStatusBranches() {
     }
     return BranchResult::Advance;
   });
-  x.setBranch(38, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+  x.setBranch(38, [this, rejectCount](QueuedCommand&, const ReceiveBuffer& rx) {
     const double count = D1(rx) * 256.0 + D2(rx);
+    if (!RecordedBytesPlausible(count)) return rejectCount(D1(rx), D2(rx));
     if (count > status_.RecordedBytes) status_.RecordedBytes = count;
     return BranchResult::Advance;
   });
@@ -177,6 +184,11 @@ void Session::registerStatusBranches() {
     return BranchResult::Advance;
   });
   x.setBranch(51, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+    if (!BatteryRawPlausible(D1(rx) * 256 + D2(rx))) {
+      exchange_->Answer_Reject(ImplausibleAnswerText(
+          QStringLiteral("battery %1 V").arg((D1(rx) * 256 + D2(rx)) * 3.3 / 1023, 0, 'f', 2)));
+      return BranchResult::Ended;
+    }
     status_.BatteryVoltage = fmt::format0_00((D1(rx) * 256 + D2(rx)) * 3.3 / 1023);
     return BranchResult::Advance;
   });

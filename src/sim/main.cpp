@@ -178,6 +178,9 @@ int main(int argc, char* argv[]) {
        QStringLiteral("N")},
       {QStringLiteral("delay"), QStringLiteral("Wait MS milliseconds before every answer."),
        QStringLiteral("MS")},
+      {QStringLiteral("delay-jitter"),
+       QStringLiteral("Wait up to MS milliseconds more, varying from answer to answer."),
+       QStringLiteral("MS")},
       {QStringLiteral("garbage"), QStringLiteral("Send junk bytes before and after answers.")},
       {QStringLiteral("stall-after"), QStringLiteral("Stop a point stream after K points."),
        QStringLiteral("K")},
@@ -209,6 +212,7 @@ int main(int argc, char* argv[]) {
   f.refuseNext = intOption(p, QStringLiteral("refuse"), 0, &ok);
   f.silenceNext = intOption(p, QStringLiteral("silence"), 0, &ok);
   f.delayMs = intOption(p, QStringLiteral("delay"), 0, &ok);
+  f.delayJitterMs = intOption(p, QStringLiteral("delay-jitter"), 0, &ok);
   f.stallAfterPoints = intOption(p, QStringLiteral("stall-after"), -1, &ok);
   if (p.isSet(QStringLiteral("garbage"))) {
     f.garbageBefore = QByteArrayLiteral("\x13\x57\x9B");

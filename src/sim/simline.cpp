@@ -49,7 +49,11 @@ void SimLine::complete(double arrivedUs) {
     return;  // the initialise sequence is never answered
   }
   ++m_frames;
-  const double readyUs = arrivedUs + double(m_faults.delayMs) * 1000.0;
+  int delayMs = m_faults.delayMs;
+  if (m_faults.delayJitterMs > 0)
+    delayMs += int(m_jitter() % std::uint32_t(m_faults.delayJitterMs + 1));
+  // Answers still leave in the order the frames came: a late one holds up the next.
+  const double readyUs = arrivedUs + double(delayMs) * 1000.0;
   if (m_faults.refuseNext > 0) {
     --m_faults.refuseNext;
     schedule(wire::refusal(), readyUs);

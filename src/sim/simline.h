@@ -8,6 +8,7 @@
 #include <QByteArray>
 #include <QList>
 #include <deque>
+#include <random>
 
 namespace hygro::sim {
 
@@ -17,6 +18,7 @@ struct Faults {
   int refuseNext = 0;         // the next N frames are refused (0xEE 0xFF)
   int silenceNext = 0;        // the next N frames get no answer; -1: no frame ever does
   int delayMs = 0;            // extra time before every answer starts
+  int delayJitterMs = 0;      // up to this much more, varying from answer to answer
   QByteArray garbageBefore;   // sent in front of every ordinary answer
   QByteArray garbageAfter;    // sent behind every ordinary answer
   int stallAfterPoints = -1;  // a point stream stops after this many points; -1: never
@@ -75,6 +77,7 @@ class SimLine {
   std::deque<Chunk> m_out;
   int m_frames = 0;
   int m_inits = 0;
+  std::minstd_rand m_jitter{20240501};  // fixed seed: a run can be repeated
 };
 
 }  // namespace hygro::sim
