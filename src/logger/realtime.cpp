@@ -1,4 +1,6 @@
 // Real-time measurement: one sample, or a continuous run at an interval.
+#include <cmath>
+
 #include "data/formats.h"
 #include "data/userprompt.h"
 #include "logger/conversions.h"
@@ -62,7 +64,9 @@ void Session::Command2_Click() {
   continuation.start(1000);
   ContinuationSeconds = 0;
   status_.RecState = kRenzoku;
-  runStart_ = fmt::nowSerial();
+  // On a whole second: a start half-way through one would let the
+  // rounding of each stamp fall either way.
+  runStart_ = std::round(fmt::nowSerial() * 86400.0) / 86400.0;
   runClock_.start();
   lastTickSecond_ = 0;
   putPlaceholder(runStart_);
