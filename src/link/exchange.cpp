@@ -121,6 +121,7 @@ void Exchange::Command_Send() {
   holding_ = false;
   if (queue.Current < 0 || queue.Current >= CommandQueue::Capacity) return;
   const QByteArray frame = CommandFrame(queue.entries[static_cast<size_t>(queue.Current)]);
+  inFlight_ = frame;
   mouse_p.start(MousePMs);
   TimeOut.start(TimeOutMs);
   inputArmed_ = true;
@@ -150,9 +151,10 @@ void Exchange::expireOutstanding(qint64 now) {
 bool Exchange::answerIsCurrent() {
   const qint64 now = clock_.elapsed();
   expireOutstanding(now);
-  QByteArray inFlight;
-  if (queue.Count > 0 && queue.Current >= 0 && queue.Current < CommandQueue::Capacity)
-    inFlight = CommandFrame(queue.entries[static_cast<size_t>(queue.Current)]);
+  // The frame of the entry in flight, kept from its sending: building it
+  // again for every point of a stream would cost more than the rest.
+  static const QByteArray kNone;
+  const QByteArray& inFlight = queue.Count > 0 ? inFlight_ : kNone;
   size_t i = 0;
   while (i < sent_.size() && !AnswerFits(sent_[i].frame, rx)) ++i;
   if (i == sent_.size()) {

@@ -112,6 +112,7 @@ class Exchange : public QObject {
   qint64 lastAnswerMs_ = 0;
   QByteArray pending_;         // read, not yet gathered: bytes after an answer that
                                // ended the waiting
+  QByteArray inFlight_;        // the frame last sent for the entry in flight
   bool holding_ = false;       // the entry in flight is taking a stream
   quint64 acceptedCount_ = 0;  // answers handed to branches, to tell a time-out
                                // whose answer was already waiting

@@ -148,6 +148,10 @@ void Session::beginPointStream() {
     return;
   }
   Download_Timer.start(DownloadWatchdogMs);
+  // Points are written to the scratch file in groups: one write per point
+  // cost more than the rest of the download. A crash loses at most a group,
+  // and the logger still holds them, marked as never downloaded.
+  data_.beginBulk(LogData);
   exchange_->Command_Add(1, 44, static_cast<quint8>(endAddress_ >> 8),
                          static_cast<quint8>(endAddress_ & 0xFF), kDownload, 0);
 }
@@ -203,6 +207,7 @@ BranchResult Session::pointAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
 }
 
 void Session::finishDownload() {
+  data_.endBulk(LogData);
   Download_Timer.stop();
   downloading_ = false;
   cancelled_ = false;
@@ -220,6 +225,7 @@ void Session::downloadWatchdog() {
 
 void Session::downloadFailed(bool endExchange) {
   if (!downloading_) return;
+  data_.endBulk(LogData);
   // After a cancel nobody is watching any more: what came stays, without a word.
   if (!cancelled_) {
     if (prompt_) prompt_->message(QStringLiteral("It failed in download."), ModelName());
@@ -230,6 +236,7 @@ void Session::downloadFailed(bool endExchange) {
 }
 
 void Session::downloadCutShort() {
+  data_.endBulk(LogData);
   Download_Timer.stop();
   watchdogCount_ = 0;
   downloading_ = false;
