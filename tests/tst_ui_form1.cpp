@@ -29,7 +29,7 @@ class AnsweringPrompt : public QtPrompt {
   QStringList questions;
   QStringList messages;
   void message(const QString& text, const QString&) override { messages << text; }
-  bool question(const QString& text, const QString&) override {
+  bool question(QuestionId, const QString& text, const QString&) override {
     questions << text;
     return !answers.isEmpty() && answers.dequeue();
   }

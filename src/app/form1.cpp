@@ -162,65 +162,62 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
   tokei.start(1000);
 
   connect(Command20, &QPushButton::clicked, this, &Form1::Command20_Click);
-  connect(Command11, &QPushButton::clicked, session_, &Session::Command11_Click);
-  connect(Command1, &QPushButton::clicked, session_, &Session::Command1_Click);
+  connect(Command11, &QPushButton::clicked, &session_->statusOp(),
+          &StatusOperation::Command11_Click);
+  connect(Command1, &QPushButton::clicked, &session_->realtime(),
+          &RealtimeOperation::Command1_Click);
   connect(Command2, &QPushButton::clicked, this, [this] {
-    session_->Combo5Text = Combo5->currentText();
-    session_->Option4Minutes = Option4->isChecked();
-    session_->Command2_Click();
+    session_->realtime().setContinuousInterval(Combo5->currentText(), Option4->isChecked());
+    session_->realtime().Command2_Click();
   });
   connect(Combo1, &QComboBox::currentTextChanged, this,
           [this](const QString& t) { session_->connection().BaudText = t; });
-  connect(session_, &Session::statusDisplayed, this, &Form1::applyStatus);
+  connect(&session_->statusOp(), &StatusOperation::statusDisplayed, this, &Form1::applyStatus);
   connect(session_, &Session::statusBarText, panel1, &QLabel::setText);
-  connect(session_, &Session::realtimeSample, this, &Form1::applyRealtime);
+  connect(&session_->realtime(), &RealtimeOperation::sample, this, &Form1::applyRealtime);
   connect(session_, &Session::busyCursor, this, [](bool busy) {
     if (busy && !QApplication::overrideCursor()) QApplication::setOverrideCursor(Qt::BusyCursor);
     if (!busy)
       while (QApplication::overrideCursor()) QApplication::restoreOverrideCursor();
   });
   resize(760, 420);
-  session_->Status_Disp();
+  session_->statusOp().Status_Disp();
 }
 
 void Form1::closeEvent(QCloseEvent* event) {
   // Measurements nobody saved are offered for saving before the scratch files
   // go; closing itself is never refused.
-  session_->continuation.stop();
+  session_->realtime().endRun();
   if (endingBySignal_) {
     QMainWindow::closeEvent(event);
     return;
   }
-  session_->Data_Save_Ask(LogData, QStringLiteral("Is the data of the log record preserved?"));
-  session_->Data_Save_Ask(RealTimeData, QStringLiteral("Is real-time data preserved?"));
+  session_->Data_Save_Ask(LogData, QuestionId::SaveLogAtClose);
+  session_->Data_Save_Ask(RealTimeData, QuestionId::SaveRealAtClose);
   QMainWindow::closeEvent(event);
 }
 
 int Form1::offerRecovery() {
   const int loaded = OfferRecovery(session_->data(), *prompt_, session_->windowTitle());
-  if (loaded > 0) session_->Status_Disp();
+  if (loaded > 0) session_->statusOp().Status_Disp();
   return loaded;
 }
 
 QStringList Form1::endBySignal() {
   endingBySignal_ = true;
-  session_->continuation.stop();
-  if (session_->transport() && session_->transport()->isOpen()) session_->transport()->close();
+  session_->shutDown();
   close();
   return session_->data().closeKeepingUnsaved();
 }
 
-void Form1::connectOnce() {
-  session_->Port_Set_Command(QStringLiteral("Once"), Combo4->currentText());
-}
+void Form1::connectOnce() { session_->Port_Set_Command(PortSearch::Once, Combo4->currentText()); }
 
 void Form1::Command20_Click() {
   session_->connection().BaudText = Combo1->currentText();
   const QString port = Combo4->currentText().trimmed();
   // A typed port is tried alone; an untouched box searches like the logger's
   // own software: the FTDI ports first, then 16 down to 1.
-  session_->Port_Set_Command(port.isEmpty() ? QStringLiteral("Search") : QStringLiteral("Once"),
-                             port);
+  session_->Port_Set_Command(port.isEmpty() ? PortSearch::Search : PortSearch::Once, port);
 }
 
 void Form1::applyStatus(const StatusView& v) {
@@ -260,7 +257,7 @@ void Form1::applyStatus(const StatusView& v) {
 }
 
 void Form1::applyRealtime() {
-  const auto& r = session_->realtimeLabels();
+  const auto& r = session_->realtime().labels();
   Label2->setText(r.Label2);
   Label4->setText(r.Label4);
   Label10->setText(r.Label10);
