@@ -253,6 +253,63 @@ class TestLoggerOps : public QObject {
     QCOMPARE(r.session.view().Label16, QStringLiteral("Record stop"));
   }
 
+  void aNewRunAsksBeforeLosingTheSamplesOfARun() {
+    CONNECTED_RIG(r, "idle.json");
+    // One sample is replaced by the next without a word.
+    QVERIFY(r.run(&RealtimeOperation::Command1_Click));
+    QVERIFY(r.run(&RealtimeOperation::Command1_Click));
+    QVERIFY(r.prompt.calls.isEmpty());
+    // A run of samples is worth a question, at its end and before the next run.
+    r.session.realtime().setContinuousInterval(QStringLiteral("0"), false);
+    QVERIFY(r.run(&RealtimeOperation::Command2_Click));
+    QTRY_VERIFY_WITH_TIMEOUT(r.session.data().info(RealTimeData).Points >= 2, 20000);
+    r.session.realtime().Command2_Click();
+    QTRY_COMPARE(r.prompt.calls.size(), 1);
+    QCOMPARE(r.prompt.calls[0].id, QuestionId::SaveRunAtStop);
+    QVERIFY(r.waitIdle());
+    const int held = r.session.data().info(RealTimeData).Points;
+    r.prompt.calls.clear();
+    r.session.realtime().Command1_Click();
+    QCOMPARE(r.prompt.calls.size(), 1);
+    QCOMPARE(r.prompt.calls[0].id, QuestionId::SaveRealBeforeRun);
+    QCOMPARE(r.prompt.calls[0].text, QStringLiteral("Is real-time data preserved?"));
+    QCOMPARE(r.prompt.calls[0].title, QStringLiteral("QM720-XC"));
+    QVERIFY(r.waitIdle());
+    QVERIFY(held >= 2);
+    QCOMPARE(int(r.session.data().info(RealTimeData).Points), 1);  // answered No: replaced
+  }
+
+  void aMessageWaitsUntilTheAnswerIsHandled() {
+    // A modal box shown from inside the handling of an answer would run the
+    // event loop there and let the next answer in before this one is done.
+    struct Watching : ScriptedPrompt {
+      Session* session = nullptr;
+      int shownWhileHandling = 0;
+      void message(const QString& text, const QString& title) override {
+        if (session && session->exchange().handlingAnswers()) ++shownWhileHandling;
+        ScriptedPrompt::message(text, title);
+      }
+    } prompt;
+    auto* sim = new sim::SimTransport;
+    QVERIFY(sim->model().loadFile(QStringLiteral(HYGROTAB_TEST_DATA "/sim/idle.json"), nullptr));
+    Session session(std::unique_ptr<Transport>(sim), std::make_unique<NoBridge>(), &prompt);
+    prompt.session = &session;
+    QTemporaryDir dir;
+    session.data().open(dir.path(), nullptr);
+    session.connection().CloseWaitMs = session.connection().PulseHighMs =
+        session.connection().PulseLowMs = 1;
+    session.Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
+    QTRY_VERIFY(session.connected() && !session.busy());
+    // "Set completion" is raised by the answer to 46; the status read that
+    // follows is still queued behind it.
+    session.settings().Alarm_set(30, true, -5, false);
+    QTRY_COMPARE(prompt.messages(), QStringList{QStringLiteral("Set completion")});
+    QTRY_VERIFY(!session.busy());
+    QCOMPARE(prompt.shownWhileHandling, 0);
+    QCOMPARE(session.view().Label29, QStringLiteral("30 C"));
+    session.data().closeAndRemove();
+  }
+
   void aFullRealTimeSetEndsTheRun() {
     CONNECTED_RIG(r, "idle.json");
     QVERIFY(r.run(&RealtimeOperation::Command2_Click));
