@@ -3,6 +3,7 @@
 // same is reached through hygrotab-cli (tst_cli_sim).
 #include <QSignalSpy>
 #include <QtTest>
+#include <functional>
 
 #include "link/bridge.h"
 #include "link/connection.h"
@@ -44,6 +45,71 @@ struct SimRig {
     session.data().open(dir.path(), nullptr);
   }
   ~SimRig() { session.data().closeAndRemove(); }
+};
+
+// A system with one listed bridge port and nothing that ever answers.
+class ListingTransport : public hygro::test::FakeTransport {
+ public:
+  QStringList listed;
+  std::function<void()> onWrite;
+  QStringList preferredPorts() const override { return listed; }
+  qint64 write(const QByteArray& bytes) override {
+    if (onWrite) onWrite();
+    return FakeTransport::write(bytes);
+  }
+};
+
+// A bare connection on silent ports, with every wait short.
+struct SilentRig {
+  ListingTransport port;
+  ScriptedPrompt prompt;
+  RecordingBridge bridge;
+  Exchange x{&port, &prompt};
+  Connection c{&port, &bridge, &x, &prompt};
+  QStringList announced;
+  bool refusedWhileSearching = false;
+  SilentRig() {
+    port.listed = QStringList{PortPath(QStringLiteral("5"))};
+    bridge.detaches = false;
+    c.CloseWaitMs = 1;
+    c.PulseHighMs = 1;
+    c.PulseLowMs = 1;
+    c.AnswerWaitMs = 1;
+    c.QuietMs = 1;
+    c.IdentifyAttempts = 1;
+    QObject::connect(&c, &Connection::searchingPort,
+                     [this](const QString& name) { announced << name; });
+  }
+  // The user's cancel, arriving from the event loop as a click would.
+  void clickCancel() {
+    QTimer::singleShot(0, &c, [this] {
+      // Connecting again while the search runs is refused, and harmless.
+      refusedWhileSearching = !c.Port_Set_Command(QStringLiteral("Search"), QString());
+      c.cancelSearch();
+      // Were the cancel ignored, the rest of the search would run on at
+      // the usual pace and be seen in the ports announced.
+      c.AnswerWaitMs = 1;
+      c.PulseHighMs = 1;
+    });
+  }
+  // Cancels while the next port tried is open and the answer awaited (a
+  // wait the cancel ends long before it would run out).
+  void cancelAtNextQuery() {
+    c.AnswerWaitMs = 15000;
+    port.onWrite = [this] {
+      port.onWrite = nullptr;
+      clickCancel();
+    };
+  }
+  // Cancels during the next wake pulse, with the port closed.
+  void cancelAtNextPulse() {
+    c.PulseHighMs = 15000;
+    bridge.onSet = [this](quint8 value) {
+      if (value != 0xFF) return;
+      bridge.onSet = nullptr;
+      clickCancel();
+    };
+  }
 };
 
 }  // namespace
@@ -203,6 +269,85 @@ class TestConnection : public QObject {
     QTRY_VERIFY(!r.session.busy());
     QVERIFY(r.session.connected());
     QCOMPARE(r.session.view().statusBar, QStringLiteral("Communicating\u3000Port3"));
+  }
+
+  void theSearchNamesEachPortItTries() {
+    SilentRig r;
+    QSignalSpy status(&r.c, &Connection::statusTextChanged);
+    QVERIFY(r.c.Port_Set_Command(QStringLiteral("Search"), QString()));
+    // The listed bridge first, then 16 down to 1 without trying it twice.
+    QStringList expected{QStringLiteral("5")};
+    for (int n = 16; n >= 1; --n)
+      if (n != 5) expected << QString::number(n);
+    QCOMPARE(r.announced, expected);
+    QCOMPARE(r.port.writes.size(), expected.size());  // one identification each
+    QVERIFY(!r.port.isOpen());
+    QVERIFY(!r.c.searching());
+    QCOMPARE(r.prompt.messages(), QStringList{QStringLiteral("Hygrotab not connected.")});
+    QCOMPARE(status.last().at(0).toString(), QStringLiteral("Unconnection"));
+
+    // A single port is announced too.
+    r.announced.clear();
+    QVERIFY(r.c.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("7")));
+    QCOMPARE(r.announced, QStringList{QStringLiteral("7")});
+  }
+
+  void aCancelledSearchStopsWithThePortClosed() {
+    {
+      // Cancelled while the first port is open and asked: nothing more is
+      // tried, and the port is closed.
+      SilentRig r;
+      QSignalSpy status(&r.c, &Connection::statusTextChanged);
+      r.cancelAtNextQuery();
+      QVERIFY(r.c.Port_Set_Command(QStringLiteral("Search"), QString()));
+      QCOMPARE(r.announced, QStringList{QStringLiteral("5")});
+      QCOMPARE(r.port.writes.size(), 1);
+      QVERIFY(r.refusedWhileSearching);
+      QVERIFY(!r.port.isOpen());
+      QVERIFY(r.prompt.calls.isEmpty());
+      QCOMPARE(status.last().at(0).toString(), QStringLiteral("Unconnection"));
+      QVERIFY(!r.c.searching());
+    }
+    {
+      // Cancelled after the first port, while the second is woken.
+      SilentRig r;
+      QObject::connect(&r.c, &Connection::searchingPort, [&r](const QString& name) {
+        if (name == QLatin1String("16")) r.cancelAtNextPulse();
+      });
+      QVERIFY(r.c.Port_Set_Command(QStringLiteral("Search"), QString()));
+      QCOMPARE(r.announced, (QStringList{QStringLiteral("5"), QStringLiteral("16")}));
+      QCOMPARE(r.port.writes.size(), 1);  // only the first port was asked
+      QCOMPARE(r.bridge.values, (QList<quint8>{0xFF, 0, 0xFF, 0}));  // pins left low
+      QVERIFY(!r.port.isOpen());
+      QVERIFY(r.prompt.calls.isEmpty());
+    }
+    {
+      // A logger on the port being tried when the cancel comes is not
+      // connected; the next search (a stray cancel before it changes
+      // nothing) finds it.
+      SimRig r;
+      r.sim->setAttachedPort(QStringLiteral("14"));
+      Connection& c = r.session.connection();
+      c.AnswerWaitMs = 15000;
+      r.bridge->onSet = [&](quint8 value) {
+        if (value != 0) return;
+        r.bridge->onSet = nullptr;
+        QTimer::singleShot(0, &c, [&c] { c.cancelSearch(); });
+      };
+      QVERIFY(r.session.Port_Set_Command(PortSearch::Search, QString()));
+      QVERIFY(!r.session.connected());
+      QVERIFY(!r.sim->isOpen());
+      QVERIFY(r.prompt.calls.isEmpty());
+      QCOMPARE(r.session.view().statusBar, QStringLiteral("Unconnection"));
+
+      c.AnswerWaitMs = 500;
+      c.cancelSearch();
+      QVERIFY(r.session.Port_Set_Command(PortSearch::Search, QString()));
+      QTRY_VERIFY_WITH_TIMEOUT(!r.session.busy(), 15000);
+      QVERIFY(r.session.connected());
+      QCOMPARE(r.session.view().statusBar, QStringLiteral("Communicating\u3000Port14"));
+      QVERIFY(r.prompt.calls.isEmpty());
+    }
   }
 
   void unpluggingDisconnectsOnceWithoutMessages() {

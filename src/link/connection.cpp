@@ -1,6 +1,7 @@
 #include "link/connection.h"
 
 #include <QElapsedTimer>
+#include <QEventLoop>
 
 #include "data/userprompt.h"
 #include "link/bridge.h"
@@ -75,7 +76,7 @@ void Connection::waitForQuietLine() {
   quiet.start();
   bool told = false;
   WaitUntil(QuietMaxMs, [&] {
-    if (!port_->isOpen()) return true;
+    if (!port_->isOpen() || cancelRequested_) return true;
     if (port_->bytesAvailable() > 0) {
       port_->readAll();
       quiet.restart();
@@ -99,20 +100,22 @@ QString Connection::Port_Set_Once(const QString& port) {
   QString model;
   for (int attempt = 0; attempt < IdentifyAttempts && model.isEmpty(); ++attempt) {
     if (port_->isOpen()) port_->close();
-    Wait(CloseWaitMs);
+    if (!pause(CloseWaitMs)) break;
     // The wake pulse; a missing bridge just skips the pin change.
     bridge_->set(0xFF);
-    Wait(PulseHighMs);
-    bridge_->set(0);
-    Wait(PulseLowMs);
+    const bool wholePulse = pause(PulseHighMs);
+    bridge_->set(0);  // never leave the pins high
+    if (!wholePulse || !pause(PulseLowMs)) break;
     Port_Settings_Apply(port);
     bool reopened = openPort();
     // A bridge whose serial driver was detached for the pulse needs a moment
     // before its port is there again.
     if (!reopened && bridge_->detachedSerialDriver())
-      WaitUntil(ReattachWaitMs, [&] { return reopened || (reopened = openPort()); });
+      WaitUntil(ReattachWaitMs,
+                [&] { return cancelRequested_ || reopened || (reopened = openPort()); });
     if (!reopened) break;
     waitForQuietLine();
+    if (cancelRequested_) break;
     port_->clearInput();
     port_->write(IdentifyFrame());
     // The answer is complete at its terminator; waiting out the rest of the
@@ -120,12 +123,13 @@ QString Connection::Port_Set_Once(const QString& port) {
     QByteArray answer;
     WaitUntil(AnswerWaitMs, [&] {
       if (port_->isOpen() && port_->bytesAvailable() > 0) answer += port_->readAll();
-      return answer.contains(static_cast<char>(kTerminator));
+      return cancelRequested_ || answer.contains(static_cast<char>(kTerminator));
     });
+    if (cancelRequested_) break;
     if (port_->isOpen()) answer += port_->readAll();
     model = ModelFromAnswer(answer);
   }
-  if (model.isEmpty()) {
+  if (model.isEmpty() || cancelRequested_) {
     if (port_->isOpen()) port_->close();
     return {};
   }
@@ -135,12 +139,25 @@ QString Connection::Port_Set_Once(const QString& port) {
 }
 
 bool Connection::Port_Set_Command(const QString& mode, const QString& port) {
+  // A click that arrives while a search waits must not start another, nor
+  // take the port the search has open for a connection to end.
+  if (searching_) return false;
   // Disconnecting may cut an exchange short; connecting waits for the end of one.
   if (port_->isOpen()) {
     Command20_Click();
     return true;
   }
   if (exchange_->busy()) return false;
+  searching_ = true;
+  cancelRequested_ = false;
+  struct SearchEnd {
+    Connection* c;
+    ~SearchEnd() { c->searching_ = false; }
+  } searchEnd{this};
+  const auto tryPort = [this](const QString& candidate) {
+    Q_EMIT searchingPort(PortDisplay(candidate));
+    return Port_Set_Once(candidate);
+  };
   QString found;
   const bool once = mode == QLatin1String("Once");
   if (once) {
@@ -151,20 +168,26 @@ bool Connection::Port_Set_Command(const QString& mode, const QString& port) {
       Q_EMIT statusTextChanged(StatusText());
       return true;
     }
-    found = Port_Set_Once(port);
+    found = tryPort(port);
   } else {
     QStringList tried;
     for (const QString& candidate : port_->preferredPorts()) {
       tried << PortPath(candidate);
-      found = Port_Set_Once(candidate);
-      if (!found.isEmpty()) break;
+      found = tryPort(candidate);
+      if (!found.isEmpty() || cancelRequested_) break;
     }
-    for (int n = SearchFirstPort; n >= 1 && found.isEmpty(); --n) {
+    for (int n = SearchFirstPort; n >= 1 && found.isEmpty() && !cancelRequested_; --n) {
       const QString candidate = QString::number(n);
       if (tried.contains(PortPath(candidate))) continue;
-      found = Port_Set_Once(candidate);
+      found = tryPort(candidate);
     }
   }
+  if (cancelRequested_) {
+    if (port_->isOpen()) port_->close();
+    Q_EMIT statusTextChanged(StatusText());
+    return true;
+  }
+  searching_ = false;
   if (found.isEmpty()) {
     // One port tried: say why it would not open, when it would not.
     QString text = NotConnectedText(ModelName);
@@ -191,6 +214,23 @@ void Connection::Command20_Click() {
   Q_EMIT clearRecState();
   Q_EMIT statusTextChanged(StatusText());
   exchange_->Pro_End();
+}
+
+void Connection::cancelSearch() {
+  if (!searching_) return;
+  cancelRequested_ = true;
+  if (pauseLoop_) pauseLoop_->quit();
+}
+
+bool Connection::pause(int ms) {
+  if (ms > 0 && !cancelRequested_) {
+    QEventLoop loop;
+    QTimer::singleShot(ms, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    pauseLoop_ = &loop;
+    loop.exec();
+    pauseLoop_ = nullptr;
+  }
+  return !cancelRequested_;
 }
 
 void Connection::presenceCheck() {

@@ -8,6 +8,8 @@
 #include "link/frame.h"
 #include "link/transport.h"
 
+class QEventLoop;
+
 namespace hygro {
 
 class Transport;
@@ -55,10 +57,15 @@ class Connection : public QObject {
   QString Port_Set_Once(const QString& port);
   // The connect/disconnect toggle. "Once" tries the given port only; any
   // other mode searches the FTDI ports the system lists, then 16 down to 1.
-  // Returns false when refused (an exchange is running).
+  // Returns false when refused (an exchange or another search is running).
   bool Port_Set_Command(const QString& mode, const QString& port);
   // The disconnect action (also taken when the bridge disappears).
   void Command20_Click();
+  // Ends a connect or search in progress at its next step, with the port
+  // closed, "not connected" shown and nothing said: the user asked for it.
+  // Does nothing when no search runs.
+  void cancelSearch();
+  bool searching() const { return searching_; }
 
   bool isConnected() const;
   // Why the last single-port attempt could not open its port; None when it
@@ -87,18 +94,27 @@ class Connection : public QObject {
   void connected(const QString& model);
   // The device vanished while its port was open (before the exchange ends).
   void deviceLost();
+  // A connect is about to try this port (the number of the port box where
+  // the port has one, else its path); a search announces each in turn.
+  void searchingPort(const QString& portName);
 
  private:
   void presenceCheck();
   void deviceGone();
   bool openPort();
   void waitForQuietLine();
+  // Waits like Wait(), but a cancelled search ends the wait at once; false
+  // when the search was cancelled.
+  bool pause(int ms);
 
   Transport* port_;
   BridgePins* bridge_;
   Exchange* exchange_;
   UserPrompt* prompt_;
   PortOpenError lastOpenError_ = PortOpenError::None;
+  bool searching_ = false;
+  bool cancelRequested_ = false;
+  QEventLoop* pauseLoop_ = nullptr;
 };
 
 }  // namespace hygro

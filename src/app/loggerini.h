@@ -1,0 +1,38 @@
+#pragma once
+// The settings file kept between runs: one line of three comma-separated
+// fields, the port number, a stored option value, and the last folder.
+#include <QString>
+
+namespace hygro {
+
+struct LoggerIniValues {
+  qint16 port = 1;
+  qint16 option = 0;
+  QString folder;
+};
+
+// The values in the file at `path`. A missing, unreadable or damaged file
+// gives the defaults, without a message: the file only remembers choices.
+//
+// Damaged means any of: an empty file; a first line longer than 64 KiB; a
+// first line that is not exactly three fields; a number field that is not a
+// whole decimal number within -32768..32767; a quoted folder without its
+// closing quote or with text after it. Blanks around fields are allowed; a
+// folder written without quotes is taken as it stands (trimmed) when it
+// holds no quote. Only the first line is read.
+//
+// Quoting: the folder is always written in double quotes. A comma inside the
+// quotes is part of the folder; a double quote in the folder (possible on
+// Linux) is written doubled, as in CSV, and read back as one.
+LoggerIniValues LoggerIni_Read(const QString& path);
+
+// Writes `values` as one line, e.g. 3,0,"C:\data" followed by CR LF,
+// replacing the file. The line is written to a temporary file next to it and
+// renamed over it, so a failed save leaves the previous file as it was.
+// Returns false, with the reason in `error`, when the file cannot be written.
+bool LoggerIni_Save(const QString& path, const LoggerIniValues& values, QString* error = nullptr);
+
+// The line LoggerIni_Save writes, CR LF included, in the file's encoding.
+QByteArray LoggerIni_Line(const LoggerIniValues& values);
+
+}  // namespace hygro

@@ -1,0 +1,279 @@
+// The control-state table of each logger state, computed without a window
+// from the status the session shows after talking to the emulator.
+#include <QtTest>
+
+#include "logger/controls.h"
+#include "logger/session.h"
+#include "sim/simtransport.h"
+#include "support/scripted_prompt.h"
+
+using namespace hygro;
+using hygro::test::ScriptedPrompt;
+
+namespace {
+
+struct Rig {
+  ScriptedPrompt prompt;
+  sim::SimTransport* sim = new sim::SimTransport;
+  Session session{std::unique_ptr<Transport>(sim), std::make_unique<NoBridge>(), &prompt};
+  QTemporaryDir dir;
+
+  explicit Rig(const QString& state = QString(), const QString& model = QString()) {
+    if (!state.isEmpty()) {
+      QString error;
+      if (!sim->model().loadFile(QStringLiteral(HYGROTAB_TEST_DATA "/sim/") + state, &error))
+        qFatal("state %s: %s", qPrintable(state), qPrintable(error));
+    }
+    if (!model.isEmpty()) sim->model().setModel(model);
+    session.connection().CloseWaitMs = 1;
+    session.connection().PulseHighMs = 1;
+    session.connection().PulseLowMs = 1;
+    session.data().open(dir.path(), nullptr);
+  }
+  ~Rig() { session.data().closeAndRemove(); }
+
+  bool waitIdle() {
+    QDeadlineTimer deadline(15000);
+    while (session.busy() && !deadline.hasExpired())
+      QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    return !session.busy();
+  }
+  bool connect() {
+    session.Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
+    return waitIdle() && session.connected();
+  }
+  ControlTable table() const { return StatusControls(session.view()); }
+};
+
+QString backName(BackColour c) {
+  switch (c) {
+    case BackColour::ButtonFace:
+      return QStringLiteral("ButtonFace");
+    case BackColour::Black:
+      return QStringLiteral("Black");
+    case BackColour::LightGreen:
+      return QStringLiteral("LightGreen");
+    case BackColour::Red:
+      return QStringLiteral("Red");
+  }
+  return QStringLiteral("?");
+}
+
+// Checks expectations written as `Name+` enabled, `Name-` disabled, `Name^`
+// shown, `Name_` hidden, `Name=caption`, `Name@Colour`, `Name?` (the table
+// says nothing of it), separated by '|'. Each failing one is named.
+QStringList mismatches(const ControlTable& t, const QString& expect) {
+  QStringList bad;
+  static const QRegularExpression re(QStringLiteral("^(\\w+)([-+^_=@?])(.*)$"));
+  for (const QString& item : expect.split(QLatin1Char('|'))) {
+    const auto m = re.match(item);
+    if (!m.hasMatch()) {
+      bad << QStringLiteral("bad expectation ") + item;
+      continue;
+    }
+    const ControlState* s = t.find(m.captured(1));
+    const QChar op = m.captured(2).at(0);
+    const QString arg = m.captured(3);
+    QString got;
+    if (op == QLatin1Char('?')) {
+      if (s) got = QStringLiteral("an entry");
+    } else if (!s) {
+      got = QStringLiteral("no entry");
+    } else if (op == QLatin1Char('+') || op == QLatin1Char('-')) {
+      if (s->enabled != (op == QLatin1Char('+')))
+        got = s->enabled ? (*s->enabled ? QStringLiteral("enabled") : QStringLiteral("disabled"))
+                         : QStringLiteral("enabled unset");
+    } else if (op == QLatin1Char('^') || op == QLatin1Char('_')) {
+      if (s->visible != (op == QLatin1Char('^')))
+        got = s->visible ? (*s->visible ? QStringLiteral("shown") : QStringLiteral("hidden"))
+                         : QStringLiteral("visible unset");
+    } else if (op == QLatin1Char('=')) {
+      if (s->text != arg) got = s->text ? QLatin1Char('"') + *s->text + QLatin1Char('"') : "unset";
+    } else if (op == QLatin1Char('@')) {
+      if (!s->back || backName(*s->back) != arg)
+        got = s->back ? backName(*s->back) : QStringLiteral("back unset");
+    }
+    if (!got.isEmpty()) bad << item + QStringLiteral(" (got ") + got + QLatin1Char(')');
+  }
+  return bad;
+}
+
+#define CHECK_TABLE(table, expect)                                         \
+  do {                                                                     \
+    const QStringList bad_ = mismatches((table), (expect));                \
+    QVERIFY2(bad_.isEmpty(), qPrintable(bad_.join(QStringLiteral("; ")))); \
+  } while (false)
+
+const QString kLockNames = QStringLiteral(
+    "Combo2|Combo4|Combo5|Command1|Command2|Command4|Command5|Command6|Command7|"
+    "Command11|Command13|Command19|Command26|Command28|Option1|Option2|Option3|"
+    "Option4|m1|m2|m3|m11|m12|m21|m22|m23|m31|m32|m33|m34");
+const QString kScrollBars =
+    QStringLiteral("HScroll1|HScroll2|HScroll3|HScroll4|VScroll1|VScroll2|VScroll3|VScroll4");
+
+QString each(const QString& names, const char* op) {
+  QStringList out;
+  for (const QString& n : names.split(QLatin1Char('|'))) out << n + QLatin1String(op);
+  return out.join(QLatin1Char('|'));
+}
+
+}  // namespace
+
+class TestControlStates : public QObject {
+  Q_OBJECT
+ private Q_SLOTS:
+  void lockAndUnlockNameEveryOperatingControl() {
+    const ControlTable lock = Controls_Lock();
+    QStringList names;
+    for (const auto& [n, s] : lock.entries()) {
+      names << n;
+      QCOMPARE(s.enabled, std::optional<bool>(false));
+      QVERIFY(!s.visible && !s.text && !s.back);
+    }
+    QCOMPARE(names.join(QLatin1Char('|')), kLockNames);
+
+    const ControlTable unlock = Controls_Unlock();
+    names.clear();
+    for (const auto& [n, s] : unlock.entries()) {
+      names << n;
+      QCOMPARE(s.enabled, std::optional<bool>(true));
+    }
+    QCOMPARE(names.join(QLatin1Char('|')),
+             kLockNames + QStringLiteral("|Option5|Option6|Option7|Option8|Option9"));
+  }
+
+  void laterSettingsWinPerAttribute() {
+    ControlTable first;
+    first.enable(QStringLiteral("A"), true);
+    first.setText(QStringLiteral("A"), QStringLiteral("one"));
+    first.setBack(QStringLiteral("B"), BackColour::Red);
+    ControlTable later;
+    later.setText(QStringLiteral("C"), QStringLiteral("three"));
+    later.enable(QStringLiteral("A"), false);
+    later.show(QStringLiteral("B"), false);
+    later.setText(QStringLiteral("A"), QStringLiteral("two"));
+    first.merge(later);
+    CHECK_TABLE(first, "A-|A=two|B@Red|B_|C=three|D?");
+    QCOMPARE(first.find(QStringLiteral("B"))->enabled, std::nullopt);
+    QStringList order;
+    for (const auto& e : first.entries()) order << e.first;
+    QCOMPARE(order, (QStringList{"A", "B", "C"}));
+    // Setting again keeps one entry per name.
+    first.enable(QStringLiteral("B"), true);
+    QCOMPARE(first.entries().size(), std::size_t(3));
+  }
+
+  void notConnected() {
+    Rig r;
+    r.session.statusOp().Status_Disp();
+    const ControlTable t = r.table();
+    CHECK_TABLE(t,
+                "Combo1+|Combo3+|Combo4+|Command27-|m1+|m2+|m3+|m11+|m12+|m21+|m22+|m23+|"
+                "m31+|m32+|m33-|m34-|Frame8+|Frame11+|Option5+|Option6+|Option7+|Option8+|"
+                "Option9+|Label16=----|Command2=Continuous|Label49=Unconnection|"
+                "Label49@Black|Label7=----|Label7@ButtonFace|Label8=|Label8@ButtonFace|"
+                "Label14=----|Label19=|Label6=|Label21=|Label26=|Label10=|Label2=|Label4=|"
+                "Label48=|Label29=|Label46=");
+    CHECK_TABLE(t, each(kScrollBars, "^"));
+    // Nothing here says what the record and measurement buttons do: they
+    // keep the state the last exchange left.
+    CHECK_TABLE(t, "Command4?|Command1?|Label3?");
+  }
+
+  void idle() {
+    Rig r(QStringLiteral("idle.json"));
+    QVERIFY(r.connect());
+    QCOMPARE(r.session.view().state, DisplayState::Idle);
+    const ControlTable t = r.table();
+    CHECK_TABLE(t,
+                "Command4+|Command4=Start|Label16=Record stop|Command2=Continuous|Combo4-|"
+                "Combo1-|Combo3-|Command27+|m22+|m33+|m34+|m2+|m11+|m12+|Frame8+|Frame11+|"
+                "Option5+|Option6+|Option7+|Option8+|Option9+|Command1+|Command5+|Combo2+|"
+                "Label49=Communicating|Label49@LightGreen|Label7=3.05 V|Label7@ButtonFace|"
+                "Label8=|Label8@ButtonFace|Label14=LAB1|Label21=144 point|Label6=10 Min|"
+                "Label3=Log|Label29=30 C|Label29^|Label31^|Label32^|Label46^|"
+                "Command10+|Command12+|Command22+|Command23+");
+    CHECK_TABLE(t, each(kScrollBars, "^"));
+  }
+
+  void recording() {
+    Rig r(QStringLiteral("recording.json"));
+    QVERIFY(r.connect());
+    QCOMPARE(r.session.view().state, DisplayState::Recording);
+    const ControlTable t = r.table();
+    CHECK_TABLE(t,
+                "Command4+|Command4=Stop|Label16=Recording|Option6-|Command11+|m22-|m21+|"
+                "m1+|m2+|m3+|m11+|m12+|m23+|Option5+|Option7+|Option8+|Option9+|"
+                "Command1-|Command2-|Command5-|Combo4-|Combo5-|m31-|m32-|m33-|m34-|"
+                "Command27+|Label49@LightGreen");
+  }
+
+  void reserving() {
+    Rig r(QStringLiteral("reserved.json"));
+    QVERIFY(r.connect());
+    QCOMPARE(r.session.view().state, DisplayState::Reserving);
+    const ControlTable t = r.table();
+    CHECK_TABLE(t,
+                "Command4+|Command4=Reservation cancel|Label16=Reserving|m22-|Option6-|"
+                "Command11+|m1+|m2+|m3+|m11+|m12+|m21+|m23+|Option5+|Option7+|Option8+|"
+                "Option9+|Command1-|Command5-|m31-|Label8=|Label8@ButtonFace|"
+                "Label26=15Day08:30 Record beginning|Label21=0 Point|Label6=5 Min");
+  }
+
+  void continuousRunAndBackToIdle() {
+    Rig r(QStringLiteral("idle.json"));
+    QVERIFY(r.connect());
+    r.session.realtime().Command2_Click();
+    QCOMPARE(r.session.view().state, DisplayState::Continuous);
+    const ControlTable t = r.table();
+    CHECK_TABLE(t,
+                "Command2+|Command2=Stop|Command4-|Label16?|Option5-|Option7-|"
+                "Option8+|Option9+|m1+|m3+|m31+|m2-|m21-|m22-|m33-|Command1-|Command11-|"
+                "Command10-|Command12-|Command22-|Command23-");
+    // Only the enabling of the record button and the state label is left:
+    // their texts stay as the last status showed them.
+    QVERIFY(!t.find(QStringLiteral("Command4"))->text);
+    CHECK_TABLE(t, each(kScrollBars, "_"));
+
+    r.prompt.questionAnswers.enqueue(false);
+    r.session.realtime().Command2_Click();
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.session.view().state, DisplayState::Idle);
+    const ControlTable after = r.table();
+    CHECK_TABLE(after,
+                "Command2=Continuous|Command2+|Command4=Start|Command10+|Command12+|"
+                "Command22+|Command23+|Option5+|Option7+");
+    CHECK_TABLE(after, each(kScrollBars, "^"));
+  }
+
+  void alarmsAndModels() {
+    // A low battery reads ＮＧ on red, and the end by low voltage is shown in red.
+    Rig low(QStringLiteral("lowbattery.json"));
+    QVERIFY(low.connect());
+    CHECK_TABLE(low.table(),
+                "Label7=ＮＧ 2.49 V|Label7@Red|"
+                "Label8=End due to the voltage decrease.|Label8@Red|"
+                "Command4=Start");
+
+    // The logger's error bit alone marks the battery, not the end message.
+    Rig err;
+    QString error;
+    QVERIFY2(err.sim->model().loadJson(R"({"model": "QM720-XC", "battery": 3.05,
+        "state": ["error"], "startTime": "2024-05-01 12:00:00", "interval": 60})",
+                                       &error),
+             qPrintable(error));
+    QVERIFY(err.connect());
+    CHECK_TABLE(err.table(), "Label7=ＮＧ 3.05 V|Label7@Red|Label8=|Label8@ButtonFace");
+
+    // Only the QM720-XC has bounds; another model's bound captions go.
+    for (const char* model : {"QM510-XC", "QM720-XCB"}) {
+      Rig r(QStringLiteral("idle.json"), QString::fromLatin1(model));
+      QVERIFY(r.connect());
+      QCOMPARE(r.session.ModelName(), QString::fromLatin1(model));
+      CHECK_TABLE(r.table(), "Label29_|Label31_|Label32_|Label46_|Label7@ButtonFace");
+    }
+  }
+};
+
+QTEST_MAIN(TestControlStates)
+#include "tst_control_states.moc"

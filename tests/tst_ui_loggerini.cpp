@@ -1,0 +1,154 @@
+// The settings file: what is written byte for byte, what is read back, and
+// that a damaged file or a failed save costs nothing already stored.
+#include <QtTest>
+
+#include "app/loggerini.h"
+
+#ifdef Q_OS_UNIX
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+#endif
+
+using namespace hygro;
+
+namespace {
+
+QByteArray readAll(const QString& path) {
+  QFile f(path);
+  return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray("<missing>");
+}
+
+void writeRaw(const QString& path, const QByteArray& bytes) {
+  QFile f(path);
+  QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+  QCOMPARE(f.write(bytes), bytes.size());
+}
+
+QString describe(const LoggerIniValues& v) {
+  return QStringLiteral("%1|%2|%3").arg(v.port).arg(v.option).arg(v.folder);
+}
+
+}  // namespace
+
+class TestLoggerIni : public QObject {
+  Q_OBJECT
+ private Q_SLOTS:
+  void writesOneLineAndReadsItBack() {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("Logger.ini"));
+    // An older, longer file is replaced entirely.
+    writeRaw(path, QByteArray(200, 'x') + "\r\n2,2,\"old\"\r\n");
+    QString error;
+    QVERIFY(LoggerIni_Save(path, {3, 0, QStringLiteral("C:\\data")}, &error));
+    QVERIFY(error.isEmpty());
+    QCOMPARE(readAll(path), QByteArray("3,0,\"C:\\data\"\r\n"));
+    QCOMPARE(describe(LoggerIni_Read(path)), QStringLiteral("3|0|C:\\data"));
+
+    // Commas and quotes inside the folder, negative numbers, non-ASCII.
+    const LoggerIniValues odd{-32768, 32767, QStringLiteral("/home/jürgen/a,b \"c\"")};
+    QVERIFY(LoggerIni_Save(path, odd));
+    QCOMPARE(readAll(path), QByteArray("-32768,32767,\"/home/j\xC3\xBCrgen/a,b \"\"c\"\"\"\r\n"));
+    QCOMPARE(describe(LoggerIni_Read(path)), describe(odd));
+
+    QVERIFY(LoggerIni_Save(path, {12, 5, QString()}));
+    QCOMPARE(readAll(path), QByteArray("12,5,\"\"\r\n"));
+    QCOMPARE(describe(LoggerIni_Read(path)), QStringLiteral("12|5|"));
+    // No temporary file is left beside it.
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
+             QStringList{QStringLiteral("Logger.ini")});
+  }
+
+  void damagedFilesGiveTheDefaults_data() {
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<QString>("expect");
+    const QString defaults = QStringLiteral("1|0|");
+    QTest::newRow("empty") << QByteArray() << defaults;
+    QTest::newRow("blank line") << QByteArray(" \r\n3,0,\"a\"\r\n") << defaults;
+    QTest::newRow("two fields") << QByteArray("3,0\r\n") << defaults;
+    QTest::newRow("four fields") << QByteArray("3,0,\"a\",4\r\n") << defaults;
+    QTest::newRow("port too large") << QByteArray("32768,0,\"a\"\r\n") << defaults;
+    QTest::newRow("port too small") << QByteArray("-32769,0,\"a\"\r\n") << defaults;
+    QTest::newRow("option too large") << QByteArray("3,99999,\"a\"\r\n") << defaults;
+    QTest::newRow("port not a number") << QByteArray("COM3,0,\"a\"\r\n") << defaults;
+    QTest::newRow("port a fraction") << QByteArray("3.5,0,\"a\"\r\n") << defaults;
+    QTest::newRow("empty port") << QByteArray(",0,\"a\"\r\n") << defaults;
+    QTest::newRow("unclosed quote") << QByteArray("3,0,\"C:\\data\r\n") << defaults;
+    QTest::newRow("text after quote") << QByteArray("3,0,\"a\"b\r\n") << defaults;
+    QTest::newRow("stray quote") << QByteArray("3,0,a\"b\r\n") << defaults;
+    QTest::newRow("binary") << QByteArray("\x00\xff\xfe,\x01,\x80\x81", 8) << defaults;
+    QTest::newRow("endless line") << QByteArray("3,0,\"") + QByteArray(70000, 'a') << defaults;
+    // Written by hand or by another editor: still understood.
+    QTest::newRow("blanks") << QByteArray(" 3 ,\t7 , \"f\" \r\n") << QStringLiteral("3|7|f");
+    QTest::newRow("LF only, no end") << QByteArray("4,1,\"g\"") << QStringLiteral("4|1|g");
+    QTest::newRow("unquoted folder") << QByteArray("5,0,D:\\x\n") << QStringLiteral("5|0|D:\\x");
+    QTest::newRow("later lines ignored")
+        << QByteArray("6,0,\"h\"\r\ngarbage,,,\r\n") << QStringLiteral("6|0|h");
+  }
+  void damagedFilesGiveTheDefaults() {
+    QFETCH(QByteArray, content);
+    QFETCH(QString, expect);
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("Logger.ini"));
+    writeRaw(path, content);
+    QCOMPARE(describe(LoggerIni_Read(path)), expect);
+  }
+
+  void aMissingFileGivesTheDefaults() {
+    QTemporaryDir dir;
+    QCOMPARE(describe(LoggerIni_Read(dir.filePath(QStringLiteral("Logger.ini")))),
+             QStringLiteral("1|0|"));
+    QCOMPARE(describe(LoggerIni_Read(dir.path())), QStringLiteral("1|0|"));  // a folder
+  }
+
+  void aFailedSaveKeepsTheOldFile() {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("Logger.ini"));
+    QVERIFY(LoggerIni_Save(path, {3, 0, QStringLiteral("/data")}));
+    const QByteArray old = readAll(path);
+    const LoggerIniValues next{4, 0, QStringLiteral("/a/much/longer/folder/than/before")};
+
+    QString error;
+    const QString noFolder = dir.filePath(QStringLiteral("gone/Logger.ini"));
+    QVERIFY(!LoggerIni_Save(noFolder, next, &error));
+    QVERIFY2(error.contains(QStringLiteral("does not exist")), qPrintable(error));
+    QVERIFY(error.contains(noFolder));
+    QVERIFY(!LoggerIni_Save(dir.path(), next, &error));
+    QVERIFY2(error.contains(QStringLiteral("it is a folder")), qPrintable(error));
+
+#ifdef Q_OS_UNIX
+    // The disk takes only a few bytes (a file size limit holds for root as
+    // well): the write fails half way, and the old file stays whole.
+    error.clear();
+    rlimit saved{};
+    QCOMPARE(::getrlimit(RLIMIT_FSIZE, &saved), 0);
+    rlimit small = saved;
+    small.rlim_cur = 5;
+    auto* oldHandler = std::signal(SIGXFSZ, SIG_IGN);
+    QCOMPARE(::setrlimit(RLIMIT_FSIZE, &small), 0);
+    const bool saved5 = LoggerIni_Save(path, next, &error);
+    ::setrlimit(RLIMIT_FSIZE, &saved);
+    std::signal(SIGXFSZ, oldHandler);
+    QVERIFY(!saved5);
+    QVERIFY2(error.startsWith(QStringLiteral("The settings file ") + path +
+                              QStringLiteral(" could not be written: ")),
+             qPrintable(error));
+    QCOMPARE(readAll(path), old);
+    QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
+             QStringList{QStringLiteral("Logger.ini")});
+
+    if (::geteuid() != 0) {
+      // A folder we may not write in.
+      QFile::setPermissions(dir.path(), QFile::ReadOwner | QFile::ExeOwner);
+      QVERIFY(!LoggerIni_Save(path, next, &error));
+      QFile::setPermissions(dir.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+      QCOMPARE(readAll(path), old);
+    }
+#endif
+    QCOMPARE(describe(LoggerIni_Read(path)), QStringLiteral("3|0|/data"));
+  }
+};
+
+QTEST_MAIN(TestLoggerIni)
+#include "tst_ui_loggerini.moc"
