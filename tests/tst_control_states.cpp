@@ -175,9 +175,10 @@ class TestControlStates : public QObject {
                 "Label14=----|Label19=|Label6=|Label21=|Label26=|Label10=|Label2=|Label4=|"
                 "Label48=|Label29=|Label46=");
     CHECK_TABLE(t, each(kScrollBars, "^"));
-    // Nothing here says what the record and measurement buttons do: they
-    // keep the state the last exchange left.
-    CHECK_TABLE(t, "Command4?|Command1?|Label3?");
+    // The buttons that need a logger are greyed; the shown set stays.
+    CHECK_TABLE(t,
+                "Command1-|Command2-|Command4-|Command5-|Command11-|Command26-|Command28-|"
+                "Command4=Start|Label3?");
   }
 
   void idle() {

@@ -63,6 +63,12 @@ void NotConnectedControls(ControlTable& t) {
   // A logger unplugged during a continuous run ends here, not in the idle
   // state; the graphs of the data held must stay scrollable offline.
   showGraphScrollBars(t, true);
+  // Without a logger these buttons could only do nothing; greyed, they say
+  // so. The record button reads "Start" again, as it will once connected.
+  for (const char* n : {"Command1", "Command2", "Command4", "Command5", "Command11", "Command26",
+                        "Command28"})
+    t.enable(name(n), false);
+  t.setText(name("Command4"), QStringLiteral("Start"));
 }
 
 void ConnectedControls(const StatusView& v, ControlTable& t) {
