@@ -19,7 +19,7 @@ namespace {
 class SilentPrompt : public UserPrompt {
  public:
   void message(const QString&, const QString&) override {}
-  bool question(const QString&, const QString&) override { return false; }
+  bool question(QuestionId, const QString&, const QString&) override { return false; }
   std::optional<QString> saveFileName(const QString&, const QString&, bool*) override {
     return std::nullopt;
   }

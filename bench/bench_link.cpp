@@ -3,8 +3,8 @@
 #include <benchmark/benchmark.h>
 
 #include <QCoreApplication>
-#include <QEventLoop>
 #include <QElapsedTimer>
+#include <QEventLoop>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -33,7 +33,7 @@ struct Rig {
     session.connection().PulseHighMs = 1;
     session.connection().PulseLowMs = 1;
     session.data().open(dir.path(), nullptr);
-    session.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("1"));
+    session.Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
     waitIdle();
     sim->setPacing(paced);
     QObject::connect(&session.exchange(), &Exchange::frameSent, [this](const QByteArray& f) {
@@ -67,7 +67,7 @@ void BM_StatusRead(benchmark::State& state) {
     rig.frames = 0;
     QElapsedTimer t;
     t.start();
-    rig.session.Command11_Click();
+    rig.session.statusOp().Command11_Click();
     rig.waitIdle();
     wall += t.nsecsElapsed() / 1e9;
     wire += rig.wireSeconds(0);
@@ -84,7 +84,7 @@ void downloadOnce(Rig& rig, benchmark::State& state, double* wall, double* wire)
   rig.stream = false;
   QElapsedTimer t;
   t.start();
-  rig.session.Command5_Click();
+  rig.session.download().Command5_Click();
   rig.waitIdle();
   *wall += t.nsecsElapsed() / 1e9;
   const int points = rig.session.data().info(LogData).Points;
@@ -99,10 +99,7 @@ void BM_Download15000Paced(benchmark::State& state) {
   state.counters["wire_s"] = wire / state.iterations();
   state.counters["ratio_to_wire"] = wall / wire;
 }
-BENCHMARK(BM_Download15000Paced)
-    ->Unit(benchmark::kSecond)
-    ->Iterations(1)
-    ->MeasureProcessCPUTime();
+BENCHMARK(BM_Download15000Paced)->Unit(benchmark::kSecond)->Iterations(1)->MeasureProcessCPUTime();
 
 void BM_Download15000Unpaced(benchmark::State& state) {
   Rig rig("download_15000.json", false);

@@ -81,7 +81,7 @@ class TestConnection : public QObject {
       r.sim->unplug();
       QTimer::singleShot(300, r.sim, [&r] { r.sim->plugIn(); });
     };
-    QVERIFY(r.session.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("1")));
+    QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1")));
     QVERIFY(r.session.connected());
     QCOMPARE(r.session.ModelName(), QStringLiteral("QM720-XC"));
     QVERIFY(r.prompt.messages().isEmpty());
@@ -112,7 +112,7 @@ class TestConnection : public QObject {
     SimRig r;
     r.sim->model().setModel(model);
     QSignalSpy ended(&r.session, &Session::exchangeEnded);
-    QVERIFY(r.session.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("1")));
+    QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1")));
     QTRY_VERIFY(ended.count() >= 1);
     QCOMPARE(r.session.ModelName(), model);
     QCOMPARE(r.session.view().statusBar, QStringLiteral("Communicating\u3000Port1"));
@@ -122,14 +122,14 @@ class TestConnection : public QObject {
     QCOMPARE(r.bridge->masks.mid(0, 2), (QList<quint8>{0xFF, 0xF0}));
     // The battery read proves the logger answers; the status read follows.
     const CommandQueue& q = r.session.exchange().queue;
-    QCOMPARE(q.entries[0].CommMode, QStringLiteral("port_open"));
+    QCOMPARE(CommModeWord(q.entries[0].CommMode), QStringLiteral("port_open"));
     QCOMPARE((QList<int>{q.entries[0].P1, q.entries[1].P1}), (QList<int>{16, 99}));
     QVERIFY(r.prompt.calls.isEmpty());
   }
 
   void aMissingPortIsNotConnected() {
     SimRig r;
-    QVERIFY(r.session.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("7")));
+    QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("7")));
     QVERIFY(!r.session.connected());
     QCOMPARE(r.prompt.messages(), QStringList{QStringLiteral("Hygrotab not connected.")});
     QCOMPARE(r.session.view().statusBar, QStringLiteral("Unconnection"));
@@ -144,7 +144,7 @@ class TestConnection : public QObject {
       Session session{std::make_unique<SerialTransport>(), std::make_unique<NoBridge>(), &prompt};
       QTemporaryDir dir;
       session.data().open(dir.path(), nullptr);
-      session.Port_Set_Command(QStringLiteral("Once"), port);
+      session.Port_Set_Command(PortSearch::Once, port);
       const bool connected = session.connected();
       session.data().closeAndRemove();
       return connected ? QStringLiteral("connected") : prompt.messages().join(QLatin1Char('|'));
@@ -199,7 +199,7 @@ class TestConnection : public QObject {
     r.sim->setAttachedPort(QStringLiteral("3"));
     // Hide the emulator from the preferred list by asking for a port it does
     // not list first: a search still reaches it.
-    QVERIFY(r.session.Port_Set_Command(QStringLiteral("Search"), QString()));
+    QVERIFY(r.session.Port_Set_Command(PortSearch::Search, QString()));
     QTRY_VERIFY(!r.session.busy());
     QVERIFY(r.session.connected());
     QCOMPARE(r.session.view().statusBar, QStringLiteral("Communicating\u3000Port3"));
@@ -207,10 +207,10 @@ class TestConnection : public QObject {
 
   void unpluggingDisconnectsOnceWithoutMessages() {
     SimRig r;
-    r.session.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("1"));
+    r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
     QTRY_VERIFY(!r.session.busy());
     QSignalSpy ended(&r.session, &Session::exchangeEnded);
-    r.session.Command11_Click();
+    r.session.statusOp().Command11_Click();
     QVERIFY(r.session.busy());
     r.sim->unplug();
     QVERIFY(!r.session.connected());
@@ -230,7 +230,7 @@ class TestConnection : public QObject {
     c.D_CHECK.setInterval(10);
     port.open();
     x.Queue_Reset();
-    x.Command_Add(1, 16, 0, 0, QString());
+    x.Command_Add(1, 16, 0, 0, CommMode::None);
     x.TimeOutMs = 100000;
     x.Command_Send();
     port.present = false;

@@ -46,7 +46,7 @@ class TestExchange : public QObject {
     }
     void start(std::initializer_list<int> codes) {
       x.Queue_Reset();
-      for (int c : codes) x.Command_Add(1, static_cast<quint8>(c), 0, 0, QString());
+      for (int c : codes) x.Command_Add(1, static_cast<quint8>(c), 0, 0, CommMode::None);
       x.Command_Send();
     }
   };
@@ -83,8 +83,8 @@ class TestExchange : public QObject {
     r.port.script = {Answer(1, 25, 0, 0), Answer(1, 16, 0, 0), Answer(1, 22, 25, 0),
                      Answer(1, 21, 5, 220)};
     r.x.Queue_Reset();
-    r.x.Command_Add(1, 25, 0, 0, QStringLiteral("real"));
-    r.x.Real_Read_Add(QStringLiteral("real"));
+    r.x.Command_Add(1, 25, 0, 0, CommMode::Real);
+    r.x.Real_Read_Add(CommMode::Real);
     QCOMPARE(int(r.x.queue.Count), 4);
     r.x.Command_Send();
     QTRY_COMPARE(ended.count(), 1);
@@ -218,8 +218,8 @@ class TestExchange : public QObject {
       }
     });
     r.x.Queue_Reset();
-    r.x.Command_Add(1, 23, 20, 0, QString());
-    r.x.Command_Add(1, 23, 22, 0, QString());
+    r.x.Command_Add(1, 23, 20, 0, CommMode::None);
+    r.x.Command_Add(1, 23, 22, 0, CommMode::None);
     r.x.Command_Send();
     QTRY_VERIFY_WITH_TIMEOUT(!r.x.busy(), 10000);
     QCOMPARE(reads, (QList<QPair<int, int>>{{20, 1}, {22, 3}}));
@@ -255,7 +255,7 @@ class TestExchange : public QObject {
     });
     s.x.Queue_Reset();
     for (int code : {16, 22, 21, 99})
-      s.x.Command_Add(1, static_cast<quint8>(code), 0, 0, QString());
+      s.x.Command_Add(1, static_cast<quint8>(code), 0, 0, CommMode::None);
     s.x.Command_Send();
     QTRY_VERIFY_WITH_TIMEOUT(!s.x.busy(), 10000);
     QCOMPARE(r2, (QList<int>{7, 25, 5}));
@@ -287,8 +287,8 @@ class TestExchange : public QObject {
       if (n == 3) r.port.feed(stream + Answer(1, 16, 0, 1));
     });
     r.x.Queue_Reset();
-    r.x.Command_Add(1, 44, 0, 12, QStringLiteral("download"));
-    r.x.Command_Add(1, 16, 0, 0, QStringLiteral("download"));
+    r.x.Command_Add(1, 44, 0, 12, CommMode::Download);
+    r.x.Command_Add(1, 16, 0, 0, CommMode::Download);
     r.x.Command_Send();
     QTRY_VERIFY_WITH_TIMEOUT(!r.x.busy(), 10000);
     QCOMPARE(points, 3);
@@ -306,7 +306,7 @@ class TestExchange : public QObject {
       return points < 3 ? BranchResult::Hold : BranchResult::Advance;
     });
     r.x.Queue_Reset();
-    r.x.Command_Add(1, 44, 0, 12, QStringLiteral("download"));
+    r.x.Command_Add(1, 44, 0, 12, CommMode::Download);
     r.x.Command_Send();
     r.port.feedNow(Answer(0, 0, 0, 4) + Answer(0, 0, 0, 4).left(5));
     QCOMPARE(points, 1);
@@ -320,8 +320,8 @@ class TestExchange : public QObject {
     Rig r;
     r.x.Queue_Reset();
     for (int i = 0; i < CommandQueue::Capacity; ++i)
-      QVERIFY(r.x.Command_Add(1, 16, 0, 0, QString()));
-    QVERIFY(!r.x.Command_Add(1, 16, 0, 0, QString()));
+      QVERIFY(r.x.Command_Add(1, 16, 0, 0, CommMode::None));
+    QVERIFY(!r.x.Command_Add(1, 16, 0, 0, CommMode::None));
     QCOMPARE(int(r.x.queue.Count), 101);
   }
 

@@ -14,6 +14,7 @@
 #include "support/data_fixtures.h"
 #include "support/fake_transport.h"
 #include "support/scripted_prompt.h"
+#include "support/session_ops.h"
 
 using namespace hygro;
 using hygro::test::ScriptedPrompt;
@@ -45,7 +46,7 @@ struct Rig {
   ~Rig() { session.data().closeAndRemove(); }
 
   bool connectAndWait() {
-    session.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("1"));
+    session.Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
     const bool idle = waitIdle();
     connectCodes = codes();
     return idle;
@@ -65,9 +66,9 @@ struct Rig {
   }
   const MeasurementRecord& rec(int set, int n) { return *session.data().at(set, n); }
   // Runs a button's handler, then waits until the exchange it started ended.
-  template <typename... Params, typename... Args>
-  bool run(void (Session::*handler)(Params...), Args&&... args) {
-    (session.*handler)(std::forward<Args>(args)...);
+  template <typename C, typename R, typename... Params, typename... Args>
+  bool run(R (C::*handler)(Params...), Args&&... args) {
+    (test::opOf<C>(session).*handler)(std::forward<Args>(args)...);
     return waitIdle();
   }
 };
@@ -152,7 +153,7 @@ class TestLoggerOps : public QObject {
       QCOMPARE(r.session.data().Get(LogData, 1).Humidity, 47.26f);
       QVERIFY(!Csv_Content(r.session.data(), LogData, QString(), QString()).isEmpty());
     });
-    QVERIFY(r.run(&Session::Command1_Click));
+    QVERIFY(r.run(&RealtimeOperation::Command1_Click));
     QCOMPARE(reads, 1);
     QVERIFY(r.rec(RealTimeData, 1).Time > fmt::dateSerial(2020, 1, 1, 0, 0, 0));
     QCOMPARE(r.rec(RealTimeData, 1).Temperature, 24.4f);
@@ -160,8 +161,8 @@ class TestLoggerOps : public QObject {
     const DataSetInfo& rt = r.session.data().info(RealTimeData);
     QCOMPARE(int(rt.Points), 1);
     QVERIFY(rt.Modified);
-    QCOMPARE(r.session.realtimeLabels().Label2, QStringLiteral("24.4 C"));
-    QVERIFY(r.session.realtimeLabels().Label4.endsWith(QStringLiteral(" %RH")));
+    QCOMPARE(r.session.realtime().labels().Label2, QStringLiteral("24.4 C"));
+    QVERIFY(r.session.realtime().labels().Label4.endsWith(QStringLiteral(" %RH")));
     QVERIFY(qAbs(r.rec(RealTimeData, 1).Humidity - 50.45f) < 0.05f);
     QCOMPARE(r.rec(RealTimeData, 1).Block, 1.0f);
     QCOMPARE(int(r.session.data().DataSetIndex), int(RealTimeData));
@@ -170,13 +171,13 @@ class TestLoggerOps : public QObject {
              QStringLiteral("Maximum temperature Minimum temperature Maximum hu"));
 
     // A run that follows starts from blank remarks, not from those marks.
-    r.session.Command2_Click();
+    r.session.realtime().Command2_Click();
     QCOMPARE(r.rec(RealTimeData, 1).remarks(), QString(50, QLatin1Char(' ')));
     QVERIFY(r.waitIdle());
     // Disconnecting ends the run and marks its extremes.
-    r.session.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("1"));
+    r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
     QVERIFY(!r.session.connected());
-    QVERIFY(!r.session.continuation.isActive());
+    QVERIFY(!r.session.realtime().running());
     QVERIFY(r.rec(RealTimeData, 1).remarks().startsWith(QStringLiteral("Maximum temperature")));
   }
 
@@ -193,10 +194,9 @@ class TestLoggerOps : public QObject {
     QFETCH(bool, minutes);
     QFETCH(int, fast);
     CONNECTED_RIG(r, "idle.json");
-    r.session.Combo5Text = value;
-    r.session.Option4Minutes = minutes;
-    r.session.Command2_Click();
-    QCOMPARE(r.session.status().RecState, QStringLiteral("renzoku"));
+    r.session.realtime().setContinuousInterval(value, minutes);
+    r.session.realtime().Command2_Click();
+    QCOMPARE(r.session.status().RecState, RecState::Continuous);
     QVERIFY(r.waitIdle());
     QCOMPARE(r.frames.value(0), CommandFrame(1, 25, fast, fast));
     // Low-resolution readings brought back to scale: the value stays right.
@@ -204,22 +204,22 @@ class TestLoggerOps : public QObject {
     QVERIFY(qAbs(r.rec(RealTimeData, 1).Humidity - 50.45f) < 1.0f);
     QCOMPARE(r.session.view().Command2, QStringLiteral("Stop"));
     r.prompt.questionAnswers.enqueue(false);
-    r.session.Command2_Click();
-    QVERIFY(r.session.status().RecState.isEmpty() || r.session.busy());
+    r.session.realtime().Command2_Click();
+    QVERIFY(r.session.status().RecState == RecState::Idle || r.session.busy());
     QCOMPARE(r.prompt.texts(QStringLiteral("question")),
              QStringList{QStringLiteral("Is the measurement data preserved?")});
     QVERIFY(r.waitIdle());
-    QVERIFY(!r.session.continuation.isActive());
+    QVERIFY(!r.session.realtime().running());
   }
 
   void continuousRunStampsWholeIntervals() {
     CONNECTED_RIG(r, "idle.json");
-    r.session.Combo5Text = QStringLiteral("2");
-    r.session.Command2_Click();
+    r.session.realtime().setContinuousInterval(QStringLiteral("2"), false);
+    r.session.realtime().Command2_Click();
     const DataSetInfo& rt = r.session.data().info(RealTimeData);
     QTRY_VERIFY_WITH_TIMEOUT(rt.Points >= 3 && !r.session.busy(), 30000);
     r.prompt.questionAnswers.enqueue(false);
-    r.session.Command2_Click();
+    r.session.realtime().Command2_Click();
     QVERIFY(r.waitIdle());
     // Whole seconds apart, so the printed stamps (rounded to the second) are
     // the interval apart too, whatever fraction of a second the run began at;
@@ -239,11 +239,11 @@ class TestLoggerOps : public QObject {
 
   void stoppingWhileASampleIsOnItsWay() {
     CONNECTED_RIG(r, "idle.json");
-    r.session.Command2_Click();
+    r.session.realtime().Command2_Click();
     QVERIFY(r.session.busy());  // the start and the first reads are out
     r.prompt.questionAnswers.enqueue(false);
-    r.session.Command2_Click();
-    QVERIFY(!r.session.continuation.isActive());
+    r.session.realtime().Command2_Click();
+    QVERIFY(!r.session.realtime().running());
     // The sample lands first; then the run ends: marked, the status read, asked.
     QTRY_COMPARE(r.prompt.texts(QStringLiteral("question")),
                  QStringList{QStringLiteral("Is the measurement data preserved?")});
@@ -253,30 +253,87 @@ class TestLoggerOps : public QObject {
     QCOMPARE(r.session.view().Label16, QStringLiteral("Record stop"));
   }
 
+  void aNewRunAsksBeforeLosingTheSamplesOfARun() {
+    CONNECTED_RIG(r, "idle.json");
+    // One sample is replaced by the next without a word.
+    QVERIFY(r.run(&RealtimeOperation::Command1_Click));
+    QVERIFY(r.run(&RealtimeOperation::Command1_Click));
+    QVERIFY(r.prompt.calls.isEmpty());
+    // A run of samples is worth a question, at its end and before the next run.
+    r.session.realtime().setContinuousInterval(QStringLiteral("0"), false);
+    QVERIFY(r.run(&RealtimeOperation::Command2_Click));
+    QTRY_VERIFY_WITH_TIMEOUT(r.session.data().info(RealTimeData).Points >= 2, 20000);
+    r.session.realtime().Command2_Click();
+    QTRY_COMPARE(r.prompt.calls.size(), 1);
+    QCOMPARE(r.prompt.calls[0].id, QuestionId::SaveRunAtStop);
+    QVERIFY(r.waitIdle());
+    const int held = r.session.data().info(RealTimeData).Points;
+    r.prompt.calls.clear();
+    r.session.realtime().Command1_Click();
+    QCOMPARE(r.prompt.calls.size(), 1);
+    QCOMPARE(r.prompt.calls[0].id, QuestionId::SaveRealBeforeRun);
+    QCOMPARE(r.prompt.calls[0].text, QStringLiteral("Is real-time data preserved?"));
+    QCOMPARE(r.prompt.calls[0].title, QStringLiteral("QM720-XC"));
+    QVERIFY(r.waitIdle());
+    QVERIFY(held >= 2);
+    QCOMPARE(int(r.session.data().info(RealTimeData).Points), 1);  // answered No: replaced
+  }
+
+  void aMessageWaitsUntilTheAnswerIsHandled() {
+    // A modal box shown from inside the handling of an answer would run the
+    // event loop there and let the next answer in before this one is done.
+    struct Watching : ScriptedPrompt {
+      Session* session = nullptr;
+      int shownWhileHandling = 0;
+      void message(const QString& text, const QString& title) override {
+        if (session && session->exchange().handlingAnswers()) ++shownWhileHandling;
+        ScriptedPrompt::message(text, title);
+      }
+    } prompt;
+    auto* sim = new sim::SimTransport;
+    QVERIFY(sim->model().loadFile(QStringLiteral(HYGROTAB_TEST_DATA "/sim/idle.json"), nullptr));
+    Session session(std::unique_ptr<Transport>(sim), std::make_unique<NoBridge>(), &prompt);
+    prompt.session = &session;
+    QTemporaryDir dir;
+    session.data().open(dir.path(), nullptr);
+    session.connection().CloseWaitMs = session.connection().PulseHighMs =
+        session.connection().PulseLowMs = 1;
+    session.Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
+    QTRY_VERIFY(session.connected() && !session.busy());
+    // "Set completion" is raised by the answer to 46; the status read that
+    // follows is still queued behind it.
+    session.settings().Alarm_set(30, true, -5, false);
+    QTRY_COMPARE(prompt.messages(), QStringList{QStringLiteral("Set completion")});
+    QTRY_VERIFY(!session.busy());
+    QCOMPARE(prompt.shownWhileHandling, 0);
+    QCOMPARE(session.view().Label29, QStringLiteral("30 C"));
+    session.data().closeAndRemove();
+  }
+
   void aFullRealTimeSetEndsTheRun() {
     CONNECTED_RIG(r, "idle.json");
-    QVERIFY(r.run(&Session::Command2_Click));
+    QVERIFY(r.run(&RealtimeOperation::Command2_Click));
     DataSetInfo& rt = r.session.data().info(RealTimeData);
     const MeasurementRecord last = r.rec(RealTimeData, 1);
     r.session.data().Put(RealTimeData, kMaxPoints, last);
     rt.Points = kMaxPoints;
-    r.session.ContinuationSeconds = 1000;  // the next tick measures
+    r.session.realtime().setContinuousInterval(QStringLiteral("0"), false);  // every tick measures
     r.prompt.questionAnswers.enqueue(false);
-    QTRY_VERIFY(!r.session.continuation.isActive());
+    QTRY_VERIFY(!r.session.realtime().running());
     QVERIFY(r.waitIdle());
     QCOMPARE(r.prompt.messages().value(0),
              QStringLiteral("The real-time data are full.\r\rThe measurement was stopped at "
                             "32767 points."));
     QCOMPARE(int(rt.Points), int(kMaxPoints));
     QCOMPARE(r.rec(RealTimeData, kMaxPoints).Time, last.Time);  // not overwritten
-    QVERIFY(r.session.status().RecState.isEmpty());
+    QVERIFY(r.session.status().RecState == RecState::Idle);
   }
 
   void downloadOfAFullLog() {
     CONNECTED_RIG(r, "download_15000.json");
-    QSignalSpy progress(&r.session, &Session::downloadProgress);
-    QSignalSpy finished(&r.session, &Session::downloadFinished);
-    r.session.Command5_Click();
+    QSignalSpy progress(&r.session.download(), &DownloadOperation::progress);
+    QSignalSpy finished(&r.session.download(), &DownloadOperation::finished);
+    r.session.download().Command5_Click();
     QVERIFY(r.waitIdle(60000));
     QCOMPARE(finished.count(), 1);
     QCOMPARE(finished[0][0].toBool(), true);
@@ -294,8 +351,9 @@ class TestLoggerOps : public QObject {
     QCOMPARE(log.Interval, 60);
     QVERIFY(!log.Modified);  // the logger marked it downloaded
     // Still, nobody has saved it: the guard offers it.
-    r.session.Data_Save_Ask(LogData, QStringLiteral("Save?"));
-    QCOMPARE(r.prompt.texts(QStringLiteral("question")), QStringList{QStringLiteral("Save?")});
+    r.session.Data_Save_Ask(LogData, QuestionId::SaveLogAtClose);
+    QCOMPARE(r.prompt.texts(QStringLiteral("question")),
+             QStringList{QStringLiteral("Is the data of the log record preserved?")});
     r.prompt.calls.clear();
     QCOMPARE(progress.first()[2].toString(), QStringLiteral("ダウンロード\u3000(0/15000)"));
     QCOMPARE(progress.last()[2].toString(), QStringLiteral("Download\u3000(15000/15000)"));
@@ -307,14 +365,14 @@ class TestLoggerOps : public QObject {
     const int maxT = log.Stats.e[0].RecordNo;
     QVERIFY(r.rec(LogData, maxT).remarks().contains(QStringLiteral("Maximum temperature")));
     // The logger now counts its log as downloaded: a new start asks nothing.
-    QVERIFY(r.run(&Session::Command11_Click));
-    QCOMPARE(r.session.Command4_Click(), RecordButton::ShowStartDialog);
+    QVERIFY(r.run(&StatusOperation::Command11_Click));
+    QCOMPARE(r.session.recording().Command4_Click(), RecordButton::ShowStartDialog);
     QVERIFY(r.prompt.calls.isEmpty());
   }
 
   void downloadAtTwoSecondsScales() {
     CONNECTED_RIG(r, "download_2s.json");
-    QVERIFY(r.run(&Session::Command5_Click));
+    QVERIFY(r.run(&DownloadOperation::Command5_Click));
     QCOMPARE(int(r.session.data().info(LogData).Points), 4);
     QVERIFY(qAbs(r.rec(LogData, 1).Temperature - 24.4f) < 0.05f);
     QVERIFY(qAbs(r.rec(LogData, 1).Humidity - 50.45f) < 0.8f);
@@ -324,9 +382,9 @@ class TestLoggerOps : public QObject {
 
   void downloadOfTwoSegments() {
     CONNECTED_RIG(r, "two_segments.json");
-    QVERIFY(r.run(&Session::Command5_Click));
+    QVERIFY(r.run(&DownloadOperation::Command5_Click));
     QCOMPARE(int(r.session.data().info(LogData).Points), 200);
-    QCOMPARE(int(r.session.segments().size()), 2);
+    QCOMPARE(int(r.session.download().segments().size()), 2);
     QCOMPARE(fmt::formatDateTime(r.rec(LogData, 120).Time), QStringLiteral("2024/05/01 11:59:00"));
     QCOMPARE(fmt::formatDateTime(r.rec(LogData, 121).Time), QStringLiteral("2024/05/01 14:00:00"));
     QCOMPARE(r.rec(LogData, 120).Block, 1.0f);
@@ -353,14 +411,15 @@ class TestLoggerOps : public QObject {
       r.sim->faults().stallAfterPoints = 50;
     else
       r.sim->setPacing(true);
-    QSignalSpy finished(&r.session, &Session::downloadFinished);
-    QObject::connect(&r.session, &Session::downloadProgress, r.sim, [&r, cut](int done) {
-      if (done != 500) return;
-      if (cut == QLatin1String("unplug")) r.sim->unplug();
-      if (cut == QLatin1String("disconnect"))
-        r.session.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("1"));
-    });
-    r.session.Command5_Click();
+    QSignalSpy finished(&r.session.download(), &DownloadOperation::finished);
+    QObject::connect(&r.session.download(), &DownloadOperation::progress, r.sim,
+                     [&r, cut](int done) {
+                       if (done != 500) return;
+                       if (cut == QLatin1String("unplug")) r.sim->unplug();
+                       if (cut == QLatin1String("disconnect"))
+                         r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
+                     });
+    r.session.download().Command5_Click();
     QVERIFY(r.waitIdle(20000));
     QCOMPARE(r.prompt.messages(), messages);
     QCOMPARE(int(r.session.data().info(LogData).Points), kept);
@@ -373,7 +432,7 @@ class TestLoggerOps : public QObject {
       QCOMPARE(r.session.data().info(LogData).Interval, 60);
       QVERIFY(r.session.data().info(LogData).Modified);
       r.prompt.questionAnswers.enqueue(false);
-      QCOMPARE(r.session.Command4_Click(), RecordButton::Declined);
+      QCOMPARE(r.session.recording().Command4_Click(), RecordButton::Declined);
     } else {
       QCOMPARE(r.session.view().statusBar, QStringLiteral("Unconnection"));
       r.sim->plugIn();  // and it connects again
@@ -405,14 +464,15 @@ class TestLoggerOps : public QObject {
     r.sim->setBaud(115200);
     r.sim->setPacing(true);
     if (!complete) r.sim->faults().stallAfterPoints = stallAfter;
-    QSignalSpy finished(&r.session, &Session::downloadFinished);
-    QObject::connect(&r.session, &Session::downloadProgress, &r.session, [&r](int done) {
-      if (done == 100) {
-        r.session.Download_Cancel();
-        r.session.Download_Cancel();  // the progress window's button and its close
-      }
-    });
-    r.session.Command5_Click();
+    QSignalSpy finished(&r.session.download(), &DownloadOperation::finished);
+    QObject::connect(
+        &r.session.download(), &DownloadOperation::progress, &r.session, [&r](int done) {
+          if (done == 100) {
+            r.session.download().Download_Cancel();
+            r.session.download().Download_Cancel();  // the progress window's button and its close
+          }
+        });
+    r.session.download().Command5_Click();
     QVERIFY(r.waitIdle(10000));
     QCOMPARE(finished.count(), 1);
     QCOMPARE(finished[0][0].toBool(), complete);
@@ -425,7 +485,7 @@ class TestLoggerOps : public QObject {
     QCOMPARE(int(r.session.data().DataSetIndex), int(LogData));
 
     // The next exchange reads clean answers, not leftover points.
-    QVERIFY(r.run(&Session::Command11_Click));
+    QVERIFY(r.run(&StatusOperation::Command11_Click));
     QCOMPARE(r.session.status().FirmwareVersion, firmware);
     QCOMPARE(r.session.view().Label14, QStringLiteral("CNCL"));
   }
@@ -433,9 +493,9 @@ class TestLoggerOps : public QObject {
   void aDownloadMarkedOnlyOnceSaved() {
     // A client that saves the log first has the logger mark it afterwards.
     CONNECTED_RIG(r, "two_segments.json");
-    r.session.MarkDownloadedAtOnce = false;
-    QSignalSpy finished(&r.session, &Session::downloadFinished);
-    QVERIFY(r.run(&Session::Command5_Click));
+    r.session.download().setMarkAtOnce(false);
+    QSignalSpy finished(&r.session.download(), &DownloadOperation::finished);
+    QVERIFY(r.run(&DownloadOperation::Command5_Click));
     QCOMPARE(finished.count(), 1);
     QCOMPARE(finished[0][0].toBool(), true);
     const DataSetInfo& log = r.session.data().info(LogData);
@@ -444,31 +504,31 @@ class TestLoggerOps : public QObject {
     QCOMPARE(codes.last(), 44);
     QVERIFY(!codes.contains(56));
     QVERIFY(log.Modified);  // still never downloaded, as the logger sees it
-    QVERIFY(r.run(&Session::Command11_Click));
+    QVERIFY(r.run(&StatusOperation::Command11_Click));
     QVERIFY(log.Modified);
     r.codes();
 
-    QVERIFY(r.session.Download_Mark());
-    QVERIFY(!r.session.Download_Mark());  // one exchange at a time
+    QVERIFY(r.session.download().Download_Mark());
+    QVERIFY(!r.session.download().Download_Mark());  // one exchange at a time
     QVERIFY(r.waitIdle());
     QCOMPARE(r.codes(), QList<int>{56});
     QVERIFY(!log.Modified);
     QCOMPARE(int(log.Points), 200);
     // The logger agrees: a new recording asks nothing.
-    QVERIFY(r.run(&Session::Command11_Click));
-    QCOMPARE(r.session.Command4_Click(), RecordButton::ShowStartDialog);
+    QVERIFY(r.run(&StatusOperation::Command11_Click));
+    QCOMPARE(r.session.recording().Command4_Click(), RecordButton::ShowStartDialog);
     QVERIFY(r.prompt.calls.isEmpty());
   }
 
   void aFullScratchDiskDoesNotStopADownload() {
     CONNECTED_RIG(r, "download_15000.json");
-    QSignalSpy finished(&r.session, &Session::downloadFinished);
+    QSignalSpy finished(&r.session.download(), &DownloadOperation::finished);
     {
       // Room for 100 records and half of the next: the first failure is a
       // short write.
       test::FileSizeLimit limit(100 * 80 + 40);
       if (!limit.active()) QSKIP("cannot limit file sizes here");
-      r.session.Command5_Click();
+      r.session.download().Command5_Click();
       QVERIFY(r.waitIdle(60000));
     }
     QCOMPARE(finished.count(), 1);
@@ -496,7 +556,7 @@ class TestLoggerOps : public QObject {
 
   void nothingToDownload() {
     CONNECTED_RIG(r, "fresh.json");
-    r.session.Command5_Click();
+    r.session.download().Command5_Click();
     QCOMPARE(r.prompt.messages(), QStringList{QStringLiteral("No download data.")});
     QVERIFY(!r.session.busy());
     QVERIFY(r.codes().isEmpty());
@@ -504,14 +564,14 @@ class TestLoggerOps : public QObject {
 
   void alarmBoundsAndMemoryMode() {
     CONNECTED_RIG(r, "idle.json");
-    QVERIFY(r.run(&Session::Alarm_set, 30, true, -5, false));
+    QVERIFY(r.run(&SettingsOperation::Alarm_set, 30, true, -5, false));
     QCOMPARE(r.frames.value(0), CommandFrame(1, 45, 155, 48));
     QCOMPARE(r.frames.value(1), CommandFrame(1, 46, 13, 132));
     QCOMPARE(r.prompt.messages(), QStringList{QStringLiteral("Set completion")});
     QCOMPARE(r.session.view().Label29, QStringLiteral("30 C"));
     QCOMPARE(r.session.view().Label46, QStringLiteral("OFF"));
     r.frames.clear();
-    QVERIFY(r.run(&Session::M_Mode_Set, true));
+    QVERIFY(r.run(&SettingsOperation::M_Mode_Set, true));
     QCOMPARE(r.frames.value(0), CommandFrame(1, 49, 1, 1));
     QCOMPARE(r.session.view().Label48, QStringLiteral("Loop"));
   }
@@ -526,22 +586,23 @@ class TestLoggerOps : public QObject {
         {QStringLiteral(u"\uFF7F\uFF73\uFF7A"), {0xBF, 0xB3, 0xBA, ' '}}};
     for (const auto& [name, bytes] : cases) {
       r.frames.clear();
-      QVERIFY(r.session.IdentNameCheck(name));
-      QVERIFY(r.run(&Session::Set_HGName, name));
+      QVERIFY(r.session.settings().IdentNameCheck(name));
+      QVERIFY(r.run(&SettingsOperation::Set_HGName, name));
       QCOMPARE(r.frames.value(0), CommandFrame(1, 40, bytes[0], bytes[1]));
       QCOMPARE(r.frames.value(1), CommandFrame(1, 41, bytes[2], bytes[3]));
-      QCOMPARE(r.session.view().Label14, Session::PaddedName(name));  // read back
+      QCOMPARE(r.session.view().Label14, SettingsOperation::PaddedName(name));  // read back
     }
     r.frames.clear();
     for (const QChar c : QStringLiteral("\\/:*?\"<>|"))
-      QVERIFY2(!r.session.IdentNameCheck(QStringLiteral("A") + c), qPrintable(QString(c)));
+      QVERIFY2(!r.session.settings().IdentNameCheck(QStringLiteral("A") + c),
+               qPrintable(QString(c)));
     QCOMPARE(r.prompt.calls.size(), 9);
     QCOMPARE(r.prompt.calls.last().text,
              QStringLiteral("認識名称には次の文字は使えません\r\r           \\ / : * ? \" < > |"));
     QCOMPARE(r.prompt.calls.last().title, QStringLiteral("QM510-XC"));
     // A character the logger cannot hold never turns into another one.
-    QVERIFY(!r.session.IdentNameCheck(QStringLiteral(u"K\u00FC")));
-    QCOMPARE(r.prompt.calls.last().text, Session::SingleByteNameMessage());
+    QVERIFY(!r.session.settings().IdentNameCheck(QStringLiteral(u"K\u00FC")));
+    QCOMPARE(r.prompt.calls.last().text, SettingsOperation::SingleByteNameMessage());
     QCOMPARE(r.prompt.calls.last().title, QStringLiteral("QM720-XC"));
     QVERIFY(r.frames.isEmpty());
   }
@@ -568,7 +629,7 @@ class TestLoggerOps : public QObject {
     Rig r(QStringLiteral("idle.json"));
     r.sim->model().setModel(model);
     QVERIFY(r.connectAndWait());
-    QCOMPARE(r.session.Command4_Click(), RecordButton::ShowStartDialog);
+    QCOMPARE(r.session.recording().Command4_Click(), RecordButton::ShowStartDialog);
     StartSettings s;
     s.name = QStringLiteral("T1");
     s.intervalValue = 2;
@@ -576,7 +637,7 @@ class TestLoggerOps : public QObject {
     s.upperDegrees = 30;
     s.upperOn = true;
     s.lowerDegrees = -5;
-    QVERIFY(r.run(&Session::Log_Start, s));
+    QVERIFY(r.run(&RecordingOperation::Log_Start, s));
     const QList<QByteArray> frames = r.frames;
     QCOMPARE(r.codes(), QList<int>({40, 41, 45, 46, 49, 1, 2, 3, 4, 5, 6, 25, 11}) + kStatusCodes);
     QCOMPARE((QByteArrayList{frames[2], frames[3], frames[11], frames[12]}), sent);
@@ -585,7 +646,7 @@ class TestLoggerOps : public QObject {
     QCOMPARE(r.session.view().Label16, QStringLiteral("Recording"));
     QCOMPARE(r.session.view().Label14, QStringLiteral("T1  "));
 
-    QCOMPARE(r.session.Command4_Click(), RecordButton::Stopping);
+    QCOMPARE(r.session.recording().Command4_Click(), RecordButton::Stopping);
     QVERIFY(r.waitIdle());
     QCOMPARE(r.frames.value(0), CommandFrame(1, 12, 14, 0));
     QCOMPARE(r.session.view().Label16, QStringLiteral("Record stop"));
@@ -597,7 +658,7 @@ class TestLoggerOps : public QObject {
     s.at = fmt::dateSerial(2030, 1, 15, 8, 30, 0);
     s.intervalValue = 5;
     s.minutes = true;
-    QVERIFY(r.session.Yoyaku_Set(s));
+    QVERIFY(r.session.recording().Yoyaku_Set(s));
     QVERIFY(r.waitIdle());
     QCOMPARE(r.frames.mid(7, 4),
              (QByteArrayList{CommandFrame(1, 31, 15, 0), CommandFrame(1, 32, 8, 0),
@@ -605,34 +666,34 @@ class TestLoggerOps : public QObject {
     QCOMPARE(r.codes(), QList<int>({1, 2, 3, 4, 5, 6, 25, 31, 32, 33, 17}) + kStatusCodes);
     QCOMPARE(r.session.view().Label16, QStringLiteral("Reserving"));
     QCOMPARE(r.session.view().Label26, QStringLiteral("15Day08:30 Record beginning"));
-    QCOMPARE(r.session.Command4_Click(), RecordButton::Stopping);
+    QCOMPARE(r.session.recording().Command4_Click(), RecordButton::Stopping);
     QVERIFY(r.waitIdle());
     QCOMPARE(r.session.view().Label16, QStringLiteral("Record stop"));
 
     const double now = fmt::dateSerial(2024, 5, 2, 10, 30, 25);
-    QVERIFY(Session::ReservationTimeValid(fmt::dateSerial(2024, 5, 2, 10, 30, 0), now));
-    QVERIFY(!Session::ReservationTimeValid(fmt::dateSerial(2024, 5, 2, 10, 29, 0), now));
+    QVERIFY(RecordingOperation::ReservationTimeValid(fmt::dateSerial(2024, 5, 2, 10, 30, 0), now));
+    QVERIFY(!RecordingOperation::ReservationTimeValid(fmt::dateSerial(2024, 5, 2, 10, 29, 0), now));
 
     // The dialog's check says so under that one model's name, and sends nothing.
     r.codes();
-    QVERIFY(!r.session.Reservation_Check(fmt::nowSerial() - 2.0 / 1440));
+    QVERIFY(!r.session.recording().Reservation_Check(fmt::nowSerial() - 2.0 / 1440));
     QCOMPARE(r.prompt.calls.last().text,
              QStringLiteral("The mistake is found at the reservation time."));
     QCOMPARE(r.prompt.calls.last().title, QStringLiteral("QM510-XC"));
-    QVERIFY(r.session.Reservation_Check(fmt::nowSerial()));
+    QVERIFY(r.session.recording().Reservation_Check(fmt::nowSerial()));
     QVERIFY(r.codes().isEmpty());
   }
 
   void theRecordButtonGuards() {
     Rig low(QStringLiteral("lowbattery.json"));
     QVERIFY(low.connectAndWait());
-    QCOMPARE(low.session.Command4_Click(), RecordButton::Refused);
+    QCOMPARE(low.session.recording().Command4_Click(), RecordButton::Refused);
     QCOMPARE(low.prompt.messages(), QStringList{QStringLiteral("Please change a battery. ")});
 
     Rig pending(QStringLiteral("two_segments.json"));  // data never downloaded
     QVERIFY(pending.connectAndWait());
     pending.prompt.questionAnswers.enqueue(false);
-    QCOMPARE(pending.session.Command4_Click(), RecordButton::Declined);
+    QCOMPARE(pending.session.recording().Command4_Click(), RecordButton::Declined);
     QCOMPARE(
         pending.prompt.texts(QStringLiteral("question")),
         QStringList{QStringLiteral(
@@ -641,7 +702,7 @@ class TestLoggerOps : public QObject {
 
   void settingTheClockReadsItBack() {
     CONNECTED_RIG(r, "idle.json");
-    QVERIFY(r.run(&Session::Now_Time_set));
+    QVERIFY(r.run(&RecordingOperation::Now_Time_set));
     QCOMPARE(r.codes(), (QList<int>{1, 2, 3, 4, 5, 6}));
     QCOMPARE(r.prompt.messages().size(), 1);
     const QString text = r.prompt.messages().first();
@@ -662,7 +723,7 @@ class TestLoggerOps : public QObject {
       r.sim->faults().delayJitterMs = timeOutMs * 3 / 5;
     };
     lateBy(500);  // as the logger was seen: 1.2 to 1.5 s
-    r.session.Command1_Click();
+    r.session.realtime().Command1_Click();
     QVERIFY(r.waitIdle(60000));
     QVERIFY2(r.prompt.calls.isEmpty(), qPrintable(r.prompt.messages().join('|')));
     QCOMPARE(int(r.session.data().info(RealTimeData).Points), 1);
@@ -672,7 +733,7 @@ class TestLoggerOps : public QObject {
     // The answers to the resends still on their way, before the pace changes.
     QTRY_COMPARE_WITH_TIMEOUT(r.session.exchange().outstanding(), 0, 15000);
     lateBy(200);  // the same proportions, quicker
-    r.session.Command11_Click();
+    r.session.statusOp().Command11_Click();
     QVERIFY(r.waitIdle(60000));
     QVERIFY2(r.prompt.calls.isEmpty(), qPrintable(r.prompt.messages().join('|')));
     const StatusView& v = r.session.view();
@@ -685,7 +746,7 @@ class TestLoggerOps : public QObject {
     QCOMPARE(v.Label6, QStringLiteral("10 Min"));
     QCOMPARE(r.session.status().FirmwareVersion, QStringLiteral("QM720-XC V1.02"));
 
-    r.session.Now_Time_set();
+    r.session.recording().Now_Time_set();
     QVERIFY(r.waitIdle(60000));
     QCOMPARE(r.prompt.messages().size(), 1);
     const QString text = r.prompt.messages().first();
@@ -695,7 +756,7 @@ class TestLoggerOps : public QObject {
     QVERIFY2(qAbs(readBack - fmt::nowSerial()) * 86400 < 10, qPrintable(text));
     r.prompt.calls.clear();
 
-    r.session.Command5_Click();
+    r.session.download().Command5_Click();
     QVERIFY(r.waitIdle(120000));
     QVERIFY2(r.prompt.calls.isEmpty(), qPrintable(r.prompt.messages().join('|')));
     QCOMPARE(int(r.session.data().info(LogData).Points), 144);
@@ -730,8 +791,8 @@ class TestLoggerOps : public QObject {
         port->script = answers;
       }
       ~Scripted() { session.data().closeAndRemove(); }
-      QStringList after(void (Session::*handler)()) {
-        (session.*handler)();
+      QStringList after(const std::function<void(Session&)>& operation) {
+        operation(session);
         QDeadlineTimer deadline(10000);
         while (session.busy() && !deadline.hasExpired())
           QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
@@ -744,23 +805,23 @@ class TestLoggerOps : public QObject {
     {
       // Raw 39728: 357.68 C.
       Scripted s({Answer(1, 25, 0, 0), Answer(1, 16, 0, 0), Answer(1, 22, 155, 48)});
-      QCOMPARE(s.after(&Session::Command1_Click),
+      QCOMPARE(s.after([](Session& x) { x.realtime().Command1_Click(); }),
                QStringList{head + QStringLiteral("temperature 357.68 C") + end});
       QCOMPARE(int(s.session.data().info(RealTimeData).Points), 0);
-      QVERIFY(s.session.realtimeLabels().Label2.isEmpty());
+      QVERIFY(s.session.realtime().labels().Label2.isEmpty());
       QVERIFY(s.session.connected());
     }
     {
       Scripted s(
           {Answer(1, 25, 0, 0), Answer(1, 16, 0, 0), Answer(1, 22, 25, 0), Answer(1, 21, 0, 0)});
-      QCOMPARE(s.after(&Session::Command1_Click),
+      QCOMPARE(s.after([](Session& x) { x.realtime().Command1_Click(); }),
                QStringList{head + QStringLiteral("humidity -4.01 %RH") + end});
       QCOMPARE(int(s.session.data().info(RealTimeData).Points), 0);
-      QVERIFY(s.session.realtimeLabels().Label4.isEmpty());
+      QVERIFY(s.session.realtime().labels().Label4.isEmpty());
     }
     {
       Scripted s({Answer(1, 1, 0, 0), Answer(1, 2, 0, 0), Answer(1, 3, 0, 0), Answer(1, 4, 3, 17)});
-      QCOMPARE(s.after(&Session::Now_Time_set),
+      QCOMPARE(s.after([](Session& x) { x.recording().Now_Time_set(); }),
                QStringList{head + QStringLiteral("clock 2003/17/-- --:--:--") + end});
     }
     {
@@ -771,7 +832,7 @@ class TestLoggerOps : public QObject {
       for (int code : {38, 34, 35, 36, 37, 47, 48, 50}) status << Answer(1, code, 0, 0);
       status << Answer(1, 51, 155, 46);
       Scripted s(status);
-      QCOMPARE(s.after(&Session::Command11_Click),
+      QCOMPARE(s.after([](Session& x) { x.statusOp().Command11_Click(); }),
                QStringList{head + QStringLiteral("battery 128.15 V") + end});
     }
   }

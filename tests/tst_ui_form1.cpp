@@ -42,7 +42,7 @@ class AnsweringPrompt : public QtPrompt {
   QQueue<QString> savePaths;
   QQueue<QString> openPaths;
   void message(const QString& text, const QString&) override { messages << text; }
-  bool question(const QString& text, const QString&) override {
+  bool question(QuestionId, const QString& text, const QString&) override {
     questions << text;
     return !answers.isEmpty() && answers.dequeue();
   }
@@ -288,7 +288,7 @@ class TestForm1 : public QObject {
     QCOMPARE(child<QLabel>(w, "Label16")->text(), QStringLiteral("Record stop"));
     QVERIFY(!rig.sim->model().isRecording());
     // Download fills the log set and shows it.
-    QSignalSpy downloads(rig.session.get(), &Session::downloadStarted);
+    QSignalSpy downloads(&rig.session->download(), &DownloadOperation::started);
     trigger("mDownload");
     QCOMPARE(downloads.size(), 1);
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 30000);
@@ -438,13 +438,13 @@ class TestForm1 : public QObject {
     w.show();
     connectWindow(w, *rig.session);
     QTest::mouseClick(child<QPushButton>(w, "Command2"), Qt::LeftButton);
-    QVERIFY(rig.session->continuation.isActive());
+    QVERIFY(rig.session->realtime().running());
     QTRY_VERIFY_WITH_TIMEOUT(rig.session->data().info(RealTimeData).Points >= 1, 20000);
     w.close();
-    QVERIFY(!rig.session->continuation.isActive());
+    QVERIFY(!rig.session->realtime().running());
     QVERIFY(!rig.sim->isOpen());
     QVERIFY(!rig.session->busy());
-    QCOMPARE(rig.session->status().RecState, QString());
+    QCOMPARE(rig.session->status().RecState, RecState::Idle);
     // The samples of the run were offered once, as real-time data.
     QCOMPARE(rig.prompt.questions, QStringList{"Is real-time data preserved?"});
     QCOMPARE(scratchAndLock(dir.path()), QStringList());

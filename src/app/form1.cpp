@@ -25,7 +25,6 @@
 
 #include "app/loggerini.h"
 #include "app/qtprompt.h"
-#include "data/csv.h"
 #include "data/dump.h"
 #include "data/formats.h"
 #include "data/recovery.h"
@@ -146,17 +145,21 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
 
   // Buttons and menus.
   connect(Command20, &QPushButton::clicked, this, &Form1::Command20_Click);
-  connect(Command11, &QPushButton::clicked, session_, &Session::Command11_Click);
-  connect(Command1, &QPushButton::clicked, session_, &Session::Command1_Click);
+  connect(Command11, &QPushButton::clicked, &session_->statusOp(),
+          &StatusOperation::Command11_Click);
+  connect(Command1, &QPushButton::clicked, &session_->realtime(),
+          &RealtimeOperation::Command1_Click);
   connect(Command2, &QPushButton::clicked, this, [this] {
-    session_->Combo5Text = Combo5->currentText();
-    session_->Option4Minutes = Option4->isChecked();
-    session_->Command2_Click();
+    session_->realtime().setContinuousInterval(Combo5->currentText(), Option4->isChecked());
+    session_->realtime().Command2_Click();
   });
-  connect(Command4, &QPushButton::clicked, session_, &Session::Command4_Click);
-  connect(Command5, &QPushButton::clicked, session_, &Session::Command5_Click);
+  connect(Command4, &QPushButton::clicked, &session_->recording(),
+          &RecordingOperation::Command4_Click);
+  connect(Command5, &QPushButton::clicked, &session_->download(),
+          &DownloadOperation::Command5_Click);
   connect(Command26, &QPushButton::clicked, this, &Form1::openAlarmDialog);
-  connect(Command27, &QPushButton::clicked, session_, &Session::Command27_Click);
+  connect(Command27, &QPushButton::clicked, &session_->settings(),
+          &SettingsOperation::Command27_Click);
   connect(Command28, &QPushButton::clicked, this, &Form1::openMemoryModeDialog);
   for (QPushButton* print : {Command23, Command24, Command25})
     connect(print, &QPushButton::clicked, this, &Form1::openPrintDialog);
@@ -190,9 +193,10 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
           [this](const QModelIndex& i) { panel1->setText(dump_->itemClickText(i.row())); });
 
   // The session's side.
-  connect(session_, &Session::statusDisplayed, this, &Form1::onStatusDisplayed);
+  connect(&session_->statusOp(), &StatusOperation::statusDisplayed, this,
+          &Form1::onStatusDisplayed);
   connect(session_, &Session::statusBarText, panel1, &QLabel::setText);
-  connect(session_, &Session::realtimeSample, this, [this](int recordNo) {
+  connect(&session_->realtime(), &RealtimeOperation::sample, this, [this](int recordNo) {
     applyRealtime();
     followDataSet();
     if (dumpView_ && dump_->dataSet() == RealTimeData && dump_->rowCount() == recordNo - 1)
@@ -209,20 +213,27 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
     followDataSet();
     refreshDataArea();
   });
-  connect(session_, &Session::controlsLocked, this, &Form1::lockControls);
+  connect(session_, &Session::controlsLocked, this, [this] {
+    if (!session_->realtime().running()) lockControls();
+  });
+  connect(session_, &Session::shownSetChanged, this, [this] {
+    followDataSet();
+    refreshDataArea();
+  });
   // Every exchange locks the operating controls until the status display
   // that ends it; a continuous run keeps its own state (its Stop button
   // must stay usable between samples).
   connect(&session_->exchange(), &Exchange::frameSent, this, [this] {
-    if (!locked_ && session_->status().RecState != QLatin1String("renzoku")) lockControls();
+    if (!locked_ && !session_->realtime().running()) lockControls();
   });
   connect(&session_->connection(), &Connection::searchingPort, this,
           [this](const QString& p) { panel1->setText(QStringLiteral("Searching %1…").arg(p)); });
-  connect(session_, &Session::startDialogRequested, this, &Form1::openStartDialog);
-  connect(session_, &Session::downloadStarted, this, &Form1::showDownloadProgress);
-  connect(session_, &Session::downloadProgress, this,
+  connect(&session_->recording(), &RecordingOperation::startDialogRequested, this,
+          &Form1::openStartDialog);
+  connect(&session_->download(), &DownloadOperation::started, this, &Form1::showDownloadProgress);
+  connect(&session_->download(), &DownloadOperation::progress, this,
           [this](int, int, const QString& text) { panel2->setText(text); });
-  connect(session_, &Session::downloadFinished, this, [this] { panel2->clear(); });
+  connect(&session_->download(), &DownloadOperation::finished, this, [this] { panel2->clear(); });
   // The busy pointer stays up while an exchange runs.
   connect(session_, &Session::busyCursor, this, [](bool busy) {
     if (busy && !QApplication::overrideCursor()) QApplication::setOverrideCursor(Qt::BusyCursor);
@@ -230,7 +241,7 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
       while (QApplication::overrideCursor()) QApplication::restoreOverrideCursor();
   });
 
-  session_->Status_Disp();
+  session_->statusOp().Status_Disp();
   Option5->setChecked(true);
   Option8->setChecked(true);
   refreshDataArea();
@@ -579,13 +590,11 @@ bool Form1::Save() {
   return false;
 }
 
-int Form1::shownSet() const { return session_->data().DataSetIndex; }
+int Form1::shownSet() const { return session_->shownSet(); }
 
 // ---- connection
 
-void Form1::connectOnce() {
-  session_->Port_Set_Command(QStringLiteral("Once"), Combo4->currentText());
-}
+void Form1::connectOnce() { session_->Port_Set_Command(PortSearch::Once, Combo4->currentText()); }
 
 void Form1::Command20_Click() {
   if (searching_) {
@@ -595,7 +604,7 @@ void Form1::Command20_Click() {
   session_->connection().BaudText = Combo1->currentText();
   const QString port = Combo4->currentText().trimmed();
   if (!port.isEmpty() || session_->connected()) {
-    session_->Port_Set_Command(QStringLiteral("Once"), port);
+    session_->Port_Set_Command(PortSearch::Once, port);
     return;
   }
   // An empty port box searches like the logger's own software: the FTDI
@@ -605,11 +614,11 @@ void Form1::Command20_Click() {
   for (QWidget* w : {static_cast<QWidget*>(Combo1), static_cast<QWidget*>(Combo3),
                      static_cast<QWidget*>(Combo4)})
     w->setEnabled(false);
-  session_->Port_Set_Command(QStringLiteral("Search"), QString());
+  session_->Port_Set_Command(PortSearch::Search, QString());
   searching_ = false;
   if (closed_) return;
   if (session_->connected()) Combo4->setCurrentText(session_->connection().CommPort());
-  session_->Status_Disp();
+  session_->statusOp().Status_Disp();
 }
 
 void Form1::Combo4_Click(const QString& text) {
@@ -681,7 +690,7 @@ void Form1::applyControl(const QString& name, const ControlState& state) {
 }
 
 void Form1::applyRealtime() {
-  const auto& r = session_->realtimeLabels();
+  const auto& r = session_->realtime().labels();
   Label2->setText(r.Label2);
   Label4->setText(r.Label4);
   Label10->setText(r.Label10);
@@ -702,16 +711,14 @@ void Form1::followDataSet() {
 
 void Form1::showSet(int set) {
   if (shownSet() == set) return;
-  session_->data().DataSetIndex = static_cast<quint8>(set);
-  refreshDataArea();
-  session_->Status_Disp();
+  session_->showSet(set);
 }
 
 void Form1::showView(bool dump) {
   if (dumpView_ == dump) return;
   dumpView_ = dump;
   refreshDataArea();
-  session_->Status_Disp();
+  session_->statusOp().Status_Disp();
 }
 
 void Form1::refreshDataArea() {
@@ -744,21 +751,9 @@ void Form1::refreshGraphPlaceholder() {
 
 // ---- files
 
-void Form1::m11_Click() {
-  const CsvOpenResult r = Csv_Open(session_->data(), *prompt_, session_->ModelName());
-  if (r == CsvOpenResult::Cancelled) return;
-  // Even a file cut short shows what it held.
-  if (r != CsvOpenResult::WrongForm) {
-    session_->data().DataSetIndex = FileData;
-    followDataSet();
-    refreshDataArea();
-    session_->Status_Disp();
-  }
-}
+void Form1::m11_Click() { session_->openFile(); }
 
-void Form1::saveSet(int set) {
-  Csv_Save(session_->data(), set, session_->ModelName(), session_->status().IdentName, *prompt_);
-}
+void Form1::saveSet(int set) { session_->saveSet(set); }
 
 void Form1::m14_Click() { close(); }
 
@@ -785,9 +780,7 @@ void Form1::stopEverything() {
   // A search in progress gives up at its next port; a run, a download or
   // any exchange ends with the port closed.
   if (searching_) session_->connection().cancelSearch();
-  session_->continuation.stop();
-  if (session_->downloading()) session_->Download_Cancel();
-  if (session_->connected() || session_->busy()) session_->connection().Command20_Click();
+  session_->shutDown();
 }
 
 void Form1::closeOtherWindows() {
@@ -810,8 +803,8 @@ void Form1::closeEvent(QCloseEvent* event) {
   }
   // Measurements nobody saved are offered for saving before the scratch
   // files go; closing itself is never refused.
-  session_->Data_Save_Ask(LogData, QStringLiteral("Is the data of the log record preserved?"));
-  session_->Data_Save_Ask(RealTimeData, QStringLiteral("Is real-time data preserved?"));
+  session_->Data_Save_Ask(LogData, QuestionId::SaveLogAtClose);
+  session_->Data_Save_Ask(RealTimeData, QuestionId::SaveRealAtClose);
   Save();
   session_->data().closeAndRemove();
   closeOtherWindows();
@@ -823,7 +816,7 @@ int Form1::offerRecovery() {
   if (loaded > 0) {
     followDataSet();
     refreshDataArea();
-    session_->Status_Disp();
+    session_->statusOp().Status_Disp();
   }
   return loaded;
 }

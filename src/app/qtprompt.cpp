@@ -27,7 +27,7 @@ void QtPrompt::message(const QString& text, const QString& title) {
   QMessageBox::information(parent_, title, displayText(text), QMessageBox::Ok);
 }
 
-bool QtPrompt::question(const QString& text, const QString& title) {
+bool QtPrompt::question(QuestionId, const QString& text, const QString& title) {
   return QMessageBox::question(parent_, title, displayText(text),
                                QMessageBox::Yes | QMessageBox::No) == QMessageBox::Yes;
 }

@@ -15,7 +15,7 @@ class QtPrompt : public UserPrompt {
   QString startFolder;
 
   void message(const QString& text, const QString& title) override;
-  bool question(const QString& text, const QString& title) override;
+  bool question(QuestionId id, const QString& text, const QString& title) override;
   std::optional<QString> saveFileName(const QString& proposed, const QString& filter,
                                       bool* dialogFailed) override;
   std::optional<QString> openFileName(const QString& filter) override;

@@ -95,10 +95,10 @@ bool parseInt(const QString& text, const QString& what, int min, int max, int* o
 class CliPrompt : public UserPrompt {
  public:
   // Answers a question (Yes/No) or returns nothing to refuse it.
-  using Answerer = std::function<std::optional<bool>(const QString& text)>;
+  using Answerer = std::function<std::optional<bool>(QuestionId id)>;
 
   void message(const QString& text, const QString& title) override;
-  bool question(const QString& text, const QString& title) override;
+  bool question(QuestionId id, const QString& text, const QString& title) override;
   std::optional<QString> saveFileName(const QString& proposed, const QString& filter,
                                       bool* dialogFailed) override;
   std::optional<QString> openFileName(const QString& filter) override;

@@ -102,22 +102,21 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
   if (const int rc = tool.open()) return rc;
   Session& s = tool.session();
   // The logger is told the log is downloaded only once the tool has it safe.
-  s.MarkDownloadedAtOnce = false;
+  s.download().setMarkAtOnce(false);
   if (!tool.connect()) return kExitFailure;
 
   // The tool holds no earlier download that could be kept.
-  tool.prompt().answerer = [](const QString& q) -> std::optional<bool> {
-    if (q.startsWith(QLatin1String("The data previously downloaded is not preserved.")))
-      return false;
+  tool.prompt().answerer = [](QuestionId q) -> std::optional<bool> {
+    if (q == QuestionId::SaveLogBeforeDownload) return false;
     return std::nullopt;
   };
   Progress progress;
   bool finished = false;
   bool ok = false;
   QObject::connect(
-      &s, &Session::downloadProgress,
+      &s.download(), &DownloadOperation::progress,
       [&](int done, int total, const QString& caption) { progress.show(done, total, caption); });
-  QObject::connect(&s, &Session::downloadFinished, [&](bool success) {
+  QObject::connect(&s.download(), &DownloadOperation::finished, [&](bool success) {
     progress.end();
     finished = true;
     ok = success;
@@ -125,8 +124,8 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
 
   const int messagesBefore = tool.prompt().messages;
   tool.catchInterrupt();
-  s.Command5_Click();
-  if (!s.downloading() && !s.busy()) {
+  s.download().Command5_Click();
+  if (!s.download().downloading() && !s.busy()) {
     // Refused before anything was sent ("No download data.").
     if (tool.prompt().messages == messagesBefore)
       err(QStringLiteral("%1: the download did not start").arg(kProgram));
@@ -136,7 +135,7 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
   if (tool.interrupted() && !(finished && ok)) {
     // Ends the download as the progress window's cancel does. Nothing was
     // saved, so the logger is not told anything.
-    s.Download_Cancel();
+    s.download().Download_Cancel();
     progress.end();
     if (s.busy()) {
       // The logger streams its memory to the end whatever is done here; a
@@ -212,7 +211,7 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
     return kExitFailure;
   }
 
-  if (!s.Download_Mark()) {
+  if (!s.download().Download_Mark()) {
     err(QStringLiteral("%1: the log was saved, but the logger could not be told it is "
                        "downloaded")
             .arg(kProgram));

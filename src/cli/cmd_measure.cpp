@@ -111,7 +111,7 @@ int runMeasure(const GlobalOptions& global, const ParsedArgs& args) {
   }
 
   if (count == 1) {
-    s.Command1_Click();
+    s.realtime().Command1_Click();
     tool.runUntilIdle();
     if (tool.failed()) return kExitFailure;
     if (rt.Points < 1) {
@@ -125,29 +125,30 @@ int runMeasure(const GlobalOptions& global, const ParsedArgs& args) {
     }
   } else {
     // The window's interval box holds the number, its buttons the unit.
-    s.Option4Minutes = interval > 60;
-    s.Combo5Text = QString::number(s.Option4Minutes ? interval / 60 : interval);
+    const bool minutes = interval > 60;
+    s.realtime().setContinuousInterval(QString::number(minutes ? interval / 60 : interval),
+                                       minutes);
     std::optional<GrowingCsv> growing;
     if (!csv.isEmpty()) growing.emplace(csv);
-    QObject::connect(&s, &Session::realtimeSample, [&](int n) {
+    QObject::connect(&s.realtime(), &RealtimeOperation::sample, [&](int n) {
       if (growing) growing->add(tool, n);
       out(sampleLine(s.data().Get(RealTimeData, n)));
     });
     // The tool keeps the run itself and saves it below, so the window's
     // question at the end of a run is answered No.
-    tool.prompt().answerer = [](const QString& q) -> std::optional<bool> {
-      if (q == QLatin1String("Is the measurement data preserved?")) return false;
+    tool.prompt().answerer = [](QuestionId q) -> std::optional<bool> {
+      if (q == QuestionId::SaveRunAtStop) return false;
       return std::nullopt;
     };
     tool.catchInterrupt();
-    s.Command2_Click();
+    s.realtime().Command2_Click();
     // A reader of stdout that went away ends the run like an interrupt.
     tool.runUntil([&] { return (rt.Points >= count && !s.busy()) || outputLost(); });
     const bool interrupted = tool.interrupted();
     const bool readerGone = outputLost();
     const bool lost = !interrupted && !readerGone && tool.failed();
-    if (s.status().RecState == QLatin1String("renzoku")) {
-      s.Command2_Click();  // stop the run; the status is read once more
+    if (s.status().RecState == RecState::Continuous) {
+      s.realtime().Command2_Click();  // stop the run; the status is read once more
       tool.runUntilIdle(false);
     }
     if (lost || interrupted || readerGone || tool.failed()) {

@@ -29,7 +29,7 @@ int runSetAlarm(const GlobalOptions& global, const ParsedArgs& args) {
     err(QStringLiteral("%1: the %2 has no alarm bounds").arg(kProgram, s.ModelName()));
     return kExitFailure;
   }
-  s.Alarm_set(upper.degrees, upper.on, lower.degrees, lower.on);
+  s.settings().Alarm_set(upper.degrees, upper.on, lower.degrees, lower.on);
   tool.runUntilIdle();
   if (tool.failed()) return kExitFailure;
   printField(QStringLiteral("Upper bound"), s.view().Label29);

@@ -12,11 +12,11 @@ int runSetClock(const GlobalOptions& global, const ParsedArgs& args) {
   if (const int rc = tool.open()) return rc;
   if (!tool.connect()) return kExitFailure;
   Session& s = tool.session();
-  s.Now_Time_set();
+  s.recording().Now_Time_set();
   tool.runUntilIdle();
   if (tool.failed()) return kExitFailure;
   // The clock as the logger read it back ("Set completion" has shown it too).
-  const ClockReadBack& c = s.clockReadBack();
+  const ClockReadBack& c = s.recording().clockReadBack();
   printField(QStringLiteral("Clock"), QStringLiteral("%1/%2/%3 %4:%5:%6")
                                           .arg(c.year, 4, 10, QLatin1Char('0'))
                                           .arg(c.month, 2, 10, QLatin1Char('0'))

@@ -16,7 +16,7 @@ int runSetMode(const GlobalOptions& global, const ParsedArgs& args) {
   if (const int rc = tool.open()) return rc;
   if (!tool.connect()) return kExitFailure;
   Session& s = tool.session();
-  s.M_Mode_Set(loop);
+  s.settings().M_Mode_Set(loop);
   tool.runUntilIdle();
   if (tool.failed()) return kExitFailure;
   printField(QStringLiteral("Memory mode"), s.view().Label48);

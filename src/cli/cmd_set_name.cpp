@@ -13,11 +13,11 @@ int runSetName(const GlobalOptions& global, const ParsedArgs& args) {
   Tool tool(global);
   if (const int rc = tool.open()) return rc;
   Session& s = tool.session();
-  if (!s.IdentNameCheck(name)) return kExitUsage;
+  if (!s.settings().IdentNameCheck(name)) return kExitUsage;
   if (name.size() > 4)
     err(QStringLiteral("%1: the logger keeps four characters: \"%2\"").arg(kProgram, name.left(4)));
   if (!tool.connect()) return kExitFailure;
-  s.Set_HGName(name);
+  s.settings().Set_HGName(name);
   tool.runUntilIdle();
   if (tool.failed()) return kExitFailure;
   printField(QStringLiteral("Name"), s.view().Label14);

@@ -9,10 +9,6 @@ namespace {
 
 const QString kCmd = QStringLiteral("start");
 
-bool isThereDataQuestion(const QString& q) {
-  return q.startsWith(QLatin1String("There is data never downloaded."));
-}
-
 int runStart(const GlobalOptions& global, const ParsedArgs& args) {
   if (!args.positional.isEmpty())
     return usageError(QStringLiteral("start takes no arguments besides its options"), kCmd);
@@ -60,8 +56,8 @@ int runStart(const GlobalOptions& global, const ParsedArgs& args) {
   Session& s = tool.session();
   const bool nameGiven = args.has(QStringLiteral("name"));
   const QString name = args.value(QStringLiteral("name"));
-  if (nameGiven && !s.IdentNameCheck(name)) return kExitUsage;
-  if (reserveAt && !s.Reservation_Check(*reserveAt)) return kExitUsage;
+  if (nameGiven && !s.settings().IdentNameCheck(name)) return kExitUsage;
+  if (reserveAt && !s.recording().Reservation_Check(*reserveAt)) return kExitUsage;
   if (!tool.connect()) return kExitFailure;
 
   const StatusView& v = s.view();
@@ -75,11 +71,11 @@ int runStart(const GlobalOptions& global, const ParsedArgs& args) {
   }
 
   const bool force = args.has(QStringLiteral("force"));
-  tool.prompt().answerer = [force](const QString& q) -> std::optional<bool> {
-    if (isThereDataQuestion(q) && force) return true;
+  tool.prompt().answerer = [force](QuestionId q) -> std::optional<bool> {
+    if (q == QuestionId::StartOverUndownloaded && force) return true;
     return std::nullopt;
   };
-  switch (s.Command4_Click()) {
+  switch (s.recording().Command4_Click()) {
     case RecordButton::ShowStartDialog:
       break;
     case RecordButton::Declined:
@@ -96,7 +92,7 @@ int runStart(const GlobalOptions& global, const ParsedArgs& args) {
   st.intervalValue = interval.value;
   st.minutes = interval.minutes;
   st.loop = loop ? *loop : s.status().LoopMode != 0;
-  const bool bounds = s.ModelName() == QLatin1String("QM720-XC");
+  const bool bounds = HasAlarmBounds(s.ModelName());
   st.upperDegrees = std::clamp(fmt::boundDegrees(log.UpperRaw), kUpperMin, kUpperMax);
   st.upperOn = log.UpperOn;
   st.lowerDegrees = std::clamp(fmt::boundDegrees(log.LowerRaw), kLowerMin, kLowerMax);
@@ -123,7 +119,7 @@ int runStart(const GlobalOptions& global, const ParsedArgs& args) {
     st.reserve = true;
     st.reserveAt = *reserveAt;
   }
-  s.Log_Start(st);
+  s.recording().Log_Start(st);
   tool.runUntilIdle();
   if (tool.failed()) return kExitFailure;
 

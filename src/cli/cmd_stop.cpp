@@ -19,7 +19,7 @@ int runStop(const GlobalOptions& global, const ParsedArgs& args) {
     printField(QStringLiteral("State"), v.stateWord());
     return kExitOk;
   }
-  if (s.Command4_Click() != RecordButton::Stopping) return kExitFailure;
+  if (s.recording().Command4_Click() != RecordButton::Stopping) return kExitFailure;
   tool.runUntilIdle();
   if (tool.failed()) return kExitFailure;
   printField(QStringLiteral("State"), v.stateWord());

@@ -239,9 +239,9 @@ void CliPrompt::message(const QString& text, const QString&) {
   err(terminalText(text));
 }
 
-bool CliPrompt::question(const QString& text, const QString&) {
+bool CliPrompt::question(QuestionId id, const QString& text, const QString&) {
   if (answerer) {
-    if (const std::optional<bool> a = answerer(text)) return *a;
+    if (const std::optional<bool> a = answerer(id)) return *a;
   }
   // Nobody can answer: say what would have been asked, and take it as No.
   refused = true;

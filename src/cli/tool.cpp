@@ -146,8 +146,7 @@ bool Tool::connect() {
   const bool once = !options_.port.isEmpty();
   abandoned_ = false;
   gone_ = false;
-  session_->Port_Set_Command(once ? QStringLiteral("Once") : QStringLiteral("Search"),
-                             options_.port);
+  session_->Port_Set_Command(once ? PortSearch::Once : PortSearch::Search, options_.port);
   // No logger: the session has said "... not connected." already.
   if (!session_->connected()) {
     // A port that would not open has been explained; one that opened was silent.
@@ -167,7 +166,7 @@ void Tool::runUntil(const std::function<bool()>& done) {
     QTimer tick;
     QObject::connect(&tick, &QTimer::timeout, &loop, &QEventLoop::quit);
     QObject::connect(session_.get(), &Session::exchangeEnded, &loop, &QEventLoop::quit);
-    QObject::connect(session_.get(), &Session::realtimeSample, &loop, &QEventLoop::quit);
+    QObject::connect(&session_->realtime(), &RealtimeOperation::sample, &loop, &QEventLoop::quit);
     tick.start(50);
     loop.exec();
   }

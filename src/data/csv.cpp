@@ -17,7 +17,6 @@ namespace {
 const QString kFileError = QStringLiteral("File error");
 const QString kWrongForm = QStringLiteral("The form of the file is different. ");
 const QString kIllegalName = QStringLiteral("File name is illegal");
-const QString kModelWithBounds = QStringLiteral("QM720-XC");
 const QString kModelWithoutBounds = QStringLiteral("QM510-XC");
 
 void appendQuoted(QByteArray& out, const QByteArray& text) {
@@ -261,7 +260,7 @@ WriteOutcome writeFile(DataSets& sets, int set, const QString& modelName,
 QByteArray Csv_Header(const DataSets& sets, int set, const QString& modelName,
                       const QString& recognitionName) {
   const DataSetInfo& info = sets.info(set);
-  const bool withBounds = modelName == kModelWithBounds;
+  const bool withBounds = HasAlarmBounds(modelName);
 
   QByteArray out;
   if (withBounds) {
@@ -416,7 +415,7 @@ CsvOpenResult Csv_Read(DataSets& sets, QIODevice& in, UserPrompt& prompt,
       title[2] == u"Recording points" && title[3] == u"Record interval") {
     if (title[4] == u"Upper bound temperature setting" &&
         title[5] == u"Lower bound temperature setting")
-      model = kModelWithBounds;
+      model = ModelWithBounds();
     else if (title[4].isEmpty() && title[5].isEmpty())
       model = kModelWithoutBounds;
   }

@@ -33,6 +33,14 @@ struct DataSetStats {
   std::array<Extreme, 4> e;
 };
 
+// Only this model keeps alarm bounds: they are sent, shown, printed and saved
+// for it alone.
+inline const QString& ModelWithBounds() {
+  static const QString model = QStringLiteral("QM720-XC");
+  return model;
+}
+inline bool HasAlarmBounds(const QString& model) { return model == ModelWithBounds(); }
+
 struct DataSetInfo {
   qint16 FileNo = 0;
   qint16 Points = 0;

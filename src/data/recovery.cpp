@@ -205,7 +205,7 @@ int OfferRecovery(DataSets& sets, UserPrompt& prompt, const QString& title) {
       if (l.kind != Leftover::Kind::NoDataSet) notOffered << QDir::toNativeSeparators(path);
       continue;
     }
-    if (!prompt.question(RecoveryQuestion(l), title)) continue;
+    if (!prompt.question(QuestionId::ShowLeftover, RecoveryQuestion(l), title)) continue;
     if (LoadLeftover(l, sets, &error))
       ++loaded;
     else

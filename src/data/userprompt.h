@@ -8,6 +8,21 @@
 
 namespace hygro {
 
+// Which question is asked. A client that answers some questions on its own
+// (the command-line tool, a test) recognises them by this, never by text.
+enum class QuestionId {
+  SaveLogBeforeConnect,   // a connection would lose the downloaded log
+  SaveRealBeforeConnect,  // ... or the real-time samples
+  SaveLogAtClose,
+  SaveRealAtClose,
+  SaveRealBeforeRun,      // a new measurement would lose unsaved samples
+  SaveRunAtStop,          // a continuous run has just ended
+  SaveLogBeforeDownload,  // a download would lose the downloaded log
+  StartOverUndownloaded,  // a recording start would lose a log never downloaded
+  ShowLeftover,           // data of a run that did not end normally
+  Other,
+};
+
 class UserPrompt {
  public:
   virtual ~UserPrompt() = default;
@@ -15,7 +30,7 @@ class UserPrompt {
   // An OK-only message box.
   virtual void message(const QString& text, const QString& title) = 0;
   // A Yes/No question; true for Yes.
-  virtual bool question(const QString& text, const QString& title) = 0;
+  virtual bool question(QuestionId id, const QString& text, const QString& title) = 0;
 
   // The save dialog. `proposed` is the file name offered, `filter` the dialog's
   // filter text. Returns the chosen path, or nothing when the user cancelled.

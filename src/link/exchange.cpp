@@ -86,15 +86,14 @@ void Exchange::Queue_Reset() {
   queue.Current = 0;
 }
 
-bool Exchange::Command_Add(quint8 p0, quint8 p1, quint8 p2, quint8 p3, const QString& mode,
-                           qint32 tag) {
+bool Exchange::Command_Add(quint8 p0, quint8 p1, quint8 p2, quint8 p3, CommMode mode, qint32 tag) {
   if (queue.Count < 0 || queue.Count >= CommandQueue::Capacity) return false;
   queue.entries[static_cast<size_t>(queue.Count)] = QueuedCommand{p0, p1, p2, p3, mode, tag};
   ++queue.Count;
   return true;
 }
 
-void Exchange::Real_Read_Add(const QString& mode, qint32 tag) {
+void Exchange::Real_Read_Add(CommMode mode, qint32 tag) {
   Command_Add(1, 16, 0, 0, mode, tag);
   Command_Add(1, 22, 0, 0, mode, tag);
   Command_Add(1, 21, 0, 0, mode, tag);
@@ -187,6 +186,12 @@ void Exchange::onReadyRead() {
 }
 
 void Exchange::gather() {
+  ++handling_;
+  gatherAnswers();
+  if (--handling_ == 0) Q_EMIT answersHandled();
+}
+
+void Exchange::gatherAnswers() {
   while (listening()) {
     const QByteArray chunk = pending_.isEmpty() ? port_->readAll() : std::exchange(pending_, {});
     if (chunk.isEmpty()) break;
@@ -211,7 +216,7 @@ void Exchange::gather() {
       RetryCount = 0;
       const bool streaming =
           queue.Count > 0 &&
-          queue.entries[static_cast<size_t>(queue.Current)].CommMode == QLatin1String("download");
+          queue.entries[static_cast<size_t>(queue.Current)].CommMode == CommMode::Download;
       if (!streaming) inputArmed_ = false;
       ++acceptedCount_;
       Receive_Dispatch();

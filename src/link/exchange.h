@@ -43,16 +43,19 @@ class Exchange : public QObject {
   qint32 NakCount = 0;
 
   bool busy() const { return queue.Count != 0; }
+  // True while an answer is being handled: a modal box shown now would let
+  // the next answer in before this one is done with.
+  bool handlingAnswers() const { return handling_ > 0; }
   Transport* transport() const { return port_; }
 
   // Starts filling a new queue (Count = Current = 0).
   void Queue_Reset();
   // False when the queue is full; the entry is then dropped.
-  bool Command_Add(quint8 p0, quint8 p1, quint8 p2, quint8 p3, const QString& mode, qint32 tag = 0);
-  bool Command_Add(quint8 p1, quint8 p2, quint8 p3, const QString& mode = QString()) {
+  bool Command_Add(quint8 p0, quint8 p1, quint8 p2, quint8 p3, CommMode mode, qint32 tag = 0);
+  bool Command_Add(quint8 p1, quint8 p2, quint8 p3, CommMode mode = CommMode::None) {
     return Command_Add(1, p1, p2, p3, mode, 0);
   }
-  void Real_Read_Add(const QString& mode, qint32 tag = 0);
+  void Real_Read_Add(CommMode mode, qint32 tag = 0);
   void Command_Send();
   void Pro_End();
 
@@ -84,11 +87,16 @@ class Exchange : public QObject {
   void exchangeEnded();
   // The exchange was abandoned (time-out or refusals) and the port closed.
   void abandoned();
+  // The answers that had come in have all been handled; what they raised for
+  // the user may be shown now.
+  void answersHandled();
 
  private:
+  int handling_ = 0;
   void onReadyRead();
   bool listening() const;
   void gather();
+  void gatherAnswers();
   void Receive_Dispatch();
   void onTimeOut();
   void abandon(const QString& text);

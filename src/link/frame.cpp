@@ -2,6 +2,30 @@
 
 namespace hygro {
 
+QString CommModeWord(CommMode mode) {
+  switch (mode) {
+    case CommMode::None:
+      return {};
+    case CommMode::Real:
+      return QStringLiteral("real");
+    case CommMode::RealCon:
+      return QStringLiteral("real_con");
+    case CommMode::Download:
+      return QStringLiteral("download");
+    case CommMode::Kiroten:
+      return QStringLiteral("kiroten");
+    case CommMode::TSet:
+      return QStringLiteral("T_Set");
+    case CommMode::LogStart:
+      return QStringLiteral("log_start");
+    case CommMode::PortOpen:
+      return QStringLiteral("port_open");
+    case CommMode::Yoyaku:
+      return QStringLiteral("yoyaku");
+  }
+  return {};
+}
+
 QByteArray CommandFrame(quint8 p0, quint8 p1, quint8 p2, quint8 p3) {
   const quint8 p[4] = {p0, p1, p2, p3};
   QByteArray frame(9, '\0');

@@ -7,12 +7,17 @@
 
 namespace hygro {
 
+// The exchange an entry belongs to. Each has its old word (CommModeWord), the
+// name it goes by in traces and messages.
+enum class CommMode { None, Real, RealCon, Download, Kiroten, TSet, LogStart, PortOpen, Yoyaku };
+QString CommModeWord(CommMode mode);
+
 struct QueuedCommand {
   quint8 P0 = 1;
   quint8 P1 = 0;  // command code
   quint8 P2 = 0;
   quint8 P3 = 0;
-  QString CommMode;
+  hygro::CommMode CommMode = hygro::CommMode::None;
   qint32 Tag = 0;
 };
 

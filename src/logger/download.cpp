@@ -19,28 +19,35 @@
 namespace hygro {
 
 namespace {
-const QString kDownload = QStringLiteral("download");
-const QString kKiroten = QStringLiteral("kiroten");
+constexpr CommMode kDownload = CommMode::Download;
+constexpr CommMode kKiroten = CommMode::Kiroten;
 constexpr int kSegmentTableAddress = 0xF000;
 constexpr int kMaxTableEntries = 150;
 constexpr int kMaxSegments = 101;  // entries 0..100 count for the current log
 const QChar kIdeographicSpace(0x3000);
 }  // namespace
 
-void Session::Command5_Click() {
+DownloadOperation::DownloadOperation(Session& session) : Operation(session) {
+  Download_Timer.setObjectName(QStringLiteral("Download_Timer"));
+  connect(&Download_Timer, &QTimer::timeout, this, &DownloadOperation::watchdog);
+  registerBranches();
+}
+
+void DownloadOperation::Command5_Click() {
   if (busy() || !connected()) return;
-  if (status_.RecordedBytes == 0 && status_.Wrapped == 0) {
-    if (prompt_) prompt_->message(QStringLiteral("No download data."), ModelName());
+  if (st().RecordedBytes == 0 && st().Wrapped == 0) {
+    prompt()->message(QStringLiteral("No download data."), model());
     return;
   }
-  Data_Save_Ask(LogData, QStringLiteral("The data previously downloaded is not preserved. \rDo you "
-                                        "preserve it?"));
-  Q_EMIT downloadStarted();
-  data_.EmptyPoints(LogData);
-  Q_EMIT dumpCleared();
-  realtime_ = {};
-  Status_Disp();
-  Q_EMIT controlsLocked();
+  s_.Data_Save_Ask(LogData, QuestionId::SaveLogBeforeDownload);
+  // The question's dialogs run the event loop: something else may have
+  // started meanwhile, or the logger gone.
+  if (busy() || !connected()) return;
+  Q_EMIT started();
+  data().EmptyPoints(LogData);
+  Q_EMIT s_.dumpCleared();
+  s_.realtime().clearLabels();
+  s_.statusOp().Status_Disp();
   collectCount_ = 0;
   entriesRead_ = 0;
   endAddress_ = 0;
@@ -50,20 +57,20 @@ void Session::Command5_Click() {
   watchdogCount_ = 0;
   downloading_ = true;
 
-  Exchange& x = *exchange_;
+  Exchange& x = this->x();
   x.Queue_Reset();
   x.Command_Add(1, 12, 14, 0, kDownload);
-  Status_Read(kDownload);
+  s_.statusOp().Status_Read(kDownload);
   x.Command_Add(1, 8, kSegmentTableAddress >> 8, kSegmentTableAddress & 0xFF, kKiroten);
-  x.Command_Send();
+  s_.send();
 }
 
-void Session::Download_Cancel() {
+void DownloadOperation::Download_Cancel() {
   if (!downloading_ || cancelled_) return;
   if (endAddress_ == 0) {
     // Still reading the status or the segment table: nothing streams yet.
     Download_Timer.stop();
-    exchange_->Pro_End();
+    x().Pro_End();
     return;
   }
   // Once asked for, the points stream in whatever the program does, and any
@@ -74,26 +81,26 @@ void Session::Download_Cancel() {
   cancelled_ = true;
 }
 
-bool Session::Download_Mark() {
+bool DownloadOperation::Download_Mark() {
   if (busy() || !connected()) return false;
-  exchange_->Queue_Reset();
-  exchange_->Command_Add(1, 56, 0, 0, QString());
-  exchange_->Command_Send();
+  x().Queue_Reset();
+  x().Command_Add(1, 56, 0, 0, CommMode::None);
+  s_.send();
   return true;
 }
 
-void Session::registerDownloadBranches() {
-  exchange_->setBranch(
-      8, [this](QueuedCommand& e, const ReceiveBuffer& rx) { return segmentAnswer(e, rx); });
-  exchange_->setBranch(
-      44, [this](QueuedCommand& e, const ReceiveBuffer& rx) { return pointAnswer(e, rx); });
-  exchange_->setBranch(56, [this](QueuedCommand&, const ReceiveBuffer&) {
-    data_.info(LogData).Modified = false;
+void DownloadOperation::registerBranches() {
+  x().setBranch(8,
+                [this](QueuedCommand& e, const ReceiveBuffer& rx) { return segmentAnswer(e, rx); });
+  x().setBranch(44,
+                [this](QueuedCommand& e, const ReceiveBuffer& rx) { return pointAnswer(e, rx); });
+  x().setBranch(56, [this](QueuedCommand&, const ReceiveBuffer&) {
+    data().info(LogData).Modified = false;
     return BranchResult::Advance;
   });
 }
 
-BranchResult Session::segmentAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
+BranchResult DownloadOperation::segmentAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
   if (e.CommMode != kKiroten) return BranchResult::Advance;
   for (int k = 0; k < 4 && collectCount_ < 8; ++k)
     collect_[static_cast<size_t>(collectCount_++)] = rx.R(k);
@@ -108,11 +115,11 @@ BranchResult Session::segmentAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
   collectCount_ = 0;
   const bool erased = collect_[1] == 0xFF;
   Segment seg;
-  seg.start = erased ? status_.StartTime : LoggerTimeFromBcd(collect_.data());
-  if (seg.start == 0) seg.start = status_.StartTime;
+  seg.start = erased ? st().StartTime : LoggerTimeFromBcd(collect_.data());
+  if (seg.start == 0) seg.start = st().StartTime;
   seg.count = collect_[6] * 256 + collect_[7];
   ++entriesRead_;
-  const bool older = seg.start < status_.StartTime;
+  const bool older = seg.start < st().StartTime;
   if (!older && !erased && static_cast<int>(table_.size()) < kMaxSegments) table_.push_back(seg);
   const bool more = address < 0xFFFF && !older && !erased && entriesRead_ < kMaxTableEntries;
   if (more) return sendAt(address);
@@ -120,44 +127,43 @@ BranchResult Session::segmentAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
   return BranchResult::Advance;
 }
 
-void Session::beginPointStream() {
-  const bool wrapped = status_.LoopMode != 0 && status_.Wrapped != 0;
-  downloadTotal_ =
-      wrapped ? kLoggerCapacityPoints : static_cast<qint32>(status_.RecordedBytes / kBytesPerPoint);
-  downloadTotal_ = std::min(downloadTotal_, kLoggerCapacityPoints);
-  endAddress_ = downloadTotal_ * kBytesPerPoint;
+void DownloadOperation::beginPointStream() {
+  const bool wrapped = st().LoopMode != 0 && st().Wrapped != 0;
+  total_ =
+      wrapped ? kLoggerCapacityPoints : static_cast<qint32>(st().RecordedBytes / kBytesPerPoint);
+  total_ = std::min(total_, kLoggerCapacityPoints);
+  endAddress_ = total_ * kBytesPerPoint;
 
   // Settle the counts: every segment but the last keeps its own count (never
   // more than is left); the last takes the rest.
   segments_ = table_;
-  if (segments_.empty()) segments_.push_back({status_.StartTime, 0});
-  qint32 left = downloadTotal_;
+  if (segments_.empty()) segments_.push_back({st().StartTime, 0});
+  qint32 left = total_;
   for (size_t i = 0; i + 1 < segments_.size(); ++i) {
     segments_[i].count = std::clamp<qint32>(segments_[i].count, 0, left);
     left -= segments_[i].count;
   }
   segments_.back().count = left;
 
-  Q_EMIT downloadProgress(0, downloadTotal_,
-                          QStringLiteral("ダウンロード") + kIdeographicSpace +
-                              QStringLiteral("(0/") + QString::number(downloadTotal_) +
-                              QLatin1Char(')'));
+  Q_EMIT progress(0, total_,
+                  QStringLiteral("ダウンロード") + kIdeographicSpace + QStringLiteral("(0/") +
+                      QString::number(total_) + QLatin1Char(')'));
   watchdogCount_ = 0;
-  if (downloadTotal_ == 0) {
-    finishDownload();
+  if (total_ == 0) {
+    finish();
     return;
   }
-  Download_Timer.start(DownloadWatchdogMs);
+  Download_Timer.start(watchdogMs_);
   // Points are written to the scratch file in groups: one write per point
   // cost more than the rest of the download. A crash loses at most a group,
   // and the logger still holds them, marked as never downloaded.
-  data_.beginBulk(LogData);
-  exchange_->Command_Add(1, 44, static_cast<quint8>(endAddress_ >> 8),
-                         static_cast<quint8>(endAddress_ & 0xFF), kDownload, 0);
+  data().beginBulk(LogData);
+  x().Command_Add(1, 44, static_cast<quint8>(endAddress_ >> 8),
+                  static_cast<quint8>(endAddress_ & 0xFF), kDownload, 0);
 }
 
-double Session::pointTime(int index) const {
-  const double interval = data_.info(LogData).Interval / 86400.0;
+double DownloadOperation::pointTime(int index) const {
+  const double interval = data().info(LogData).Interval / 86400.0;
   for (const Segment& s : segments_) {
     if (index < s.count) return s.start + index * interval;
     index -= s.count;
@@ -165,9 +171,9 @@ double Session::pointTime(int index) const {
   return segments_.empty() ? 0 : segments_.back().start + index * interval;
 }
 
-BranchResult Session::pointAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
+BranchResult DownloadOperation::pointAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
   if (!downloading_) return BranchResult::Hold;  // a straggler of a stream already given up
-  DataSetInfo& log = data_.info(LogData);
+  DataSetInfo& log = data().info(LogData);
   qint32 st = rx.R(0) * 256 + rx.R(1);
   qint32 sh = rx.R(2) * 256 + rx.R(3);
   if (log.Interval <= 2) {
@@ -193,57 +199,57 @@ BranchResult Session::pointAnswer(QueuedCommand& e, const ReceiveBuffer& rx) {
   // A scratch file that refuses the record (a full disk) has said so once;
   // the record is held in memory all the same, so the download goes on and
   // the log can still be saved where there is room.
-  data_.Put(LogData, log.Points, rec);
+  data().Put(LogData, log.Points, rec);
   Stats_Add(rec, log.Points, log.Stats);
   e.Tag += kBytesPerPoint;
   watchdogCount_ = 0;
-  Q_EMIT downloadProgress(log.Points, downloadTotal_,
-                          QStringLiteral("Download") + kIdeographicSpace + QLatin1Char('(') +
-                              QString::number(log.Points) + QLatin1Char('/') +
-                              QString::number(downloadTotal_) + QLatin1Char(')'));
+  Q_EMIT progress(log.Points, total_,
+                  QStringLiteral("Download") + kIdeographicSpace + QLatin1Char('(') +
+                      QString::number(log.Points) + QLatin1Char('/') + QString::number(total_) +
+                      QLatin1Char(')'));
   if (e.Tag < endAddress_) return BranchResult::Hold;
-  finishDownload();
+  finish();
   return BranchResult::Advance;
 }
 
-void Session::finishDownload() {
-  data_.endBulk(LogData);
+void DownloadOperation::finish() {
+  data().endBulk(LogData);
   Download_Timer.stop();
   downloading_ = false;
   cancelled_ = false;
-  if (MarkDownloadedAtOnce) exchange_->Command_Add(1, 56, 0, 0, QString());
-  data_.DataSetIndex = LogData;
-  if (data_.info(LogData).Points > 0) Stats_Mark(data_, LogData);
-  Q_EMIT dataSetChanged(LogData);
-  Q_EMIT downloadFinished(true);
+  if (markAtOnce_) x().Command_Add(1, 56, 0, 0, CommMode::None);
+  data().DataSetIndex = LogData;
+  if (data().info(LogData).Points > 0) Stats_Mark(data(), LogData);
+  Q_EMIT s_.dataSetChanged(LogData);
+  Q_EMIT finished(true);
 }
 
-void Session::downloadWatchdog() {
+void DownloadOperation::watchdog() {
   if (++watchdogCount_ <= kWatchdogTicks) return;
-  downloadFailed(true);
+  failed(true);
 }
 
-void Session::downloadFailed(bool endExchange) {
+void DownloadOperation::failed(bool endExchange) {
   if (!downloading_) return;
-  data_.endBulk(LogData);
+  data().endBulk(LogData);
   // After a cancel nobody is watching any more: what came stays, without a word.
   if (!cancelled_) {
-    if (prompt_) prompt_->message(QStringLiteral("It failed in download."), ModelName());
-    data_.EmptyPoints(LogData);
+    prompt()->message(QStringLiteral("It failed in download."), model());
+    data().EmptyPoints(LogData);
   }
-  downloadCutShort();
-  if (endExchange) exchange_->Pro_End();
+  cutShort();
+  if (endExchange) x().Pro_End();
 }
 
-void Session::downloadCutShort() {
-  data_.endBulk(LogData);
+void DownloadOperation::cutShort() {
+  data().endBulk(LogData);
   Download_Timer.stop();
   watchdogCount_ = 0;
   downloading_ = false;
   cancelled_ = false;
-  if (data_.info(LogData).Points > 0) data_.DataSetIndex = LogData;
-  Q_EMIT downloadFinished(false);
-  Q_EMIT dataSetChanged(LogData);
+  if (data().info(LogData).Points > 0) data().DataSetIndex = LogData;
+  Q_EMIT finished(false);
+  Q_EMIT s_.dataSetChanged(LogData);
 }
 
 }  // namespace hygro

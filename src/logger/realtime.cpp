@@ -9,14 +9,44 @@
 namespace hygro {
 
 namespace {
-const QString kReal = QStringLiteral("real");
-const QString kRealCon = QStringLiteral("real_con");
-const QString kRenzoku = QStringLiteral("renzoku");
-
 qint32 Raw16(const ReceiveBuffer& rx) { return rx.R(2) * 256 + rx.R(3); }
 }  // namespace
 
-void Session::putPlaceholder(double time) {
+RealtimeOperation::RealtimeOperation(Session& session) : Operation(session) {
+  continuation.setObjectName(QStringLiteral("continuation"));
+  // A coarse timer may fire early and make a second of the run too short.
+  continuation.setTimerType(Qt::PreciseTimer);
+  connect(&continuation, &QTimer::timeout, this, &RealtimeOperation::tick);
+  registerBranches();
+}
+
+void RealtimeOperation::setContinuousInterval(const QString& value, bool minutes) {
+  intervalText_ = value;
+  minutes_ = minutes;
+}
+
+int RealtimeOperation::continuousIntervalSeconds() const {
+  const int value = static_cast<int>(fmt::val(intervalText_));
+  return minutes_ ? value * 60 : value;
+}
+
+bool RealtimeOperation::running() const { return st().RecState == RecState::Continuous; }
+
+void RealtimeOperation::endRun() {
+  if (stopContinuation()) finishRun();
+}
+
+bool RealtimeOperation::askBeforeOverwrite() {
+  // A single sample is replaced by the next without a word; the samples of a
+  // run are worth a question.
+  if (data().info(RealTimeData).Points > 1)
+    s_.Data_Save_Ask(RealTimeData, QuestionId::SaveRealBeforeRun);
+  // The question's dialogs run the event loop: something else may have
+  // started meanwhile.
+  return !busy() && connected();
+}
+
+void RealtimeOperation::putPlaceholder(double time) {
   // The sample is assembled here across the temperature and humidity
   // answers, never in a buffer a reader could load another record into
   // between the two.
@@ -24,63 +54,65 @@ void Session::putPlaceholder(double time) {
   sample_.Time = time;
   // The answers overwrite it; a failed exchange leaves it behind Points, so
   // the next measurement takes its place.
-  data_.Put(RealTimeData, data_.info(RealTimeData).Points + 1, sample_);
+  data().Put(RealTimeData, data().info(RealTimeData).Points + 1, sample_);
 }
 
-void Session::Command1_Click() {
+void RealtimeOperation::Command1_Click() {
   if (busy() || !connected()) return;
-  Q_EMIT dumpCleared();
-  data_.Empty(RealTimeData);
+  if (!askBeforeOverwrite()) return;
+  Q_EMIT s_.dumpCleared();
+  data().Empty(RealTimeData);
   putPlaceholder(fmt::nowSerial());
-  exchange_->Queue_Reset();
-  exchange_->Command_Add(1, 25, 0, 0, kReal, 0);
-  exchange_->Real_Read_Add(kReal, 0);
-  exchange_->Command_Send();
+  x().Queue_Reset();
+  x().Command_Add(1, 25, 0, 0, CommMode::Real, 0);
+  x().Real_Read_Add(CommMode::Real, 0);
+  s_.send();
 }
 
-bool Session::stopContinuation() {
-  if (status_.RecState != kRenzoku) return false;
+bool RealtimeOperation::stopContinuation() {
+  if (st().RecState != RecState::Continuous) return false;
   continuation.stop();
-  status_.RecState.clear();
+  st().RecState = RecState::Idle;
   return true;
 }
 
-void Session::Command2_Click() {
+void RealtimeOperation::Command2_Click() {
   if (stopContinuation()) {
     if (busy()) {
       // A sample is on its way: the run ends once it has landed, so that it
       // is marked and offered for saving with the others.
       stopPending_ = true;
-      Status_Disp();
+      s_.statusOp().Status_Disp();
       return;
     }
-    completeRunStop();
+    completeStop();
     return;
   }
   if (busy() || !connected()) return;
-  Q_EMIT dumpCleared();
-  data_.Empty(RealTimeData);
-  realtime_ = {};
+  if (!askBeforeOverwrite()) return;
+  Q_EMIT s_.dumpCleared();
+  data().Empty(RealTimeData);
+  labels_ = {};
   continuation.start(1000);
   ContinuationSeconds = 0;
-  status_.RecState = kRenzoku;
+  st().RecState = RecState::Continuous;
   // On a whole second: a start half-way through one would let the
   // rounding of each stamp fall either way.
   runStart_ = std::round(fmt::nowSerial() * 86400.0) / 86400.0;
   runClock_.start();
   lastTickSecond_ = 0;
   putPlaceholder(runStart_);
-  const int value = static_cast<int>(fmt::val(Combo5Text));
-  data_.info(RealTimeData).Interval = Option4Minutes ? value * 60 : value;
-  const quint8 fast = (value == 2 && !Option4Minutes) ? 1 : 0;
-  exchange_->Queue_Reset();
-  exchange_->Command_Add(1, 25, fast, fast, kRealCon, 0);
-  exchange_->Real_Read_Add(kRealCon, 0);
-  exchange_->Command_Send();
-  Status_Disp();
+  const int value = static_cast<int>(fmt::val(intervalText_));
+  data().info(RealTimeData).Interval = continuousIntervalSeconds();
+  const quint8 fast = (value == 2 && !minutes_) ? 1 : 0;
+  x().Queue_Reset();
+  x().Command_Add(1, 25, fast, fast, CommMode::RealCon, 0);
+  x().Real_Read_Add(CommMode::RealCon, 0);
+  s_.send();
+  s_.statusOp().Status_Disp();
 }
 
-void Session::continuationTick() {
+void RealtimeOperation::tick() {
   // Whole seconds since the run started, by the monotonic clock: a tick that
   // comes a little early or up to most of a second late still counts as its
   // own second, and ticks lost to a busy event loop are made up. Stamping
@@ -91,94 +123,91 @@ void Session::continuationTick() {
   const double now = runStart_ + static_cast<double>(second) / 86400.0;
   ContinuationSeconds += static_cast<int>(qMax<qint64>(1, second - lastTickSecond_));
   lastTickSecond_ = second;
-  const int value = static_cast<int>(fmt::val(Combo5Text));
-  const int due = Option4Minutes ? value * 60 : value;
-  if (due <= ContinuationSeconds && !busy()) {
+  if (continuousIntervalSeconds() <= ContinuationSeconds && !busy()) {
     if (!connected()) return;
     putPlaceholder(now);
-    exchange_->Queue_Reset();
-    exchange_->Real_Read_Add(kRealCon, 0);
-    exchange_->Command_Send();
+    x().Queue_Reset();
+    x().Real_Read_Add(CommMode::RealCon, 0);
+    s_.send();
     ContinuationSeconds = 0;
     return;
   }
-  DataSetInfo& shown = data_.info(data_.DataSetIndex);
+  DataSetInfo& shown = data().info(data().DataSetIndex);
   if (shown.DisplayedPoints != shown.Points) {
     shown.DisplayedPoints = shown.Points;
-    Q_EMIT dataSetChanged(data_.DataSetIndex);
+    Q_EMIT s_.dataSetChanged(data().DataSetIndex);
   }
 }
 
-void Session::completeRunStop() {
-  finishRealtimeRun();
+void RealtimeOperation::completeStop() {
+  finishRun();
   if (connected() && !busy()) {
-    exchange_->Queue_Reset();
-    Status_Read();
-    exchange_->Command_Send();
+    x().Queue_Reset();
+    s_.statusOp().Status_Read();
+    s_.send();
   }
-  Data_Save_Ask(RealTimeData, QStringLiteral("Is the measurement data preserved?"));
-  Status_Disp();
+  s_.Data_Save_Ask(RealTimeData, QuestionId::SaveRunAtStop);
+  s_.statusOp().Status_Disp();
 }
 
-void Session::finishRealtimeRun() {
-  if (data_.info(RealTimeData).Points > 0) {
-    Stats_Mark(data_, RealTimeData);
-    Q_EMIT dataSetChanged(RealTimeData);
+void RealtimeOperation::finishRun() {
+  if (data().info(RealTimeData).Points > 0) {
+    Stats_Mark(data(), RealTimeData);
+    Q_EMIT s_.dataSetChanged(RealTimeData);
   }
 }
 
-void Session::registerRealtimeBranches() {
-  exchange_->setBranch(22, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
-    DataSetInfo& rt = data_.info(RealTimeData);
+void RealtimeOperation::registerBranches() {
+  x().setBranch(22, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
+    DataSetInfo& rt = data().info(RealTimeData);
     if (rt.Points >= kMaxPoints) {
       // No room for another sample: the run ends here rather than overwrite
       // its last one again and again.
-      if (prompt_)
-        prompt_->message(QStringLiteral("The real-time data are full.\r\rThe measurement was "
-                                        "stopped at %1 points.")
-                             .arg(kMaxPoints),
-                         ModelName());
+      prompt()->message(QStringLiteral("The real-time data are full.\r\rThe measurement was "
+                                       "stopped at %1 points.")
+                            .arg(kMaxPoints),
+                        model());
       if (stopContinuation()) stopPending_ = true;
-      exchange_->Pro_End();
+      x().Pro_End();
       return BranchResult::Ended;
     }
     ++rt.Points;
     qint32 raw = Raw16(rx);
-    if (e.CommMode != kReal && rt.Interval == 2) raw *= kLowResTemperatureFactor;
+    if (e.CommMode != CommMode::Real && rt.Interval == 2) raw *= kLowResTemperatureFactor;
     if (!TemperaturePlausible(TemperatureFromRaw(raw))) {
       --rt.Points;
-      exchange_->Answer_Reject(ImplausibleAnswerText(
+      x().Answer_Reject(ImplausibleAnswerText(
           QStringLiteral("temperature %1 C").arg(double(TemperatureFromRaw(raw)), 0, 'f', 2)));
       return BranchResult::Ended;
     }
     sample_.Temperature = TemperatureFromRaw(raw);
-    data_.Put(RealTimeData, rt.Points, sample_);
+    data().Put(RealTimeData, rt.Points, sample_);
     return BranchResult::Advance;
   });
-  exchange_->setBranch(21, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
-    DataSetInfo& rt = data_.info(RealTimeData);
+  x().setBranch(21, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
+    DataSetInfo& rt = data().info(RealTimeData);
     if (rt.Points <= 0) return BranchResult::Advance;
     qint32 raw = Raw16(rx);
-    if (e.CommMode != kReal && rt.Interval == 2) raw *= kLowResHumidityFactor;
+    if (e.CommMode != CommMode::Real && rt.Interval == 2) raw *= kLowResHumidityFactor;
     MeasurementRecord& rec = sample_;
     rec.Humidity = HumidityFromRaw(raw, rec.Temperature);
     if (!HumidityPlausible(rec.Humidity)) {
       --rt.Points;
-      exchange_->Answer_Reject(ImplausibleAnswerText(
+      x().Answer_Reject(ImplausibleAnswerText(
           QStringLiteral("humidity %1 %RH").arg(double(rec.Humidity), 0, 'f', 2)));
       return BranchResult::Ended;
     }
-    realtime_.Label2 = fmt::singleToString(rec.Temperature) + QStringLiteral(" C");
-    realtime_.Label4 = fmt::formatHashDot00(rec.Humidity) + QStringLiteral(" %RH");
-    realtime_.Label10 = fmt::formatDateTime(rec.Time);
+    labels_.Label2 = fmt::singleToString(rec.Temperature) + QStringLiteral(" C");
+    labels_.Label4 = fmt::formatHashDot00(rec.Humidity) + QStringLiteral(" %RH");
+    labels_.Label10 = fmt::formatDateTime(rec.Time);
     rec.Block = 1.0f;
-    data_.Put(RealTimeData, rt.Points, rec);
-    data_.DataSetIndex = RealTimeData;
+    data().Put(RealTimeData, rt.Points, rec);
+    data().DataSetIndex = RealTimeData;
     rt.Modified = true;
     Stats_Add(rec, rt.Points, rt.Stats);
-    Q_EMIT realtimeSample(rt.Points);
+    Q_EMIT sample(rt.Points);
     // A single measurement is complete here; a run is marked when it stops.
-    if (e.CommMode == kReal) finishRealtimeRun();
+    if (e.CommMode == CommMode::Real) finishRun();
     return BranchResult::Advance;
   });
 }

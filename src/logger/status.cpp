@@ -37,10 +37,10 @@ double LoggerTimeFromBcd(const quint8* b) {
   return serial;
 }
 
-void Session::Status_Read(const QString& mode) {
-  auto add = [&](quint8 code, quint8 param = 0) {
-    exchange_->Command_Add(1, code, param, 0, mode);
-  };
+StatusOperation::StatusOperation(Session& session) : Operation(session) { registerBranches(); }
+
+void StatusOperation::Status_Read(CommMode mode) {
+  auto add = [&](quint8 code, quint8 param = 0) { x().Command_Add(1, code, param, 0, mode); };
   add(99);
   add(42);
   add(43);
@@ -62,18 +62,17 @@ void Session::Status_Read(const QString& mode) {
   add(57);
 }
 
-void Session::Command11_Click() {
+void StatusOperation::Command11_Click() {
   if (busy() || !connected()) return;
-  downloading_ = false;
-  exchange_->Queue_Reset();
+  x().Queue_Reset();
   Status_Read();
-  exchange_->Command_Send();
+  s_.send();
 }
 
-void Session::registerStatusBranches() {
-  Exchange& x = *exchange_;
+void StatusOperation::registerBranches() {
+  Exchange& x = this->x();
   const auto rejectCount = [this](int d1, int d2) {
-    exchange_->Answer_Reject(
+    this->x().Answer_Reject(
         ImplausibleAnswerText(QStringLiteral("%1 bytes in use").arg(d1 * 256 + d2)));
     return BranchResult::Ended;
   };
@@ -82,40 +81,40 @@ void Session::registerStatusBranches() {
     if (n <= 0) return BranchResult::Advance;
     QString text;
     for (int i = 0; i < n - 1; ++i) text += QChar(rx.bytes[static_cast<size_t>(i)]);
-    status_.FirmwareVersion =
+    st().FirmwareVersion =
         text + QLatin1Char('.') + fmt::format00(rx.bytes[static_cast<size_t>(n - 1)]);
     return BranchResult::Advance;
   });
   x.setBranch(42, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    if (const QString pair = NamePair(rx); !pair.isEmpty()) status_.IdentName = pair;
+    if (const QString pair = NamePair(rx); !pair.isEmpty()) st().IdentName = pair;
     return BranchResult::Advance;
   });
   x.setBranch(43, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    status_.IdentName += NamePair(rx);
+    st().IdentName += NamePair(rx);
     return BranchResult::Advance;
   });
   x.setBranch(30, [this](QueuedCommand&, const ReceiveBuffer& rx) {
     const quint8 bits = D1(rx);
-    status_.RecState.clear();
-    status_.ErrorMark.clear();
-    status_.StopMark.clear();
-    if (bits & 0x01) status_.RecState = QStringLiteral("kirokucyu");
-    if (bits & 0x02) status_.RecState = QStringLiteral("kirokucyu");
-    if (bits & 0x04) status_.RecState = QStringLiteral("yoyakucyu");
-    if (bits & 0x08) status_.ErrorMark = QStringLiteral("Error");
-    if (bits & 0x10) status_.StopMark = QStringLiteral("Stop");
+    st().RecState = RecState::Idle;
+    st().ErrorMark.clear();
+    st().StopMark.clear();
+    if (bits & 0x01) st().RecState = RecState::Recording;
+    if (bits & 0x02) st().RecState = RecState::Recording;
+    if (bits & 0x04) st().RecState = RecState::Reserving;
+    if (bits & 0x08) st().ErrorMark = QStringLiteral("Error");
+    if (bits & 0x10) st().StopMark = QStringLiteral("Stop");
     return BranchResult::Advance;
   });
   x.setBranch(15, [this](QueuedCommand&, const ReceiveBuffer&) {
-    status_.RecState = QStringLiteral("kirokucyu");
+    st().RecState = RecState::Recording;
     return BranchResult::Advance;
   });
   x.setBranch(16, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    status_.BatteryState = D2(rx) == 0 ? QStringLiteral("Normality") : QStringLiteral("Decrease");
+    st().BatteryState = D2(rx) == 0 ? QStringLiteral("Normality") : QStringLiteral("Decrease");
     return BranchResult::Advance;
   });
   x.setBranch(23, [this, rejectCount](QueuedCommand& e, const ReceiveBuffer& rx) {
-    auto& sb = status_.StartBytes;
+    auto& sb = st().StartBytes;
     switch (e.P2) {
       case 20:
         sb[0] = D1(rx);
@@ -128,16 +127,16 @@ void Session::registerStatusBranches() {
       case 24:
         sb[4] = D1(rx);
         sb[5] = D2(rx);
-        status_.StartTime = LoggerTimeFromBcd(sb.data());
+        st().StartTime = LoggerTimeFromBcd(sb.data());
         break;
       case 16:
         if (!RecordedBytesPlausible(D1(rx) * 256.0 + D2(rx))) return rejectCount(D1(rx), D2(rx));
-        status_.RecordedBytes = D1(rx) * 256.0 + D2(rx);
+        st().RecordedBytes = D1(rx) * 256.0 + D2(rx);
         break;
       case 18:
-        status_.LogIntervalUnit = D1(rx);
-        status_.LogIntervalValue = D2(rx);
-        data_.info(LogData).Interval = D1(rx) == kUnitMinutes ? D2(rx) * 60 : D2(rx);
+        st().LogIntervalUnit = D1(rx);
+        st().LogIntervalValue = D2(rx);
+        data().info(LogData).Interval = D1(rx) == kUnitMinutes ? D2(rx) * 60 : D2(rx);
         break;
       default:
         break;
@@ -147,66 +146,67 @@ void Session::registerStatusBranches() {
   x.setBranch(38, [this, rejectCount](QueuedCommand&, const ReceiveBuffer& rx) {
     const double count = D1(rx) * 256.0 + D2(rx);
     if (!RecordedBytesPlausible(count)) return rejectCount(D1(rx), D2(rx));
-    if (count > status_.RecordedBytes) status_.RecordedBytes = count;
+    if (count > st().RecordedBytes) st().RecordedBytes = count;
     return BranchResult::Advance;
   });
   x.setBranch(34, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    status_.ReserveDay = D1(rx);
+    st().ReserveDay = D1(rx);
     return BranchResult::Advance;
   });
   x.setBranch(35, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    status_.ReserveHour = D1(rx);
+    st().ReserveHour = D1(rx);
     return BranchResult::Advance;
   });
   x.setBranch(36, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    status_.ReserveMinute = D1(rx);
+    st().ReserveMinute = D1(rx);
     return BranchResult::Advance;
   });
   x.setBranch(37, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    status_.SetInterval = D1(rx) == kUnitMinutes ? D2(rx) * 60 : D2(rx);
+    st().SetInterval = D1(rx) == kUnitMinutes ? D2(rx) * 60 : D2(rx);
     return BranchResult::Advance;
   });
   x.setBranch(47, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    DataSetInfo& log = data_.info(LogData);
+    DataSetInfo& log = data().info(LogData);
     log.UpperOn = (D1(rx) & 0x80) != 0;
     log.UpperRaw = (D1(rx) & 0x7F) * 256 + D2(rx);
     return BranchResult::Advance;
   });
   x.setBranch(48, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    DataSetInfo& log = data_.info(LogData);
+    DataSetInfo& log = data().info(LogData);
     log.LowerOn = (D1(rx) & 0x80) != 0;
     log.LowerRaw = (D1(rx) & 0x7F) * 256 + D2(rx);
     return BranchResult::Advance;
   });
   x.setBranch(50, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    status_.LoopMode = D1(rx);
-    status_.Wrapped = D2(rx);
+    st().LoopMode = D1(rx);
+    st().Wrapped = D2(rx);
     return BranchResult::Advance;
   });
   x.setBranch(51, [this](QueuedCommand&, const ReceiveBuffer& rx) {
     if (!BatteryRawPlausible(D1(rx) * 256 + D2(rx))) {
-      exchange_->Answer_Reject(ImplausibleAnswerText(
+      this->x().Answer_Reject(ImplausibleAnswerText(
           QStringLiteral("battery %1 V").arg((D1(rx) * 256 + D2(rx)) * 3.3 / 1023, 0, 'f', 2)));
       return BranchResult::Ended;
     }
-    status_.BatteryVoltage = fmt::format0_00((D1(rx) * 256 + D2(rx)) * 3.3 / 1023);
+    st().BatteryVoltage = fmt::format0_00((D1(rx) * 256 + D2(rx)) * 3.3 / 1023);
     return BranchResult::Advance;
   });
   x.setBranch(57, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    data_.info(LogData).Modified = (D1(rx) + D2(rx) == 0);
+    data().info(LogData).Modified = (D1(rx) + D2(rx) == 0);
+    st().read = true;
     return BranchResult::Advance;
   });
 }
 
-void Session::Status_Disp() {
+void StatusOperation::Status_Disp() {
   StatusView v;
   static const char* const kSetNames[] = {"Log", "RealTime", "File"};
-  v.Label3 = QString::fromLatin1(kSetNames[data_.DataSetIndex < 3 ? data_.DataSetIndex : 0]);
+  v.Label3 = QString::fromLatin1(kSetNames[data().DataSetIndex < 3 ? data().DataSetIndex : 0]);
   v.Command2 = QStringLiteral("Continuous");
 
   if (!connected()) {
-    connection_->ModelName = QStringLiteral("Hygrotab");
-    realtime_ = {};
+    s_.connection().ModelName = QStringLiteral("Hygrotab");
+    s_.realtime().clearLabels();
     v.state = DisplayState::NotConnected;
     v.caption = QStringLiteral("[Hygrotab] Temperature and Humidity Logger");
     v.statusBar = QStringLiteral("Unconnection");
@@ -214,65 +214,65 @@ void Session::Status_Disp() {
     v.Label16 = QStringLiteral("----");
     v.Label7 = QStringLiteral("----");
     v.Label14 = QStringLiteral("----");
-    v.boundsVisible = ModelName() == QLatin1String("QM720-XC");
+    v.boundsVisible = HasAlarmBounds(model());
     view_ = v;
     Q_EMIT statusDisplayed(view_);
     return;
   }
 
-  DataSetInfo& log = data_.info(LogData);
-  v.caption = QStringLiteral("[Hygrotab] Temperature and Humidity Logger ") + ModelName();
-  v.statusBar = connection_->StatusText();
+  DataSetInfo& log = data().info(LogData);
+  v.caption = QStringLiteral("[Hygrotab] Temperature and Humidity Logger ") + model();
+  v.statusBar = s_.connection().StatusText();
   v.Label49 = QStringLiteral("Communicating");
-  v.Label26 = fmt::formatDateTime(status_.StartTime);
-  v.Label48 = status_.LoopMode != 0 ? QStringLiteral("Loop") : QStringLiteral("One Time");
+  v.Label26 = fmt::formatDateTime(st().StartTime);
+  v.Label48 = st().LoopMode != 0 ? QStringLiteral("Loop") : QStringLiteral("One Time");
   v.Label29 = log.UpperOn ? QString::number(fmt::boundDegrees(log.UpperRaw)) + QStringLiteral(" C")
                           : QStringLiteral("OFF");
   v.Label46 = log.LowerOn ? QString::number(fmt::boundDegrees(log.LowerRaw)) + QStringLiteral(" C")
                           : QStringLiteral("OFF");
-  if (fmt::dateParts(status_.StartTime).year < 2000) {
+  if (fmt::dateParts(st().StartTime).year < 2000) {
     v.Label26 = QStringLiteral("----/--/-- --:--:--");
-    status_.RecordedBytes = 0;
+    st().RecordedBytes = 0;
     log.Interval = 0;
     v.Label48.clear();
     v.Label29.clear();
     v.Label46.clear();
   }
-  v.Label21 = QString::number(static_cast<qint64>(status_.RecordedBytes / kBytesPerPoint)) +
+  v.Label21 = QString::number(static_cast<qint64>(st().RecordedBytes / kBytesPerPoint)) +
               QStringLiteral(" point");
   v.Label19 = QString::number(log.Interval);
-  if (status_.LoopMode != 0 && status_.Wrapped != 0)
+  if (st().LoopMode != 0 && st().Wrapped != 0)
     v.Label21 = QString::number(kLoggerCapacityPoints) + QStringLiteral(" Point");
   v.Label6 = fmt::intervalText(log.Interval);
-  if (batteryOk()) {
-    v.Label7 = status_.BatteryVoltage + QStringLiteral(" V");
+  if (s_.batteryOk()) {
+    v.Label7 = st().BatteryVoltage + QStringLiteral(" V");
   } else {
     v.batteryAlarm = true;
-    v.Label7 = QStringLiteral("ＮＧ ") + status_.BatteryVoltage + QStringLiteral(" V");
+    v.Label7 = QStringLiteral("ＮＧ ") + st().BatteryVoltage + QStringLiteral(" V");
   }
-  if (status_.StopMark == QLatin1String("Stop")) {
+  if (st().StopMark == QLatin1String("Stop")) {
     v.endAlarm = true;
     v.Label8 = QStringLiteral("End due to the voltage decrease.");
   }
-  v.Label14 = status_.IdentName;
+  v.Label14 = st().IdentName;
 
-  const QString& rs = status_.RecState;
-  if (rs == QLatin1String("kirokucyu")) {
+  const RecState rs = st().RecState;
+  if (rs == RecState::Recording) {
     v.state = DisplayState::Recording;
     v.Command4 = QStringLiteral("Stop");
     v.Label16 = QStringLiteral("Recording");
-  } else if (rs == QLatin1String("yoyakucyu")) {
+  } else if (rs == RecState::Reserving) {
     v.state = DisplayState::Reserving;
     v.Command4 = QStringLiteral("Reservation cancel");
     v.Label16 = QStringLiteral("Reserving");
     v.Label8.clear();
     v.endAlarm = false;
-    v.Label26 = fmt::format00(status_.ReserveDay) + QStringLiteral("Day") +
-                fmt::format00(status_.ReserveHour) + QLatin1Char(':') +
-                fmt::format00(status_.ReserveMinute) + QStringLiteral(" Record beginning");
+    v.Label26 = fmt::format00(st().ReserveDay) + QStringLiteral("Day") +
+                fmt::format00(st().ReserveHour) + QLatin1Char(':') +
+                fmt::format00(st().ReserveMinute) + QStringLiteral(" Record beginning");
     v.Label21 = QStringLiteral("0 Point");
-    v.Label6 = fmt::intervalText(status_.SetInterval);
-  } else if (rs == QLatin1String("renzoku")) {
+    v.Label6 = fmt::intervalText(st().SetInterval);
+  } else if (rs == RecState::Continuous) {
     v.state = DisplayState::Continuous;
     v.Label16 = view_.Label16.isEmpty() ? QStringLiteral("Record stop") : view_.Label16;
     v.Command2 = QStringLiteral("Stop");
@@ -281,8 +281,8 @@ void Session::Status_Disp() {
     v.Command4 = QStringLiteral("Start");
     v.Label16 = QStringLiteral("Record stop");
   }
-  log.Model = ModelName();
-  v.boundsVisible = ModelName() == QLatin1String("QM720-XC");
+  log.Model = model();
+  v.boundsVisible = HasAlarmBounds(model());
   view_ = v;
   Q_EMIT statusDisplayed(view_);
 }

@@ -6,8 +6,8 @@ void ScriptedPrompt::message(const QString& text, const QString& title) {
   calls.append({QStringLiteral("message"), text, title});
 }
 
-bool ScriptedPrompt::question(const QString& text, const QString& title) {
-  calls.append({QStringLiteral("question"), text, title});
+bool ScriptedPrompt::question(QuestionId id, const QString& text, const QString& title) {
+  calls.append({QStringLiteral("question"), text, title, id});
   return questionAnswers.isEmpty() ? false : questionAnswers.dequeue();
 }
 

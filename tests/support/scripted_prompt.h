@@ -14,9 +14,10 @@ namespace hygro::test {
 class ScriptedPrompt : public UserPrompt {
  public:
   struct Call {
-    QString kind;   // "message", "question", "save", "open"
-    QString text;   // message/question text, proposed name, or filter
-    QString title;  // box title; the filter for "save"
+    QString kind;                       // "message", "question", "save", "open"
+    QString text;                       // message/question text, proposed name, or filter
+    QString title;                      // box title; the filter for "save"
+    QuestionId id = QuestionId::Other;  // for "question"
   };
 
   // Answers, consumed in order.
@@ -32,7 +33,7 @@ class ScriptedPrompt : public UserPrompt {
   QList<Call> calls;
 
   void message(const QString& text, const QString& title) override;
-  bool question(const QString& text, const QString& title) override;
+  bool question(QuestionId id, const QString& text, const QString& title) override;
   std::optional<QString> saveFileName(const QString& proposed, const QString& filter,
                                       bool* dialogFailed) override;
   std::optional<QString> openFileName(const QString& filter) override;
