@@ -295,8 +295,10 @@ QWidget* Form1::buildLoggerPanel() {
   QFont bold = Label16->font();
   bold.setBold(true);
   Label16->setFont(bold);
-  auto* Label31 = named<QLabel>("Label31", QStringLiteral("Upper bound"));
-  auto* Label32 = named<QLabel>("Label32", QStringLiteral("Lower bound"));
+  QLabel* Label31 = caption(QStringLiteral("Upper bound"));
+  Label31->setObjectName(QStringLiteral("Label31"));
+  QLabel* Label32 = caption(QStringLiteral("Lower bound"));
+  Label32->setObjectName(QStringLiteral("Label32"));
   auto* Label19 = valueLabel("Label19");  // the interval in seconds, kept for printing
   Label19->hide();
   auto* Label8 = valueLabel("Label8");
@@ -741,8 +743,9 @@ void Form1::refreshGraphPlaceholder() {
   } else {
     const double first = session_->data().Get(set, 1).Time;
     const double last = session_->data().Get(set, info.Points).Time;
-    text = QStringLiteral("%1 points, %2 – %3")
+    text = QStringLiteral("%1 %2, %3 – %4")
                .arg(info.Points)
+               .arg(info.Points == 1 ? QStringLiteral("point") : QStringLiteral("points"))
                .arg(fmt::formatDateTime(first), fmt::formatDateTime(last));
   }
   ondoInfo->setText(text);
