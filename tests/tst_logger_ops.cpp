@@ -279,6 +279,46 @@ class TestLoggerOps : public QObject {
     QCOMPARE(int(r.session.data().info(RealTimeData).Points), 1);  // answered No: replaced
   }
 
+  void theMenusOperationsOnTheSession() {
+    CONNECTED_RIG(r, "idle.json");
+    // The start dialog opens with what the logger holds.
+    const StartSettings d = r.session.recording().startDefaults();
+    QCOMPARE(d.name, QStringLiteral("LAB1"));
+    QVERIFY(d.minutes);
+    QCOMPARE(d.intervalValue, 10);
+    QVERIFY(d.upperOn);
+    QCOMPARE(d.upperDegrees, 30);
+    QVERIFY(!d.lowerOn);
+    QCOMPARE(d.lowerDegrees, -5);
+    QVERIFY(!d.loop);
+
+    QSignalSpy shown(&r.session, &Session::shownSetChanged);
+    QSignalSpy changed(&r.session, &Session::dataSetChanged);
+    QVERIFY(r.session.openFile(QStringLiteral(HYGROTAB_TEST_DATA "/csv/qm720xc.csv")));
+    QCOMPARE(r.session.shownSet(), int(FileData));
+    QCOMPARE(shown.count(), 1);
+    QCOMPARE(changed.last().at(0).toInt(), int(FileData));
+    QVERIFY(r.session.data().info(FileData).Points > 0);
+    QCOMPARE(r.session.view().Label3, QStringLiteral("File"));
+    r.session.showSet(LogData);
+    QCOMPARE(r.session.view().Label3, QStringLiteral("Log"));
+
+    // A file that is no CSV of ours: the message, and the set shown stays.
+    QTemporaryFile junk;
+    QVERIFY(junk.open());
+    junk.write("not,a,log\r\n");
+    junk.close();
+    QVERIFY(!r.session.openFile(junk.fileName()));
+    QVERIFY(!r.prompt.messages().isEmpty());
+    QCOMPARE(r.session.shownSet(), int(LogData));
+
+    // Saving goes through the save dialog: a cancelled dialog writes nothing.
+    QVERIFY(!r.session.saveSet(FileData));
+    r.prompt.saveAnswers.enqueue({r.dir.filePath(QStringLiteral("out.csv")), false});
+    QVERIFY(r.session.saveSet(FileData));
+    QVERIFY(QFile::exists(r.dir.filePath(QStringLiteral("out.csv"))));
+  }
+
   void aMessageWaitsUntilTheAnswerIsHandled() {
     // A modal box shown from inside the handling of an answer would run the
     // event loop there and let the next answer in before this one is done.

@@ -177,22 +177,22 @@ bool Session::saveSet(int set) {
   return Csv_Save(data_, set, ModelName(), status_.IdentName, gate_) == CsvSaveResult::Saved;
 }
 
-bool Session::openFile() {
-  const CsvOpenResult r = Csv_Open(data_, gate_, ModelName());
-  if (r != CsvOpenResult::Opened && r != CsvOpenResult::FileError) return false;
-  Q_EMIT dumpCleared();
-  Q_EMIT dataSetChanged(FileData);
-  showSet(FileData);
-  return r == CsvOpenResult::Opened;
-}
+bool Session::openFile() { return fileOpened(Csv_Open(data_, gate_, ModelName())); }
 
 bool Session::openFile(const QString& path) {
-  const CsvOpenResult r = Csv_Read(data_, path, gate_, ModelName());
-  if (r != CsvOpenResult::Opened && r != CsvOpenResult::FileError) return false;
-  Q_EMIT dumpCleared();
+  return fileOpened(Csv_Read(data_, path, gate_, ModelName()));
+}
+
+bool Session::fileOpened(CsvOpenResult result) {
+  if (result == CsvOpenResult::Cancelled || result == CsvOpenResult::WrongForm) return false;
+  // A file that broke off part-way may have left the rows read before the
+  // fault in the file set: it is redrawn, but only a whole file is put in
+  // front of the user in place of what they were looking at.
+  if (data_.DataSetIndex == FileData) Q_EMIT dumpCleared();
   Q_EMIT dataSetChanged(FileData);
+  if (result != CsvOpenResult::Opened) return false;
   showSet(FileData);
-  return r == CsvOpenResult::Opened;
+  return true;
 }
 
 void Session::showSet(int set) {

@@ -5,6 +5,7 @@
 #include <QObject>
 #include <memory>
 
+#include "data/csv.h"
 #include "data/datasets.h"
 #include "link/bridge.h"
 #include "link/connection.h"
@@ -98,6 +99,7 @@ class Session : public QObject {
   friend class DownloadOperation;
   friend class SettingsOperation;
   bool batteryOk() const;
+  bool fileOpened(CsvOpenResult result);
   void send();  // starts the queued exchange, announcing the lock first
 
   std::unique_ptr<Transport> transport_;
