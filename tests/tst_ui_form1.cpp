@@ -3,15 +3,25 @@
 #include <signal.h>
 
 #include <QComboBox>
+#include <QHeaderView>
 #include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMenuBar>
 #include <QProcess>
 #include <QPushButton>
+#include <QRadioButton>
+#include <QStackedWidget>
+#include <QTreeView>
 #include <QtTest>
 
 #include "app/form1.h"
+#include "app/loggerini.h"
 #include "app/qtprompt.h"
+#include "data/csv.h"
 #include "data/datafolder.h"
 #include "data/formats.h"
+#include "link/connection.h"
 #include "logger/session.h"
 #include "sim/demostate.h"
 #include "sim/simtransport.h"
@@ -28,6 +38,9 @@ class AnsweringPrompt : public QtPrompt {
   QQueue<bool> answers;
   QStringList questions;
   QStringList messages;
+  // Paths the save and open dialogs answer with (cancel when empty).
+  QQueue<QString> savePaths;
+  QQueue<QString> openPaths;
   void message(const QString& text, const QString&) override { messages << text; }
   bool question(QuestionId, const QString& text, const QString&) override {
     questions << text;
@@ -35,9 +48,67 @@ class AnsweringPrompt : public QtPrompt {
   }
   std::optional<QString> saveFileName(const QString&, const QString&, bool* failed) override {
     if (failed) *failed = false;
-    return std::nullopt;
+    if (savePaths.isEmpty()) return std::nullopt;
+    return savePaths.dequeue();
+  }
+  std::optional<QString> openFileName(const QString&) override {
+    if (openPaths.isEmpty()) return std::nullopt;
+    return openPaths.dequeue();
   }
 };
+
+// The emulated logger without a preferred (FTDI) port, so a search walks
+// the numbered ports.
+class NumberedPortsSim : public sim::SimTransport {
+ public:
+  QStringList preferredPorts() const override { return {}; }
+};
+
+// A session on the demo logger with the identification waits shortened.
+struct Rig {
+  explicit Rig(const QString& folder, bool numberedPorts = false) {
+    sim = numberedPorts ? new NumberedPortsSim : new sim::SimTransport;
+    sim::LoadDemoState(sim->model());
+    session = std::make_unique<Session>(std::unique_ptr<Transport>(sim),
+                                        std::make_unique<NoBridge>(), &prompt);
+    session->connection().CloseWaitMs = 1;
+    session->connection().PulseHighMs = 1;
+    session->connection().PulseLowMs = 1;
+    if (!folder.isEmpty()) opened = session->data().open(folder, nullptr);
+  }
+  AnsweringPrompt prompt;
+  sim::SimTransport* sim = nullptr;
+  std::unique_ptr<Session> session;
+  bool opened = false;
+};
+
+template <typename T>
+T* child(QWidget& w, const char* name) {
+  T* c = w.findChild<T*>(QString::fromLatin1(name));
+  if (!c) qWarning("no %s", name);
+  return c;
+}
+
+bool menuEnabled(QWidget& w, const char* name) {
+  if (auto* m = w.findChild<QMenu*>(QString::fromLatin1(name))) return m->menuAction()->isEnabled();
+  return w.findChild<QAction*>(QString::fromLatin1(name))->isEnabled();
+}
+
+QColor backColour(QWidget& w, const char* name) {
+  auto* l = child<QLabel>(w, name);
+  return l->autoFillBackground() ? l->palette().color(QPalette::Window) : QColor();
+}
+
+void connectWindow(Form1& w, Session& s) {
+  child<QComboBox>(w, "Combo4")->setCurrentText(QStringLiteral("1"));
+  QTest::mouseClick(child<QPushButton>(w, "Command20"), Qt::LeftButton);
+  QTRY_VERIFY_WITH_TIMEOUT(!s.busy() && s.connected(), 20000);
+}
+
+void update(Form1& w, Session& s) {
+  QTest::mouseClick(child<QPushButton>(w, "Command11"), Qt::LeftButton);
+  QTRY_VERIFY_WITH_TIMEOUT(!s.busy(), 20000);
+}
 
 std::unique_ptr<Session> demoSession(UserPrompt* prompt) {
   auto sim = std::make_unique<sim::SimTransport>();
@@ -121,6 +192,338 @@ class TestForm1 : public QObject {
     QCOMPARE(label("Label7"), QStringLiteral("----"));
     QVERIFY(baud->isEnabled());
     session.data().closeAndRemove();
+  }
+
+  void startsInItsFirstState() {
+    QTemporaryDir dir;
+    Rig rig(dir.path());
+    QVERIFY(rig.opened);
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+
+    auto* baud = child<QComboBox>(w, "Combo1");
+    QStringList bauds;
+    for (int i = 0; i < baud->count(); ++i) bauds << baud->itemText(i);
+    QCOMPARE(bauds, (QStringList{"9600", "14400", "19200", "38400", "57600", "115200"}));
+    QCOMPARE(baud->currentText(), QStringLiteral("57600"));
+    auto* model = child<QComboBox>(w, "Combo3");
+    QCOMPARE(model->count(), 3);
+    QCOMPARE(model->itemText(0), QStringLiteral("QM510-XC"));
+    QCOMPARE(model->itemText(2), QStringLiteral("QM720-XCB"));
+    auto* port = child<QComboBox>(w, "Combo4");
+    QCOMPARE(port->count(), 255);
+    QVERIFY(port->isEditable());
+    QCOMPARE(port->currentText(), QStringLiteral("1"));  // no settings file yet
+    auto* interval = child<QComboBox>(w, "Combo5");
+    QCOMPARE(interval->count(), 59);
+    QCOMPARE(interval->itemText(58), QStringLiteral("60"));
+    QCOMPARE(interval->currentText(), QStringLiteral("5"));
+    auto* combo2 = child<QComboBox>(w, "Combo2");
+    QCOMPARE(combo2->itemText(0), QStringLiteral("2"));
+    QCOMPARE(combo2->itemText(combo2->count() - 1), QStringLiteral("59"));
+    QCOMPARE(combo2->currentText(), QStringLiteral("5"));
+
+    auto* list = child<QTreeView>(w, "ListView1");
+    QStringList heads;
+    for (int c = 0; c < list->model()->columnCount(); ++c)
+      heads << list->model()->headerData(c, Qt::Horizontal).toString();
+    QCOMPARE(heads, (QStringList{"Record No", "Date", "Temp (C)", "Humi (%RH)", "Remarks"}));
+    QVERIFY(child<QRadioButton>(w, "Option5")->isChecked());
+    QVERIFY(child<QRadioButton>(w, "Option8")->isChecked());
+    QCOMPARE(w.dumpView(), false);
+    QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("Log"));
+    // The clock runs in the third panel.
+    QVERIFY(!child<QLabel>(w, "StatusBar1_Panel3")->text().isEmpty());
+    // Not connected: the status display has run.
+    QCOMPARE(child<QLabel>(w, "Label49")->text(), QStringLiteral("Unconnection"));
+    QCOMPARE(backColour(w, "Label49"), QColor(Qt::black));
+    QCOMPARE(child<QPushButton>(w, "Command20")->text(), QStringLiteral("Connect"));
+    QVERIFY(!menuEnabled(w, "m33"));
+    QVERIFY(!menuEnabled(w, "m34"));
+    QVERIFY(menuEnabled(w, "m22"));
+    QVERIFY(!child<QPushButton>(w, "Command27")->isEnabled());
+  }
+
+  void menusCarryTheirCaptionsAndDriveTheirButtons() {
+    QTemporaryDir dir;
+    Rig rig(dir.path());
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    const QList<std::pair<const char*, const char*>> captions{{"m1", "File(&F)"},
+                                                              {"m11", "Open(&O)"},
+                                                              {"m12", "Save(&S)"},
+                                                              {"m121", "RealTimeData(&R)"},
+                                                              {"m122", "LogData(&L)"},
+                                                              {"m13", "Print(&P)"},
+                                                              {"m14", "End"},
+                                                              {"m2", "Record(&R)"},
+                                                              {"m3", "Tool(&T)"},
+                                                              {"m33", "Ident_name_Setting(&N)"},
+                                                              {"mDisplay", "Display(&V)"},
+                                                              {"mHelp", "Help(&H)"},
+                                                              {"mVersion", "Version(&A)"}};
+    for (const auto& [name, text] : captions) {
+      QString shown;
+      if (auto* m = w.findChild<QMenu*>(QString::fromLatin1(name)))
+        shown = m->title();
+      else if (auto* a = w.findChild<QAction*>(QString::fromLatin1(name)))
+        shown = a->text();
+      QVERIFY2(shown == QString::fromUtf8(text), name);
+    }
+    for (const char* name : {"m21", "m22", "m23", "m31", "m32", "m34", "mDownload"})
+      QVERIFY2(w.findChild<QAction*>(QString::fromLatin1(name)), name);
+
+    connectWindow(w, *rig.session);
+    const auto trigger = [&w](const char* name) {
+      w.findChild<QAction*>(QString::fromLatin1(name))->trigger();
+    };
+    // Status update reads the logger again: a change there shows up.
+    rig.sim->model().setStateBits(sim::DeviceModel::Recording);
+    trigger("m23");
+    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(w, "Label16")->text(), QStringLiteral("Recording"),
+                              20000);
+    // The record entry presses the record button: stopping here.
+    trigger("m21");
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 20000);
+    QCOMPARE(child<QLabel>(w, "Label16")->text(), QStringLiteral("Record stop"));
+    QVERIFY(!rig.sim->model().isRecording());
+    // Download fills the log set and shows it.
+    QSignalSpy downloads(&rig.session->download(), &DownloadOperation::started);
+    trigger("mDownload");
+    QCOMPARE(downloads.size(), 1);
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 30000);
+    QVERIFY(rig.session->data().info(LogData).Points > 0);
+
+    // The Display menu sets the options, and they switch the view.
+    auto* stack = child<QStackedWidget>(w, "DataStack");
+    auto* list = child<QTreeView>(w, "ListView1");
+    trigger("mDisplayRealDump");
+    QVERIFY(child<QRadioButton>(w, "Option6")->isChecked());
+    QVERIFY(child<QRadioButton>(w, "Option9")->isChecked());
+    QCOMPARE(stack->currentWidget(), list);
+    QCOMPARE(rig.session->data().DataSetIndex, quint8(RealTimeData));
+    QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("RealTime"));
+    QCOMPARE(list->model()->rowCount(), 0);
+    trigger("mDisplayLogDump");
+    QCOMPARE(list->model()->rowCount(), int(rig.session->data().info(LogData).Points));
+    trigger("mDisplayLogGraph");
+    QVERIFY(child<QRadioButton>(w, "Option8")->isChecked());
+    QVERIFY(stack->currentWidget() != list);
+    QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("Log"));
+
+    // Save the log as CSV, then open it as the file set.
+    const QString csv = dir.filePath(QStringLiteral("log.csv"));
+    rig.prompt.savePaths << csv;
+    trigger("m122");
+    QVERIFY(QFileInfo(csv).size() > 0);
+    QVERIFY(!rig.session->data().holdsUnsaved(LogData));
+    rig.prompt.openPaths << csv;
+    trigger("m11");
+    QCOMPARE(rig.session->data().info(FileData).Points, rig.session->data().info(LogData).Points);
+    QVERIFY(child<QRadioButton>(w, "Option7")->isChecked());
+    QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("File"));
+    QVERIFY(rig.prompt.messages.isEmpty());
+    rig.session->data().closeAndRemove();
+  }
+
+  void controlsFollowTheLoggerState() {
+    QTemporaryDir dir;
+    Rig rig(dir.path());
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    auto* record = child<QPushButton>(w, "Command4");
+    auto* once = child<QPushButton>(w, "Command1");
+    auto* continuous = child<QPushButton>(w, "Command2");
+    auto* real = child<QRadioButton>(w, "Option6");
+    auto* log = child<QRadioButton>(w, "Option5");
+    auto* port = child<QComboBox>(w, "Combo4");
+
+    connectWindow(w, *rig.session);
+    QCOMPARE(child<QLabel>(w, "Label49")->text(), QStringLiteral("Communicating"));
+    QCOMPARE(backColour(w, "Label49"), QColor(128, 255, 128));
+    QCOMPARE(child<QPushButton>(w, "Command20")->text(), QStringLiteral("Disconnect"));
+    QCOMPARE(record->text(), QStringLiteral("Start"));
+    QVERIFY(record->isEnabled() && once->isEnabled() && real->isEnabled());
+    QVERIFY(!port->isEnabled());
+    QVERIFY(menuEnabled(w, "m22") && menuEnabled(w, "m33") && menuEnabled(w, "m34"));
+    QVERIFY(child<QPushButton>(w, "Command27")->isEnabled());
+    QVERIFY(w.findChild<QAction*>(QStringLiteral("mAlarm"))->isEnabled());
+
+    rig.sim->model().setStateBits(sim::DeviceModel::Recording);
+    update(w, *rig.session);
+    QCOMPARE(record->text(), QStringLiteral("Stop"));
+    QCOMPARE(child<QLabel>(w, "Label16")->text(), QStringLiteral("Recording"));
+    QVERIFY(record->isEnabled());
+    QVERIFY(!once->isEnabled() && !continuous->isEnabled());
+    QVERIFY(!real->isEnabled() && log->isEnabled());
+    QVERIFY(child<QPushButton>(w, "Command11")->isEnabled());
+    QVERIFY(!menuEnabled(w, "m22"));
+    QVERIFY(menuEnabled(w, "m21") && menuEnabled(w, "m2"));
+    QVERIFY(!w.findChild<QAction*>(QStringLiteral("mAlarm"))->isEnabled());
+
+    rig.sim->model().setStateBits(sim::DeviceModel::Reserved);
+    update(w, *rig.session);
+    QCOMPARE(record->text(), QStringLiteral("Reservation cancel"));
+    QCOMPARE(child<QLabel>(w, "Label16")->text(), QStringLiteral("Reserving"));
+    QVERIFY(child<QLabel>(w, "Label26")->text().endsWith(QStringLiteral(" Record beginning")));
+    QVERIFY(!menuEnabled(w, "m22") && !real->isEnabled());
+
+    rig.sim->model().setStateBits(0);
+    update(w, *rig.session);
+    child<QComboBox>(w, "Combo5")->setCurrentText(QStringLiteral("2"));
+    QTest::mouseClick(continuous, Qt::LeftButton);
+    QCOMPARE(continuous->text(), QStringLiteral("Stop"));
+    QVERIFY(continuous->isEnabled());
+    QVERIFY(!record->isEnabled() && !once->isEnabled());
+    QVERIFY(!log->isEnabled() && !child<QRadioButton>(w, "Option7")->isEnabled());
+    QVERIFY(child<QRadioButton>(w, "Option9")->isEnabled());
+    QVERIFY(menuEnabled(w, "m31") && menuEnabled(w, "m1") && !menuEnabled(w, "m2"));
+    // Samples arrive and are shown.
+    QTRY_VERIFY_WITH_TIMEOUT(rig.session->data().info(RealTimeData).Points >= 1, 20000);
+    QTRY_VERIFY_WITH_TIMEOUT(child<QLabel>(w, "Label2")->text().endsWith(QStringLiteral(" C")),
+                             20000);
+    QVERIFY(real->isChecked());
+    QTest::mouseClick(continuous, Qt::LeftButton);  // stop; the save question is declined
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && continuous->text() == "Continuous", 20000);
+    QVERIFY(record->isEnabled() && log->isEnabled());
+
+    // During an exchange the operating controls are locked.
+    QTest::mouseClick(child<QPushButton>(w, "Command11"), Qt::LeftButton);
+    QVERIFY(rig.session->busy());
+    QVERIFY(!record->isEnabled() && !once->isEnabled() && !menuEnabled(w, "m1"));
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 20000);
+    QVERIFY(record->isEnabled() && menuEnabled(w, "m1"));
+
+    QTest::mouseClick(child<QPushButton>(w, "Command20"), Qt::LeftButton);
+    QCOMPARE(backColour(w, "Label49"), QColor(Qt::black));
+    QVERIFY(port->isEnabled() && !menuEnabled(w, "m33"));
+    QCOMPARE(child<QLabel>(w, "Label16")->text(), QStringLiteral("----"));
+    rig.session->data().closeAndRemove();
+  }
+
+  void closingAsksSavesSettingsAndRemovesScratchFiles() {
+    QTemporaryDir dir;
+    Rig rig(dir.path());
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    QVERIFY(test::addSample(rig.session->data(), RealTimeData, 20, 50));
+    rig.session->data().info(RealTimeData).Modified = true;
+    QVERIFY(test::addSample(rig.session->data(), LogData, 21, 51));
+    rig.session->data().info(LogData).Modified = true;
+    QVERIFY(!QFile::exists(dir.filePath("Logger.ini")));
+    QVERIFY(QFile::exists(dir.filePath("real.rand")));
+
+    // Declined both: nothing is written, the scratch files go all the same.
+    w.findChild<QAction*>(QStringLiteral("m14"))->trigger();
+    QCOMPARE(rig.prompt.questions, (QStringList{"Is the data of the log record preserved?",
+                                                "Is real-time data preserved?"}));
+    QVERIFY(!w.isVisible());
+    QVERIFY(QFile::exists(dir.filePath("Logger.ini")));
+    QCOMPARE(scratchAndLock(dir.path()), QStringList());
+
+    // Nothing unsaved: nothing is asked.
+    QTemporaryDir dir2;
+    Rig quiet(dir2.path());
+    Form1 w2(quiet.session.get(), &quiet.prompt);
+    w2.show();
+    w2.close();
+    QVERIFY(quiet.prompt.questions.isEmpty());
+    QCOMPARE(scratchAndLock(dir2.path()), QStringList());
+  }
+
+  void closingStopsARunAndClosesThePort() {
+    QTemporaryDir dir;
+    Rig rig(dir.path());
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    connectWindow(w, *rig.session);
+    QTest::mouseClick(child<QPushButton>(w, "Command2"), Qt::LeftButton);
+    QVERIFY(rig.session->realtime().running());
+    QTRY_VERIFY_WITH_TIMEOUT(rig.session->data().info(RealTimeData).Points >= 1, 20000);
+    w.close();
+    QVERIFY(!rig.session->realtime().running());
+    QVERIFY(!rig.sim->isOpen());
+    QVERIFY(!rig.session->busy());
+    QCOMPARE(rig.session->status().RecState, RecState::Idle);
+    // The samples of the run were offered once, as real-time data.
+    QCOMPARE(rig.prompt.questions, QStringList{"Is real-time data preserved?"});
+    QCOMPARE(scratchAndLock(dir.path()), QStringList());
+  }
+
+  void settingsFileRoundTrip() {
+    QTemporaryDir dir;
+    const QString ini = dir.filePath(QStringLiteral("Logger.ini"));
+    const QString folder = dir.filePath(QStringLiteral("csv files"));
+    QVERIFY(LoggerIni_Save(ini, LoggerIniValues{3, 7, folder}));
+    {
+      Rig rig(dir.path());
+      Form1 w(rig.session.get(), &rig.prompt);
+      w.show();
+      QCOMPARE(child<QComboBox>(w, "Combo4")->currentText(), QStringLiteral("3"));
+      QCOMPARE(rig.prompt.startFolder, folder);
+      QCOMPARE(rig.sim->port(), QStringLiteral("3"));
+      w.close();
+    }
+    LoggerIniValues v = LoggerIni_Read(ini);
+    QCOMPARE(v.port, qint16(3));
+    QCOMPARE(v.option, qint16(7));
+    QCOMPARE(v.folder, folder);
+
+    // Picking a port keeps it at once.
+    Rig rig(dir.path());
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    auto* port = child<QComboBox>(w, "Combo4");
+    port->lineEdit()->selectAll();
+    QTest::keyClicks(port->lineEdit(), QStringLiteral("5"));
+    QTest::keyClick(port->lineEdit(), Qt::Key_Return);
+    QCOMPARE(LoggerIni_Read(ini).port, qint16(5));
+    QCOMPARE(LoggerIni_Read(ini).folder, folder);
+    rig.session->data().closeAndRemove();
+  }
+
+  void searchShowsEachPortAndCanBeCancelled() {
+    QTemporaryDir dir;
+    Rig rig(dir.path(), /*numberedPorts=*/true);
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    auto* button = child<QPushButton>(w, "Command20");
+    auto* panel = child<QLabel>(w, "StatusBar1_Panel1");
+    child<QComboBox>(w, "Combo4")->setCurrentText(QString());
+
+    // Each port tried is shown, with the button offering to cancel.
+    QStringList shown, captions;
+    auto watch = connect(&rig.session->connection(), &Connection::searchingPort, &w, [&] {
+      shown << panel->text();
+      captions << button->text();
+    });
+    QTest::mouseClick(button, Qt::LeftButton);
+    QVERIFY(rig.session->connected());  // the logger sits on port 1
+    QCOMPARE(shown.size(), 16);
+    QVERIFY2(shown.first().startsWith(QStringLiteral("Searching ")), qPrintable(shown.first()));
+    QVERIFY(shown.first() != shown.last());
+    QCOMPARE(captions, QStringList(16, QStringLiteral("Cancel")));
+    QCOMPARE(button->text(), QStringLiteral("Disconnect"));
+    QCOMPARE(panel->text(), QStringLiteral("Communicating\u3000Port1"));
+    disconnect(watch);
+    QTest::mouseClick(button, Qt::LeftButton);
+    QVERIFY(!rig.session->connected());
+
+    // Cancelled at the first port: no more are tried, nothing is open,
+    // nothing is said.
+    int tried = 0;
+    connect(&rig.session->connection(), &Connection::searchingPort, &w, [&] {
+      if (++tried == 1) QTest::mouseClick(button, Qt::LeftButton);
+    });
+    child<QComboBox>(w, "Combo4")->setCurrentText(QString());
+    QTest::mouseClick(button, Qt::LeftButton);
+    QCOMPARE(tried, 1);
+    QVERIFY(!rig.session->connected());
+    QVERIFY(!rig.sim->isOpen());
+    QCOMPARE(button->text(), QStringLiteral("Connect"));
+    QCOMPARE(panel->text(), QStringLiteral("Unconnection"));
+    QVERIFY(rig.prompt.messages.isEmpty());
+    rig.session->data().closeAndRemove();
   }
 
   void offersLeftoversAtStart() {

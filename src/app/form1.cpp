@@ -1,27 +1,42 @@
 #include "app/form1.h"
 
+#include <QAbstractButton>
+#include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
 #include <QComboBox>
 #include <QDateTime>
+#include <QDir>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLineEdit>
 #include <QLocale>
+#include <QMenu>
+#include <QMenuBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScrollArea>
+#include <QStackedWidget>
 #include <QStatusBar>
+#include <QTreeView>
 #include <QVBoxLayout>
 
+#include "app/loggerini.h"
 #include "app/qtprompt.h"
+#include "data/dump.h"
+#include "data/formats.h"
 #include "data/recovery.h"
 #include "link/connection.h"
-#include "link/portnames.h"
+#include "link/exchange.h"
+#include "logger/controls.h"
 #include "logger/session.h"
 
 namespace hygro {
 
 namespace {
+
 template <typename W, typename... Args>
 W* named(const char* name, Args&&... args) {
   auto* w = new W(std::forward<Args>(args)...);
@@ -29,138 +44,106 @@ W* named(const char* name, Args&&... args) {
   return w;
 }
 
-void setBack(QLabel* label, const QColor& color, const QColor& text = Qt::black) {
+QAction* namedAction(QMenu* menu, const char* name, const QString& text) {
+  QAction* a = menu->addAction(text);
+  a->setObjectName(QString::fromLatin1(name));
+  return a;
+}
+
+QColor backColour(BackColour c) {
+  switch (c) {
+    case BackColour::Black:
+      return Qt::black;
+    case BackColour::LightGreen:
+      return QColor(128, 255, 128);
+    case BackColour::Red:
+      return QColor(255, 0, 0);
+    case BackColour::ButtonFace:
+      break;
+  }
+  return {};
+}
+
+// A label's back colour; an invalid colour is the button face, drawn as the
+// window's own background so the label looks like plain text.
+void setBack(QLabel* label, const QColor& color) {
   label->setAutoFillBackground(color.isValid());
   QPalette p = label->palette();
-  p.setColor(QPalette::Window,
-             color.isValid() ? color : QApplication::palette().color(QPalette::Button));
-  p.setColor(QPalette::WindowText, text);
+  const QColor face = QApplication::palette().color(QPalette::Button);
+  p.setColor(QPalette::Window, color.isValid() ? color : face);
+  p.setColor(QPalette::WindowText,
+             color.isValid() && color.lightness() < 100 ? QColor(Qt::white) : QColor(Qt::black));
   label->setPalette(p);
 }
-}  // namespace
 
-QLabel* Form1::valueLabel(const char* name) {
+QLabel* valueLabel(const char* name) {
   auto* l = named<QLabel>(name);
   l->setTextInteractionFlags(Qt::TextSelectableByMouse);
-  l->setMinimumWidth(160);
   return l;
 }
+
+QLabel* caption(const QString& text) {
+  auto* l = new QLabel(text);
+  QPalette p = l->palette();
+  p.setColor(QPalette::WindowText, p.color(QPalette::PlaceholderText));
+  l->setPalette(p);
+  return l;
+}
+
+const char* const kSetNames[] = {"Log", "RealTime", "File"};
+
+}  // namespace
 
 Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
     : QMainWindow(parent), session_(session), prompt_(prompt) {
   setObjectName(QStringLiteral("Form1"));
+  // The start-up order of the logger's own software is kept: caption, the
+  // presence check (the connection runs it from its creation), the lists,
+  // the settings file, the port, the list columns, the status display.
   setWindowTitle(QStringLiteral("[Hygrotab] Temperature and humidity Logger "));
   prompt_->setParent(this);
 
+  dump_ = new DumpModel(session_->data(), this);
+
   auto* central = new QWidget;
   auto* root = new QHBoxLayout(central);
-
-  // Communication
-  auto* comm = named<QGroupBox>("Frame1", QStringLiteral("Communication"));
-  auto* commForm = new QFormLayout(comm);
-  Combo4 = named<QComboBox>("Combo4");
-  Combo4->setEditable(true);  // a device path may be typed as well
-  for (int n = 1; n <= 255; ++n) Combo4->addItem(QString::number(n));
-  Combo1 = named<QComboBox>("Combo1");
-  Combo1->addItems(Connection::BaudChoices());
-  Combo1->setCurrentText(session_->connection().BaudText);
-  Combo3 = named<QComboBox>("Combo3");
-  Combo3->addItems(
-      {QStringLiteral("QM510-XC"), QStringLiteral("QM720-XC"), QStringLiteral("QM720-XCB")});
-  Combo3->setCurrentText(QStringLiteral("QM720-XC"));
-  Command20 = named<QPushButton>("Command20", QStringLiteral("Connect"));
-  Label49 = named<QLabel>("Label49");
-  Label49->setAlignment(Qt::AlignCenter);
-  Label49->setMinimumHeight(24);
-  commForm->addRow(QStringLiteral("Port"), Combo4);
-  commForm->addRow(QStringLiteral("Speed"), Combo1);
-  commForm->addRow(QStringLiteral("Model"), Combo3);
-  commForm->addRow(Command20);
-  commForm->addRow(Label49);
-
-  // State
-  auto* state = named<QGroupBox>("Frame2", QStringLiteral("State"));
-  auto* stateForm = new QFormLayout(state);
-  Label16 = valueLabel("Label16");
-  Label14 = valueLabel("Label14");
-  Label26 = valueLabel("Label26");
-  Label21 = valueLabel("Label21");
-  Label6 = valueLabel("Label6");
-  Label48 = valueLabel("Label48");
-  Label29 = valueLabel("Label29");
-  Label46 = valueLabel("Label46");
-  Label31 = named<QLabel>("Label31", QStringLiteral("Upper bound"));
-  Label32 = named<QLabel>("Label32", QStringLiteral("Lower bound"));
-  Label7 = valueLabel("Label7");
-  Label8 = valueLabel("Label8");
-  stateForm->addRow(QStringLiteral("State"), Label16);
-  stateForm->addRow(QStringLiteral("Name"), Label14);
-  stateForm->addRow(QStringLiteral("Start time"), Label26);
-  stateForm->addRow(QStringLiteral("Points"), Label21);
-  stateForm->addRow(QStringLiteral("Interval"), Label6);
-  stateForm->addRow(QStringLiteral("Memory mode"), Label48);
-  stateForm->addRow(Label31, Label29);
-  stateForm->addRow(Label32, Label46);
-  stateForm->addRow(QStringLiteral("Battery"), Label7);
-  stateForm->addRow(Label8);
-  Command11 = named<QPushButton>("Command11", QStringLiteral("Update"));
-  stateForm->addRow(Command11);
-
-  // Real-time measurement
-  auto* rt = named<QGroupBox>("Frame3", QStringLiteral("Real time"));
-  auto* rtForm = new QFormLayout(rt);
-  Label2 = valueLabel("Label2");
-  Label4 = valueLabel("Label4");
-  Label10 = valueLabel("Label10");
-  QFont big = Label2->font();
-  big.setPointSizeF(big.pointSizeF() * 1.6);
-  big.setBold(true);
-  Label2->setFont(big);
-  Label4->setFont(big);
-  rtForm->addRow(QStringLiteral("Temperature"), Label2);
-  rtForm->addRow(QStringLiteral("Humidity"), Label4);
-  rtForm->addRow(QStringLiteral("Time"), Label10);
-  Command1 = named<QPushButton>("Command1", QStringLiteral("One time"));
-  Command2 = named<QPushButton>("Command2", QStringLiteral("Continuous"));
-  Combo5 = named<QComboBox>("Combo5");
-  for (int n = 2; n <= 60; ++n) Combo5->addItem(QString::number(n));
-  Combo5->setCurrentText(QStringLiteral("5"));
-  Option3 = named<QRadioButton>("Option3", QStringLiteral("Sec"));
-  Option4 = named<QRadioButton>("Option4", QStringLiteral("Min"));
-  Option3->setChecked(true);
-  auto* intervalRow = new QHBoxLayout;
-  intervalRow->addWidget(Combo5);
-  intervalRow->addWidget(Option3);
-  intervalRow->addWidget(Option4);
-  rtForm->addRow(QStringLiteral("Interval"), intervalRow);
-  auto* rtButtons = new QHBoxLayout;
-  rtButtons->addWidget(Command1);
-  rtButtons->addWidget(Command2);
-  rtForm->addRow(rtButtons);
-
-  auto* left = new QVBoxLayout;
-  left->addWidget(comm);
-  left->addWidget(rt);
-  left->addStretch();
-  root->addLayout(left);
-  root->addWidget(state, 1);
+  root->setContentsMargins(8, 8, 8, 4);
+  root->setSpacing(10);
+  root->addWidget(buildLoggerPanel());
+  root->addWidget(buildDataArea(), 1);
   setCentralWidget(central);
 
   StatusBar1 = named<QStatusBar>("StatusBar1");
   panel1 = named<QLabel>("StatusBar1_Panel1");
   panel2 = named<QLabel>("StatusBar1_Panel2");
   panel3 = named<QLabel>("StatusBar1_Panel3");
+  panel1->setMinimumWidth(180);
   StatusBar1->addWidget(panel1, 1);
   StatusBar1->addWidget(panel2, 2);
   StatusBar1->addPermanentWidget(panel3);
   setStatusBar(StatusBar1);
 
+  buildMenus();
+  registerControls();
+
   tokei.setObjectName(QStringLiteral("tokei"));
-  connect(&tokei, &QTimer::timeout, this, [this] {
+  const auto tick = [this] {
     panel3->setText(QLocale::system().toString(QDateTime::currentDateTime(), QLocale::ShortFormat));
-  });
+  };
+  connect(&tokei, &QTimer::timeout, this, tick);
+  tick();
   tokei.start(1000);
 
+  // The settings file: the port for the box and the connection, the folder
+  // for the file dialogs. Without it the defaults stand.
+  const QString ini = loggerIniPath();
+  const LoggerIniValues stored = ini.isEmpty() ? LoggerIniValues{} : LoggerIni_Read(ini);
+  iniOption_ = stored.option;
+  if (!stored.folder.isEmpty()) prompt_->startFolder = stored.folder;
+  session_->connection().Port_Settings_Apply(QString::number(stored.port));
+  Combo4->setCurrentText(QString::number(stored.port));
+
+  // Buttons and menus.
   connect(Command20, &QPushButton::clicked, this, &Form1::Command20_Click);
   connect(Command11, &QPushButton::clicked, &session_->statusOp(),
           &StatusOperation::Command11_Click);
@@ -170,90 +153,542 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
     session_->realtime().setContinuousInterval(Combo5->currentText(), Option4->isChecked());
     session_->realtime().Command2_Click();
   });
+  connect(Command4, &QPushButton::clicked, &session_->recording(),
+          &RecordingOperation::Command4_Click);
+  connect(Command5, &QPushButton::clicked, &session_->download(),
+          &DownloadOperation::Command5_Click);
+  connect(Command26, &QPushButton::clicked, this, &Form1::openAlarmDialog);
+  connect(Command27, &QPushButton::clicked, &session_->settings(),
+          &SettingsOperation::Command27_Click);
+  connect(Command28, &QPushButton::clicked, this, &Form1::openMemoryModeDialog);
+  for (QPushButton* print : {Command23, Command24, Command25})
+    connect(print, &QPushButton::clicked, this, &Form1::openPrintDialog);
   connect(Combo1, &QComboBox::currentTextChanged, this,
           [this](const QString& t) { session_->connection().BaudText = t; });
-  connect(&session_->statusOp(), &StatusOperation::statusDisplayed, this, &Form1::applyStatus);
+  connect(Combo4, &QComboBox::textActivated, this, &Form1::Combo4_Click);
+
+  // The view selection: an option switched on, by a click or by the Display
+  // menu, does the switching.
+  connect(Option5, &QRadioButton::toggled, this, [this](bool on) {
+    if (on) showSet(LogData);
+  });
+  connect(Option6, &QRadioButton::toggled, this, [this](bool on) {
+    if (on) showSet(RealTimeData);
+  });
+  connect(Option7, &QRadioButton::toggled, this, [this](bool on) {
+    if (on) showSet(FileData);
+  });
+  connect(Option8, &QRadioButton::toggled, this, [this](bool on) {
+    if (on) showView(false);
+  });
+  connect(Option9, &QRadioButton::toggled, this, [this](bool on) {
+    if (on) showView(true);
+  });
+  connect(ListView1->header(), &QHeaderView::sectionClicked, this, [this](int column) {
+    dump_->columnClick(column);
+    ListView1->header()->setSortIndicatorShown(true);
+    ListView1->header()->setSortIndicator(dump_->sortColumn(), dump_->sortOrder());
+  });
+  connect(ListView1, &QTreeView::clicked, this,
+          [this](const QModelIndex& i) { panel1->setText(dump_->itemClickText(i.row())); });
+
+  // The session's side.
+  connect(&session_->statusOp(), &StatusOperation::statusDisplayed, this,
+          &Form1::onStatusDisplayed);
   connect(session_, &Session::statusBarText, panel1, &QLabel::setText);
-  connect(&session_->realtime(), &RealtimeOperation::sample, this, &Form1::applyRealtime);
+  connect(&session_->realtime(), &RealtimeOperation::sample, this, [this](int recordNo) {
+    applyRealtime();
+    followDataSet();
+    if (dumpView_ && dump_->dataSet() == RealTimeData && dump_->rowCount() == recordNo - 1)
+      dump_->Dump_Add(recordNo);
+    else
+      refreshDataArea();
+  });
+  connect(session_, &Session::dumpCleared, this, [this] {
+    dump_->clear();
+    dump_->resetSort();
+    ListView1->header()->setSortIndicatorShown(false);
+  });
+  connect(session_, &Session::dataSetChanged, this, [this] {
+    followDataSet();
+    refreshDataArea();
+  });
+  connect(session_, &Session::controlsLocked, this, [this] {
+    if (!session_->realtime().running()) lockControls();
+  });
+  connect(session_, &Session::shownSetChanged, this, [this] {
+    followDataSet();
+    refreshDataArea();
+  });
+  // Every exchange locks the operating controls until the status display
+  // that ends it; a continuous run keeps its own state (its Stop button
+  // must stay usable between samples).
+  connect(&session_->exchange(), &Exchange::frameSent, this, [this] {
+    if (!locked_ && !session_->realtime().running()) lockControls();
+  });
+  connect(&session_->connection(), &Connection::searchingPort, this,
+          [this](const QString& p) { panel1->setText(QStringLiteral("Searching %1…").arg(p)); });
+  connect(&session_->recording(), &RecordingOperation::startDialogRequested, this,
+          &Form1::openStartDialog);
+  connect(&session_->download(), &DownloadOperation::started, this, &Form1::showDownloadProgress);
+  connect(&session_->download(), &DownloadOperation::progress, this,
+          [this](int, int, const QString& text) { panel2->setText(text); });
+  connect(&session_->download(), &DownloadOperation::finished, this, [this] { panel2->clear(); });
+  // The busy pointer stays up while an exchange runs.
   connect(session_, &Session::busyCursor, this, [](bool busy) {
     if (busy && !QApplication::overrideCursor()) QApplication::setOverrideCursor(Qt::BusyCursor);
     if (!busy)
       while (QApplication::overrideCursor()) QApplication::restoreOverrideCursor();
   });
-  resize(760, 420);
+
   session_->statusOp().Status_Disp();
+  Option5->setChecked(true);
+  Option8->setChecked(true);
+  refreshDataArea();
+  resize(1100, 680);
 }
 
-void Form1::closeEvent(QCloseEvent* event) {
-  // Measurements nobody saved are offered for saving before the scratch files
-  // go; closing itself is never refused.
-  session_->realtime().endRun();
-  if (endingBySignal_) {
-    QMainWindow::closeEvent(event);
-    return;
+Form1::~Form1() = default;
+
+QWidget* Form1::buildLoggerPanel() {
+  auto* panel = new QWidget;
+  auto* col = new QVBoxLayout(panel);
+  col->setContentsMargins(0, 0, 0, 0);
+  col->setSpacing(8);
+
+  // Communication
+  auto* comm = named<QGroupBox>("Frame1", QStringLiteral("Communication"));
+  auto* commForm = new QFormLayout(comm);
+  Combo4 = named<QComboBox>("Combo4");
+  Combo4->setEditable(true);  // a device path may be typed as well
+  for (int n = 1; n <= 255; ++n) Combo4->addItem(QString::number(n));
+  Combo4->lineEdit()->setPlaceholderText(QStringLiteral("all ports"));
+  Combo4->setToolTip(
+      QStringLiteral("Port number (1 is /dev/ttyUSB0) or a device path; empty searches the ports"));
+  Combo1 = named<QComboBox>("Combo1");
+  Combo1->addItems(Connection::BaudChoices());
+  Combo1->setCurrentText(QStringLiteral("57600"));
+  session_->connection().BaudText = Combo1->currentText();
+  Combo3 = named<QComboBox>("Combo3");
+  Combo3->addItems(
+      {QStringLiteral("QM510-XC"), QStringLiteral("QM720-XC"), QStringLiteral("QM720-XCB")});
+  Combo3->setCurrentText(QStringLiteral("QM720-XC"));
+  Command20 = named<QPushButton>("Command20", QStringLiteral("Connect"));
+  Command20->setDefault(true);
+  Label49 = named<QLabel>("Label49");
+  Label49->setAlignment(Qt::AlignCenter);
+  Label49->setMargin(4);
+  auto* connectRow = new QHBoxLayout;
+  connectRow->addWidget(Command20, 1);
+  connectRow->addWidget(Label49, 1);
+  commForm->addRow(QStringLiteral("&Port"), Combo4);
+  commForm->addRow(QStringLiteral("Spee&d"), Combo1);
+  commForm->addRow(QStringLiteral("Mode&l"), Combo3);
+  commForm->addRow(connectRow);
+  col->addWidget(comm);
+
+  // State of the logger
+  auto* state = named<QGroupBox>("Frame2", QStringLiteral("State"));
+  auto* stateForm = new QFormLayout(state);
+  stateForm->setVerticalSpacing(4);
+  auto* Label16 = valueLabel("Label16");
+  QFont bold = Label16->font();
+  bold.setBold(true);
+  Label16->setFont(bold);
+  QLabel* Label31 = caption(QStringLiteral("Upper bound"));
+  Label31->setObjectName(QStringLiteral("Label31"));
+  QLabel* Label32 = caption(QStringLiteral("Lower bound"));
+  Label32->setObjectName(QStringLiteral("Label32"));
+  auto* Label19 = valueLabel("Label19");  // the interval in seconds, kept for printing
+  Label19->hide();
+  auto* Label8 = valueLabel("Label8");
+  Label8->setWordWrap(true);
+  Label8->setMargin(2);
+  stateForm->addRow(caption(QStringLiteral("State")), Label16);
+  stateForm->addRow(caption(QStringLiteral("Name")), valueLabel("Label14"));
+  stateForm->addRow(caption(QStringLiteral("Start time")), valueLabel("Label26"));
+  stateForm->addRow(caption(QStringLiteral("Points")), valueLabel("Label21"));
+  stateForm->addRow(caption(QStringLiteral("Interval")), valueLabel("Label6"));
+  stateForm->addRow(caption(QStringLiteral("Memory")), valueLabel("Label48"));
+  stateForm->addRow(Label31, valueLabel("Label29"));
+  stateForm->addRow(Label32, valueLabel("Label46"));
+  stateForm->addRow(caption(QStringLiteral("Battery")), valueLabel("Label7"));
+  stateForm->addRow(Label8);
+  stateForm->addRow(Label19);
+  Command11 = named<QPushButton>("Command11", QStringLiteral("&Update"));
+  Command26 = named<QPushButton>("Command26", QStringLiteral("&Alarm…"));
+  Command28 = named<QPushButton>("Command28", QStringLiteral("&Memory mode…"));
+  Command27 = named<QPushButton>("Command27", QStringLiteral("&Initialise"));
+  auto* settingsRow = new QGridLayout;
+  settingsRow->addWidget(Command11, 0, 0);
+  settingsRow->addWidget(Command26, 0, 1);
+  settingsRow->addWidget(Command28, 1, 0);
+  settingsRow->addWidget(Command27, 1, 1);
+  stateForm->addRow(settingsRow);
+  col->addWidget(state);
+
+  // Recording and download
+  auto* rec = named<QGroupBox>("Frame4", QStringLiteral("Recording"));
+  auto* recRow = new QHBoxLayout(rec);
+  Command4 = named<QPushButton>("Command4", QStringLiteral("Start"));
+  Command5 = named<QPushButton>("Command5", QStringLiteral("Do&wnload"));
+  recRow->addWidget(Command4, 1);
+  recRow->addWidget(Command5, 1);
+  col->addWidget(rec);
+
+  // Real-time measurement
+  auto* rt = named<QGroupBox>("Frame3", QStringLiteral("Real time"));
+  auto* rtGrid = new QGridLayout(rt);
+  Label2 = valueLabel("Label2");
+  Label4 = valueLabel("Label4");
+  Label10 = valueLabel("Label10");
+  QFont big = Label2->font();
+  big.setPointSizeF(big.pointSizeF() * 1.7);
+  big.setBold(true);
+  for (QLabel* l : {Label2, Label4}) {
+    l->setFont(big);
+    l->setAlignment(Qt::AlignCenter);
+    l->setMinimumHeight(QFontMetrics(big).height());
   }
-  session_->Data_Save_Ask(LogData, QuestionId::SaveLogAtClose);
-  session_->Data_Save_Ask(RealTimeData, QuestionId::SaveRealAtClose);
-  QMainWindow::closeEvent(event);
+  Label10->setAlignment(Qt::AlignCenter);
+  auto* tCap = caption(QStringLiteral("Temperature"));
+  auto* hCap = caption(QStringLiteral("Humidity"));
+  tCap->setAlignment(Qt::AlignCenter);
+  hCap->setAlignment(Qt::AlignCenter);
+  rtGrid->addWidget(tCap, 0, 0);
+  rtGrid->addWidget(hCap, 0, 1);
+  rtGrid->addWidget(Label2, 1, 0);
+  rtGrid->addWidget(Label4, 1, 1);
+  rtGrid->addWidget(Label10, 2, 0, 1, 2);
+  Combo5 = named<QComboBox>("Combo5");
+  for (int n = 2; n <= 60; ++n) Combo5->addItem(QString::number(n));
+  Combo5->setCurrentText(QStringLiteral("5"));
+  Option3 = named<QRadioButton>("Option3", QStringLiteral("Sec"));
+  Option4 = named<QRadioButton>("Option4", QStringLiteral("Min"));
+  Option3->setChecked(true);
+  auto* intervalRow = new QHBoxLayout;
+  intervalRow->addWidget(caption(QStringLiteral("Every")));
+  intervalRow->addWidget(Combo5);
+  intervalRow->addWidget(Option3);
+  intervalRow->addWidget(Option4);
+  intervalRow->addStretch();
+  rtGrid->addLayout(intervalRow, 3, 0, 1, 2);
+  Command1 = named<QPushButton>("Command1", QStringLiteral("&One time"));
+  Command2 = named<QPushButton>("Command2", QStringLiteral("Continuous"));
+  rtGrid->addWidget(Command1, 4, 0);
+  rtGrid->addWidget(Command2, 4, 1);
+  col->addWidget(rt);
+
+  // The logger's software keeps a second interval list here; nothing in
+  // this window reads it, but the control states name it.
+  Combo2 = named<QComboBox>("Combo2", panel);
+  for (int n = 2; n <= 59; ++n) Combo2->addItem(QString::number(n));
+  Combo2->setCurrentText(QStringLiteral("5"));
+  Combo2->hide();
+
+  col->addStretch();
+  panel->setMinimumWidth(300);
+  panel->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Preferred);
+  return panel;
 }
 
-int Form1::offerRecovery() {
-  const int loaded = OfferRecovery(session_->data(), *prompt_, session_->windowTitle());
-  if (loaded > 0) session_->statusOp().Status_Disp();
-  return loaded;
+QWidget* Form1::buildDataArea() {
+  auto* area = new QWidget;
+  auto* col = new QVBoxLayout(area);
+  col->setContentsMargins(0, 0, 0, 0);
+
+  auto* bar = new QHBoxLayout;
+  auto* sets = named<QGroupBox>("Frame8", QStringLiteral("Data"));
+  auto* setsRow = new QHBoxLayout(sets);
+  Option5 = named<QRadioButton>("Option5", QStringLiteral("Log"));
+  Option6 = named<QRadioButton>("Option6", QStringLiteral("Real"));
+  Option7 = named<QRadioButton>("Option7", QStringLiteral("File"));
+  for (QRadioButton* o : {Option5, Option6, Option7}) setsRow->addWidget(o);
+  auto* views = named<QGroupBox>("Frame11", QStringLiteral("View"));
+  auto* viewsRow = new QHBoxLayout(views);
+  Option8 = named<QRadioButton>("Option8", QStringLiteral("Graph"));
+  Option9 = named<QRadioButton>("Option9", QStringLiteral("Dump"));
+  viewsRow->addWidget(Option8);
+  viewsRow->addWidget(Option9);
+  Label3 = named<QLabel>("Label3");
+  QFont f = Label3->font();
+  f.setPointSizeF(f.pointSizeF() * 1.3);
+  f.setBold(true);
+  Label3->setFont(f);
+  Command23 = named<QPushButton>("Command23", QStringLiteral("&Print…"));
+  bar->addWidget(sets);
+  bar->addWidget(views);
+  bar->addSpacing(12);
+  bar->addWidget(Label3, 1);
+  bar->addWidget(Command23, 0, Qt::AlignBottom);
+  col->addLayout(bar);
+
+  dataStack = named<QStackedWidget>("DataStack");
+
+  // The graphs' place: the temperature graph (ondo) above the humidity
+  // graph (situdo).
+  auto* graphs = new QWidget;
+  auto* gcol = new QVBoxLayout(graphs);
+  gcol->setContentsMargins(0, 0, 0, 0);
+  const auto graphBox = [](const char* name, const QString& title, QPushButton* print,
+                           QLabel** info) {
+    auto* box = named<QGroupBox>(name, title);
+    auto* l = new QVBoxLayout(box);
+    *info = new QLabel;
+    (*info)->setAlignment(Qt::AlignCenter);
+    (*info)->setWordWrap(true);
+    QPalette p = (*info)->palette();
+    p.setColor(QPalette::WindowText, p.color(QPalette::PlaceholderText));
+    (*info)->setPalette(p);
+    l->addWidget(*info, 1);
+    l->addWidget(print, 0, Qt::AlignRight);
+    box->setMinimumHeight(120);
+    return box;
+  };
+  Command24 = named<QPushButton>("Command24", QStringLiteral("Print…"));
+  Command25 = named<QPushButton>("Command25", QStringLiteral("Print…"));
+  gcol->addWidget(graphBox("ondo", QStringLiteral("Temperature (C)"), Command24, &ondoInfo), 1);
+  gcol->addWidget(graphBox("situdo", QStringLiteral("Humidity (%RH)"), Command25, &situdoInfo), 1);
+  dataStack->addWidget(graphs);
+
+  ListView1 = named<QTreeView>("ListView1");
+  ListView1->setRootIsDecorated(false);
+  ListView1->setUniformRowHeights(true);
+  ListView1->setAlternatingRowColors(true);
+  ListView1->setModel(dump_);
+  ListView1->header()->setSectionsClickable(true);
+  ListView1->header()->setStretchLastSection(true);
+  {
+    const QFontMetrics fm = ListView1->fontMetrics();
+    ListView1->setColumnWidth(0, fm.horizontalAdvance(QStringLiteral("Record No")) + 28);
+    ListView1->setColumnWidth(1, fm.horizontalAdvance(QStringLiteral("0000/00/00 00:00:00")) + 28);
+    ListView1->setColumnWidth(2, fm.horizontalAdvance(QStringLiteral("Temp (C)")) + 28);
+    ListView1->setColumnWidth(3, fm.horizontalAdvance(QStringLiteral("Humi (%RH)")) + 28);
+  }
+  dataStack->addWidget(ListView1);
+  col->addWidget(dataStack, 1);
+  return area;
 }
 
-QStringList Form1::endBySignal() {
-  endingBySignal_ = true;
-  session_->shutDown();
-  close();
-  return session_->data().closeKeepingUnsaved();
+void Form1::buildMenus() {
+  QMenuBar* bar = menuBar();
+  bar->setObjectName(QStringLiteral("MenuBar"));
+
+  QMenu* m1 = bar->addMenu(QStringLiteral("File(&F)"));
+  m1->setObjectName(QStringLiteral("m1"));
+  connect(namedAction(m1, "m11", QStringLiteral("Open(&O)")), &QAction::triggered, this,
+          &Form1::m11_Click);
+  QMenu* m12 = m1->addMenu(QStringLiteral("Save(&S)"));
+  m12->setObjectName(QStringLiteral("m12"));
+  connect(namedAction(m12, "m121", QStringLiteral("RealTimeData(&R)")), &QAction::triggered, this,
+          [this] { saveSet(RealTimeData); });
+  connect(namedAction(m12, "m122", QStringLiteral("LogData(&L)")), &QAction::triggered, this,
+          [this] { saveSet(LogData); });
+  connect(namedAction(m1, "m13", QStringLiteral("Print(&P)")), &QAction::triggered, this,
+          &Form1::openPrintDialog);
+  m1->addSeparator();
+  connect(namedAction(m1, "m14", QStringLiteral("End")), &QAction::triggered, this,
+          &Form1::m14_Click);
+
+  QMenu* m2 = bar->addMenu(QStringLiteral("Record(&R)"));
+  m2->setObjectName(QStringLiteral("m2"));
+  connect(namedAction(m2, "m21", QStringLiteral("Recording start/stop(&S)")), &QAction::triggered,
+          Command4, &QPushButton::click);
+  connect(namedAction(m2, "m22", QStringLiteral("Reservation(&Y)…")), &QAction::triggered, this,
+          &Form1::openReservationDialog);
+  connect(namedAction(m2, "m23", QStringLiteral("Status update(&U)")), &QAction::triggered,
+          Command11, &QPushButton::click);
+  m2->addSeparator();
+  downloadAction = namedAction(m2, "mDownload", QStringLiteral("Download(&D)"));
+  connect(downloadAction, &QAction::triggered, Command5, &QPushButton::click);
+
+  QMenu* m3 = bar->addMenu(QStringLiteral("Tool(&T)"));
+  m3->setObjectName(QStringLiteral("m3"));
+  connect(namedAction(m3, "m31", QStringLiteral("Communication setting(&C)…")), &QAction::triggered,
+          this, &Form1::openCommDialog);
+  connect(namedAction(m3, "m32", QStringLiteral("Memory mode(&M)…")), &QAction::triggered, this,
+          &Form1::openMemoryModeDialog);
+  connect(namedAction(m3, "m33", QStringLiteral("Ident_name_Setting(&N)")), &QAction::triggered,
+          this, &Form1::openNameDialog);
+  connect(namedAction(m3, "m34", QStringLiteral("Clock setting(&T)…")), &QAction::triggered, this,
+          &Form1::openClockDialog);
+  alarmAction = namedAction(m3, "mAlarm", QStringLiteral("Alarm setting(&A)…"));
+  connect(alarmAction, &QAction::triggered, this, &Form1::openAlarmDialog);
+
+  QMenu* display = bar->addMenu(QStringLiteral("Display(&V)"));
+  display->setObjectName(QStringLiteral("mDisplay"));
+  const struct {
+    const char* menuName;
+    const char* title;
+    QRadioButton* set;
+  } displaySets[] = {{"mDisplayLog", "Log(&L)", Option5},
+                     {"mDisplayReal", "RealTime(&R)", Option6},
+                     {"mDisplayFile", "File(&F)", Option7}};
+  for (const auto& s : displaySets) {
+    QMenu* sub = display->addMenu(QString::fromLatin1(s.title));
+    sub->setObjectName(QString::fromLatin1(s.menuName));
+    QRadioButton* setOption = s.set;
+    const QString base = QString::fromLatin1(s.menuName);
+    QAction* graph = sub->addAction(QStringLiteral("Graph(&G)"));
+    graph->setObjectName(base + QStringLiteral("Graph"));
+    QAction* dumpAction = sub->addAction(QStringLiteral("Dump(&D)"));
+    dumpAction->setObjectName(base + QStringLiteral("Dump"));
+    connect(graph, &QAction::triggered, this, [this, setOption] {
+      setOption->setChecked(true);
+      Option8->setChecked(true);
+    });
+    connect(dumpAction, &QAction::triggered, this, [this, setOption] {
+      setOption->setChecked(true);
+      Option9->setChecked(true);
+    });
+  }
+
+  QMenu* help = bar->addMenu(QStringLiteral("Help(&H)"));
+  help->setObjectName(QStringLiteral("mHelp"));
+  connect(namedAction(help, "mVersion", QStringLiteral("Version(&A)")), &QAction::triggered, this,
+          &Form1::openVersionDialog);
 }
+
+void Form1::registerControls() {
+  // By name, from this window's own widgets and menus only: a dialog that
+  // has controls of the same names (Option1, Command1…) is never touched.
+  const auto add = [this](QObject* root) {
+    for (QObject* o : root->findChildren<QObject*>()) {
+      const QString n = o->objectName();
+      if (n.isEmpty() || n.startsWith(QLatin1String("qt_")) || controls_.contains(n)) continue;
+      controls_.insert(n, o);
+    }
+  };
+  add(centralWidget());
+  add(menuBar());
+  add(statusBar());
+}
+
+QString Form1::loggerIniPath() const {
+  const QString folder = session_->data().folder();
+  if (folder.isEmpty()) return {};
+  return QDir(folder).filePath(QStringLiteral("Logger.ini"));
+}
+
+bool Form1::Save() {
+  const QString path = loggerIniPath();
+  if (path.isEmpty()) return false;
+  LoggerIniValues v;
+  bool ok = false;
+  const int port = Combo4->currentText().trimmed().toInt(&ok);
+  // A device path cannot be kept in the file; the last number stays.
+  if (ok && port >= 1 && port <= 255) {
+    v.port = static_cast<qint16>(port);
+  } else {
+    v.port = LoggerIni_Read(path).port;
+  }
+  v.option = iniOption_;
+  v.folder = prompt_->startFolder.isEmpty() ? QDir::currentPath() : prompt_->startFolder;
+  QString error;
+  if (LoggerIni_Save(path, v, &error)) return true;
+  if (!endingBySignal_)
+    prompt_->message(QStringLiteral("The settings could not be saved.\r\r") + error,
+                     session_->windowTitle());
+  return false;
+}
+
+int Form1::shownSet() const { return session_->shownSet(); }
+
+// ---- connection
 
 void Form1::connectOnce() { session_->Port_Set_Command(PortSearch::Once, Combo4->currentText()); }
 
 void Form1::Command20_Click() {
+  if (searching_) {
+    session_->connection().cancelSearch();
+    return;
+  }
   session_->connection().BaudText = Combo1->currentText();
   const QString port = Combo4->currentText().trimmed();
-  // A typed port is tried alone; an untouched box searches like the logger's
-  // own software: the FTDI ports first, then 16 down to 1.
-  session_->Port_Set_Command(port.isEmpty() ? PortSearch::Search : PortSearch::Once, port);
+  if (!port.isEmpty() || session_->connected()) {
+    session_->Port_Set_Command(PortSearch::Once, port);
+    return;
+  }
+  // An empty port box searches like the logger's own software: the FTDI
+  // ports first, then 16 down to 1. The button cancels meanwhile.
+  searching_ = true;
+  Command20->setText(QStringLiteral("Cancel"));
+  for (QWidget* w : {static_cast<QWidget*>(Combo1), static_cast<QWidget*>(Combo3),
+                     static_cast<QWidget*>(Combo4)})
+    w->setEnabled(false);
+  session_->Port_Set_Command(PortSearch::Search, QString());
+  searching_ = false;
+  if (closed_) return;
+  if (session_->connected()) Combo4->setCurrentText(session_->connection().CommPort());
+  session_->statusOp().Status_Disp();
 }
 
-void Form1::applyStatus(const StatusView& v) {
+void Form1::Combo4_Click(const QString& text) {
+  // Picking a port keeps it for the next start.
+  bool ok = false;
+  text.trimmed().toInt(&ok);
+  if (ok) Save();
+}
+
+// ---- status display
+
+void Form1::onStatusDisplayed(const StatusView& v) {
   setWindowTitle(v.caption);
   panel1->setText(v.statusBar);
+  applyControls(StatusControls(v));
+  // Shown in the middle of an exchange (a download's start): still locked.
+  locked_ = false;
+  if (session_->busy() && v.state != DisplayState::Continuous) lockControls();
   const bool connected = v.state != DisplayState::NotConnected;
-  Command20->setText(connected ? QStringLiteral("Disconnect") : QStringLiteral("Connect"));
-  Combo1->setEnabled(!connected);
-  Combo3->setEnabled(!connected);
-  Combo4->setEnabled(!connected);
-  Label49->setText(v.Label49);
-  if (connected)
-    setBack(Label49, QColor(128, 255, 128));
-  else
-    setBack(Label49, Qt::black, Qt::white);
-  Label16->setText(v.Label16);
-  Label14->setText(v.Label14);
-  Label26->setText(v.Label26);
-  Label21->setText(v.Label21);
-  Label6->setText(v.Label6);
-  Label48->setText(v.Label48);
-  Label29->setText(v.Label29);
-  Label46->setText(v.Label46);
-  for (QLabel* l : {Label29, Label46, Label31, Label32}) l->setVisible(v.boundsVisible);
-  Label7->setText(v.Label7);
-  setBack(Label7, v.batteryAlarm ? QColor(255, 0, 0) : QColor());
-  Label8->setText(v.Label8);
-  setBack(Label8, v.endAlarm ? QColor(255, 0, 0) : QColor());
-  Command2->setText(v.Command2);
-  const bool idle = v.state == DisplayState::Idle;
-  const bool continuous = v.state == DisplayState::Continuous;
-  Command1->setEnabled(idle);
-  Command2->setEnabled(idle || continuous);
-  Command11->setEnabled(idle || v.state == DisplayState::Recording ||
-                        v.state == DisplayState::Reserving);
-  if (!connected || v.state == DisplayState::Idle) applyRealtime();
+  if (!searching_)
+    Command20->setText(connected ? QStringLiteral("Disconnect") : QStringLiteral("Connect"));
+  alarmAction->setEnabled(Command26->isEnabled());
+  downloadAction->setEnabled(Command5->isEnabled());
+  if (connected && v.state != DisplayState::Continuous) applyRealtime();
+  followDataSet();
+}
+
+void Form1::applyControls(const ControlTable& table) {
+  for (const auto& [name, state] : table.entries()) applyControl(name, state);
+  alarmAction->setEnabled(Command26->isEnabled());
+  downloadAction->setEnabled(Command5->isEnabled());
+}
+
+void Form1::lockControls() {
+  locked_ = true;
+  applyControls(Controls_Lock());
+}
+
+void Form1::applyControl(const QString& name, const ControlState& state) {
+  QObject* o = controls_.value(name);
+  if (!o) return;  // a control this window does not have (yet)
+  if (auto* menu = qobject_cast<QMenu*>(o)) {
+    if (state.enabled) menu->menuAction()->setEnabled(*state.enabled);
+    if (state.visible) menu->menuAction()->setVisible(*state.visible);
+    if (state.text) menu->setTitle(*state.text);
+    return;
+  }
+  if (auto* action = qobject_cast<QAction*>(o)) {
+    if (state.enabled) action->setEnabled(*state.enabled);
+    if (state.visible) action->setVisible(*state.visible);
+    if (state.text) action->setText(*state.text);
+    return;
+  }
+  auto* w = qobject_cast<QWidget*>(o);
+  if (!w) return;
+  if (state.enabled) w->setEnabled(*state.enabled);
+  if (state.visible && w != Combo2) w->setVisible(*state.visible);
+  if (state.text) {
+    if (auto* label = qobject_cast<QLabel*>(w))
+      label->setText(*state.text);
+    else if (auto* button = qobject_cast<QAbstractButton*>(w))
+      button->setText(*state.text);
+    else if (auto* box = qobject_cast<QGroupBox*>(w))
+      box->setTitle(*state.text);
+  }
+  if (state.back) {
+    if (auto* label = qobject_cast<QLabel*>(w)) setBack(label, backColour(*state.back));
+  }
 }
 
 void Form1::applyRealtime() {
@@ -261,6 +696,138 @@ void Form1::applyRealtime() {
   Label2->setText(r.Label2);
   Label4->setText(r.Label4);
   Label10->setText(r.Label10);
+}
+
+// The core chooses the set now and then (a measurement, a download, an
+// opened file): the options follow without switching again.
+void Form1::followDataSet() {
+  QRadioButton* opt[] = {Option5, Option6, Option7};
+  const int set = shownSet();
+  if (set < 0 || set > 2 || opt[set]->isChecked()) return;
+  const QSignalBlocker b5(Option5), b6(Option6), b7(Option7);
+  opt[set]->setChecked(true);
+  Label3->setText(QString::fromLatin1(kSetNames[set]));
+}
+
+// ---- view selection
+
+void Form1::showSet(int set) {
+  if (shownSet() == set) return;
+  session_->showSet(set);
+}
+
+void Form1::showView(bool dump) {
+  if (dumpView_ == dump) return;
+  dumpView_ = dump;
+  refreshDataArea();
+  session_->statusOp().Status_Disp();
+}
+
+void Form1::refreshDataArea() {
+  Label3->setText(QString::fromLatin1(kSetNames[qBound(0, shownSet(), 2)]));
+  if (dumpView_) {
+    dataStack->setCurrentWidget(ListView1);
+    dump_->Dump_Fill();
+  } else {
+    dataStack->setCurrentIndex(0);
+    refreshGraphPlaceholder();
+  }
+}
+
+void Form1::refreshGraphPlaceholder() {
+  const int set = qBound(0, shownSet(), 2);
+  const DataSetInfo& info = session_->data().info(set);
+  QString text;
+  if (info.Points <= 0) {
+    text = QStringLiteral("No %1 data").arg(QString::fromLatin1(kSetNames[set]));
+  } else {
+    const double first = session_->data().Get(set, 1).Time;
+    const double last = session_->data().Get(set, info.Points).Time;
+    text = QStringLiteral("%1 %2, %3 – %4")
+               .arg(info.Points)
+               .arg(info.Points == 1 ? QStringLiteral("point") : QStringLiteral("points"))
+               .arg(fmt::formatDateTime(first), fmt::formatDateTime(last));
+  }
+  ondoInfo->setText(text);
+  situdoInfo->setText(text);
+}
+
+// ---- files
+
+void Form1::m11_Click() { session_->openFile(); }
+
+void Form1::saveSet(int set) { session_->saveSet(set); }
+
+void Form1::m14_Click() { close(); }
+
+// ---- dialogs: each entry point opens its dialog over the window.
+
+void Form1::openStartDialog() {}
+void Form1::openReservationDialog() {}
+void Form1::openClockDialog() {}
+void Form1::openAlarmDialog() {}
+void Form1::openMemoryModeDialog() {}
+void Form1::openNameDialog() {}
+void Form1::openCommDialog() {}
+void Form1::openVersionDialog() {}
+void Form1::showDownloadProgress() {}
+
+void Form1::openPrintDialog() {
+  prompt_->message(QStringLiteral("Printing is not available in this version."),
+                   session_->windowTitle());
+}
+
+// ---- shutdown
+
+void Form1::stopEverything() {
+  // A search in progress gives up at its next port; a run, a download or
+  // any exchange ends with the port closed.
+  if (searching_) session_->connection().cancelSearch();
+  session_->shutDown();
+}
+
+void Form1::closeOtherWindows() {
+  for (QWidget* w : QApplication::topLevelWidgets())
+    if (w != this && w->isVisible()) w->close();
+}
+
+void Form1::closeEvent(QCloseEvent* event) {
+  if (closed_) {
+    QMainWindow::closeEvent(event);
+    return;
+  }
+  closed_ = true;
+  stopEverything();
+  if (endingBySignal_) {
+    Save();
+    closeOtherWindows();
+    QMainWindow::closeEvent(event);
+    return;
+  }
+  // Measurements nobody saved are offered for saving before the scratch
+  // files go; closing itself is never refused.
+  session_->Data_Save_Ask(LogData, QuestionId::SaveLogAtClose);
+  session_->Data_Save_Ask(RealTimeData, QuestionId::SaveRealAtClose);
+  Save();
+  session_->data().closeAndRemove();
+  closeOtherWindows();
+  QMainWindow::closeEvent(event);
+}
+
+int Form1::offerRecovery() {
+  const int loaded = OfferRecovery(session_->data(), *prompt_, session_->windowTitle());
+  if (loaded > 0) {
+    followDataSet();
+    refreshDataArea();
+    session_->statusOp().Status_Disp();
+  }
+  return loaded;
+}
+
+QStringList Form1::endBySignal() {
+  endingBySignal_ = true;
+  close();
+  return session_->data().closeKeepingUnsaved();
 }
 
 }  // namespace hygro

@@ -1,26 +1,37 @@
 #pragma once
 // The main window: shows what the session knows and forwards the user's
-// clicks to it. It keeps no logger state of its own.
+// clicks to it. It keeps no logger state of its own beyond what is on
+// screen: the data set and view chosen, and the settings file's values.
+#include <QHash>
 #include <QLabel>
 #include <QMainWindow>
+#include <QPointer>
 #include <QTimer>
 
 #include "logger/statusview.h"
 
+class QAction;
 class QComboBox;
+class QMenu;
 class QPushButton;
-class QStatusBar;
 class QRadioButton;
+class QStackedWidget;
+class QStatusBar;
+class QTreeView;
 
 namespace hygro {
 
+class DumpModel;
 class Session;
 class QtPrompt;
+class ControlTable;
+struct ControlState;
 
 class Form1 : public QMainWindow {
   Q_OBJECT
  public:
   Form1(Session* session, QtPrompt* prompt, QWidget* parent = nullptr);
+  ~Form1() override;
 
   // Connects on the port in the port box (the demo's logger, or the stored one).
   void connectOnce();
@@ -35,47 +46,111 @@ class Form1 : public QMainWindow {
   // returned); the other scratch files and the folder's lock go.
   QStringList endBySignal();
 
+  // "Logger.ini" in the data folder; empty while no folder is open.
+  QString loggerIniPath() const;
+  // Writes the port, the kept option value and the last folder.
+  bool Save();
+
+  // The set on display (0 log, 1 real-time, 2 file) and whether the dump
+  // list is shown instead of the graphs.
+  int shownSet() const;
+  bool dumpView() const { return dumpView_; }
+
  protected:
   void closeEvent(QCloseEvent* event) override;
 
+ private Q_SLOTS:
+  // Dialog entry points.
+  void openStartDialog();
+  void openReservationDialog();
+  void openClockDialog();
+  void openAlarmDialog();
+  void openMemoryModeDialog();
+  void openNameDialog();
+  void openCommDialog();
+  void openVersionDialog();
+  void showDownloadProgress();
+  void openPrintDialog();
+
  private:
+  void buildMenus();
+  QWidget* buildLoggerPanel();
+  QWidget* buildDataArea();
+  void registerControls();
+
   void Command20_Click();
-  void applyStatus(const StatusView& v);
+  void Combo4_Click(const QString& text);
+  void m11_Click();
+  void saveSet(int set);
+  void m14_Click();
+
+  void onStatusDisplayed(const StatusView& v);
+  // Sets the controls' enabled state, visibility, caption and colour by
+  // objectName: widgets, actions, and menus (through their menu action).
+  void applyControls(const ControlTable& table);
+  void applyControl(const QString& name, const ControlState& state);
+  void lockControls();
   void applyRealtime();
-  QLabel* valueLabel(const char* name);
+  void followDataSet();
+
+  // The view selection: which set, graph or dump.
+  void showSet(int set);
+  void showView(bool dump);
+  void refreshDataArea();
+  void refreshGraphPlaceholder();
+
+  void stopEverything();
+  void closeOtherWindows();
 
   Session* session_;
   QtPrompt* prompt_;
+  DumpModel* dump_ = nullptr;
+  QHash<QString, QObject*> controls_;
+  bool dumpView_ = false;
+  bool searching_ = false;
+  bool locked_ = false;
+  bool closed_ = false;
+  qint16 iniOption_ = 0;
+
   QComboBox* Combo1;  // baud
+  QComboBox* Combo2;
   QComboBox* Combo3;  // model
   QComboBox* Combo4;  // port
   QComboBox* Combo5;  // continuous interval
   QRadioButton* Option3;
   QRadioButton* Option4;
+  QRadioButton* Option5;
+  QRadioButton* Option6;
+  QRadioButton* Option7;
+  QRadioButton* Option8;
+  QRadioButton* Option9;
   QPushButton* Command20;  // connect / disconnect
   QPushButton* Command11;  // update
   QPushButton* Command1;   // one time
   QPushButton* Command2;   // continuous
+  QPushButton* Command4;   // record
+  QPushButton* Command5;   // download
+  QPushButton* Command23;  // print
+  QPushButton* Command24;
+  QPushButton* Command25;
+  QPushButton* Command26;  // alarm
+  QPushButton* Command27;  // initialise
+  QPushButton* Command28;  // memory mode
   QLabel* Label49;
-  QLabel* Label16;
-  QLabel* Label26;
-  QLabel* Label21;
-  QLabel* Label6;
-  QLabel* Label48;
-  QLabel* Label29;
-  QLabel* Label46;
-  QLabel* Label31;
-  QLabel* Label32;
-  QLabel* Label7;
-  QLabel* Label8;
-  QLabel* Label14;
   QLabel* Label2;
   QLabel* Label4;
   QLabel* Label10;
+  QLabel* Label3;
+  QLabel* ondoInfo;
+  QLabel* situdoInfo;
+  QStackedWidget* dataStack;
+  QTreeView* ListView1;
   QStatusBar* StatusBar1;
   QLabel* panel1;
   QLabel* panel2;
   QLabel* panel3;
+  QAction* alarmAction;
+  QAction* downloadAction;
   QTimer tokei;
   bool endingBySignal_ = false;
 };

@@ -6,6 +6,8 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
 #include <QSocketNotifier>
 #include <QTimer>
 #include <cstdio>
@@ -59,9 +61,38 @@ void watchSignals(QObject* context, const std::function<void(int)>& handle) {
   });
 }
 
+// With HYGROTAB_STARTUP_REPORT set: the time from the process's start to the
+// window's first paint, and the memory then in use, on stderr.
+class FirstPaintReport : public QObject {
+ public:
+  explicit FirstPaintReport(const QElapsedTimer& clock) : clock_(clock) {}
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (event->type() == QEvent::Paint && !done_) {
+      done_ = true;
+      const qint64 ms = clock_.elapsed();
+      QTimer::singleShot(0, this, [ms] {
+        QString rss;
+        QFile status(QStringLiteral("/proc/self/status"));
+        if (status.open(QIODevice::ReadOnly))
+          for (const QByteArray& line : status.readAll().split('\n'))
+            if (line.startsWith("VmRSS:")) rss = QString::fromLatin1(line.mid(6).simplified());
+        std::fprintf(stderr, "hygrotab: first paint after %lld ms, VmRSS %s\n",
+                     static_cast<long long>(ms), qPrintable(rss));
+      });
+    }
+    return QObject::eventFilter(watched, event);
+  }
+
+ private:
+  const QElapsedTimer& clock_;
+  bool done_ = false;
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  QElapsedTimer startClock;
+  startClock.start();
   QApplication app(argc, argv);
   QApplication::setApplicationName(QStringLiteral("Hygrotab"));
   QApplication::setApplicationVersion(QStringLiteral(HYGROTAB_VERSION));
@@ -140,6 +171,9 @@ int main(int argc, char** argv) {
 
   hygro::Form1 mainWindow(&session, &prompt);
   window = &mainWindow;
+  FirstPaintReport firstPaint(startClock);
+  if (qEnvironmentVariableIsSet("HYGROTAB_STARTUP_REPORT"))
+    mainWindow.installEventFilter(&firstPaint);
   mainWindow.show();
   // The leftovers of a run that ended abnormally are offered first, over the
   // window, and only then is the logger connected: connecting asks about the

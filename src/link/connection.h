@@ -5,7 +5,6 @@
 #include <QTimer>
 #include <functional>
 
-#include "link/frame.h"
 #include "link/transport.h"
 
 class QEventLoop;
@@ -82,7 +81,7 @@ class Connection : public QObject {
   // data questions.
   std::function<void()> beforeConnect;
   // Appends the status read to the queue with the given mode.
-  std::function<void(CommMode mode)> appendStatusRead;
+  std::function<void(const QString& mode)> appendStatusRead;
 
   QTimer D_CHECK;
 
