@@ -203,8 +203,8 @@ bool Connection::Port_Set_Command(const QString& mode, const QString& port) {
   Q_EMIT statusTextChanged(StatusText());
   Q_EMIT clearRecState();
   exchange_->Queue_Reset();
-  exchange_->Command_Add(1, 16, 0, 0, QStringLiteral("port_open"));
-  if (appendStatusRead) appendStatusRead(QStringLiteral("port_open"));
+  exchange_->Command_Add(1, 16, 0, 0, CommMode::PortOpen);
+  if (appendStatusRead) appendStatusRead(CommMode::PortOpen);
   exchange_->Command_Send();
   return true;
 }

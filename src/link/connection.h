@@ -5,6 +5,7 @@
 #include <QTimer>
 #include <functional>
 
+#include "link/frame.h"
 #include "link/transport.h"
 
 class QEventLoop;
@@ -81,7 +82,7 @@ class Connection : public QObject {
   // data questions.
   std::function<void()> beforeConnect;
   // Appends the status read to the queue with the given mode.
-  std::function<void(const QString& mode)> appendStatusRead;
+  std::function<void(CommMode mode)> appendStatusRead;
 
   QTimer D_CHECK;
 
