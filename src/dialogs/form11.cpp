@@ -57,8 +57,17 @@ QGroupBox* boundFrame(QWidget* parent, const QString& title, const char* barName
   choice->addWidget(on);
   choice->addWidget(off);
   choice->addStretch(1);
+  // The bar's ends, so the range is plain before it is tried.
+  auto* scale = new QVBoxLayout;
+  auto* top = new QLabel(QString::number(max), frame);
+  auto* bottom = new QLabel(QString::number(min), frame);
+  top->setAlignment(Qt::AlignHCenter);
+  bottom->setAlignment(Qt::AlignHCenter);
+  scale->addWidget(top);
+  scale->addWidget(bar, 1, Qt::AlignHCenter);
+  scale->addWidget(bottom);
   auto* row = new QHBoxLayout(frame);
-  row->addWidget(bar);
+  row->addLayout(scale);
   row->addSpacing(8);
   row->addLayout(choice, 1);
   *out = {bar, on, off, value};

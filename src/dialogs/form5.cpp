@@ -2,6 +2,7 @@
 
 #include <QDialogButtonBox>
 #include <QGroupBox>
+#include <QLabel>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QVBoxLayout>
@@ -25,6 +26,11 @@ Form5::Form5(Session* session, const QString& port, QWidget* parent)
   auto* options = new QVBoxLayout(frame);
   options->addWidget(Option1);
   options->addWidget(Option2);
+  auto* where =
+      new QLabel(port_.isEmpty() ? QStringLiteral("Online searches the ports for the logger.")
+                                 : QStringLiteral("Online uses port %1.").arg(port_),
+                 frame);
+  options->addWidget(where);
 
   Command1 = new QPushButton(QStringLiteral("OK"), this);
   Command1->setObjectName(QStringLiteral("Command1"));
