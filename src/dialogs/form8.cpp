@@ -1,0 +1,53 @@
+#include "dialogs/form8.h"
+
+#include <QDialogButtonBox>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QVBoxLayout>
+
+#include "logger/session.h"
+
+namespace hygro {
+
+Form8::Form8(Session* session, QWidget* parent) : QDialog(parent), session_(session) {
+  setObjectName(QStringLiteral("Form8"));
+  setWindowTitle(QStringLiteral("Memory Mode"));
+
+  Option1 = new QRadioButton(QStringLiteral("Endless Mode"), this);
+  Option1->setObjectName(QStringLiteral("Option1"));
+  Option2 = new QRadioButton(QStringLiteral("One Time Mode"), this);
+  Option2->setObjectName(QStringLiteral("Option2"));
+  // The mode the logger holds, as last read (a logger never read is in one
+  // time mode, as a fresh one is).
+  const bool loop = session_ && session_->connected() && session_->status().LoopMode != 0;
+  (loop ? Option1 : Option2)->setChecked(true);
+
+  Command1 = new QPushButton(QStringLiteral("OK"), this);
+  Command1->setObjectName(QStringLiteral("Command1"));
+  Command1->setDefault(true);
+  auto* cancel = new QPushButton(QStringLiteral("Cancel"), this);
+  cancel->setObjectName(QStringLiteral("CancelButton"));
+  auto* buttons = new QDialogButtonBox(this);
+  buttons->addButton(Command1, QDialogButtonBox::AcceptRole);
+  buttons->addButton(cancel, QDialogButtonBox::RejectRole);
+
+  auto* layout = new QVBoxLayout(this);
+  layout->addWidget(Option1);
+  layout->addWidget(Option2);
+  layout->addSpacing(12);
+  layout->addStretch(1);
+  layout->addWidget(buttons);
+  setMinimumWidth(300);
+
+  connect(Command1, &QPushButton::clicked, this, &Form8::Command1_Click);
+  connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
+  (loop ? Option1 : Option2)->setFocus();
+}
+
+void Form8::Command1_Click() {
+  // Anything but "One Time Mode" is the endless mode.
+  if (session_) session_->M_Mode_Set(!Option2->isChecked());
+  accept();
+}
+
+}  // namespace hygro

@@ -1,0 +1,425 @@
+// The settings dialogs and the download window on the emulated logger: the
+// controls are set by name, OK is pressed, and the bytes the logger received
+// and the messages shown are checked.
+#include <QAbstractSlider>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QRegularExpression>
+#include <QtTest>
+
+#include "dialogs/downloadprogress.h"
+#include "dialogs/form11.h"
+#include "dialogs/form2.h"
+#include "dialogs/form4.h"
+#include "dialogs/form5.h"
+#include "dialogs/form8.h"
+#include "logger/session.h"
+#include "sim/simtransport.h"
+#include "support/scripted_prompt.h"
+
+using namespace hygro;
+using hygro::test::ScriptedPrompt;
+
+namespace {
+
+// The emulator, keeping every byte written to it.
+class ListeningSim : public sim::SimTransport {
+ public:
+  QByteArray received;
+  qint64 write(const QByteArray& bytes) override {
+    received += bytes;
+    return SimTransport::write(bytes);
+  }
+};
+
+// A command as the logger receives it: each value as its hundreds, then the
+// rest in packed BCD; 0xFF ends the frame.
+QByteArray frame(int code, int p2, int p3) {
+  QByteArray f;
+  for (const int v : {1, code, p2, p3}) {
+    f += char(v / 100);
+    f += char(((v % 100) / 10) << 4 | (v % 10));
+  }
+  f += char(0xFF);
+  return f;
+}
+
+struct Rig {
+  ScriptedPrompt prompt;
+  ListeningSim* sim = new ListeningSim;
+  Session session{std::unique_ptr<Transport>(sim), std::make_unique<NoBridge>(), &prompt};
+  QTemporaryDir dir;
+
+  explicit Rig(const QString& state) {
+    QString error;
+    if (!sim->model().loadFile(QStringLiteral(HYGROTAB_TEST_DATA "/sim/") + state, &error))
+      qFatal("state %s: %s", qPrintable(state), qPrintable(error));
+    session.connection().CloseWaitMs = 1;
+    session.connection().PulseHighMs = 1;
+    session.connection().PulseLowMs = 1;
+    session.data().open(dir.path(), nullptr);
+  }
+  ~Rig() { session.data().closeAndRemove(); }
+
+  bool connect() {
+    session.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("1"));
+    const bool ok = idle() && session.connected();
+    sim->received.clear();
+    prompt.calls.clear();
+    return ok;
+  }
+  bool idle() {
+    QDeadlineTimer deadline(15000);
+    while ((session.busy() || session.downloading()) && !deadline.hasExpired())
+      QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    return !session.busy() && !session.downloading();
+  }
+  // The received bytes, taken.
+  QByteArray take() { return std::exchange(sim->received, QByteArray()); }
+};
+
+template <typename T>
+T* child(QWidget& w, const char* name) {
+  T* c = w.findChild<T*>(QString::fromLatin1(name));
+  if (!c) qFatal("no %s in %s", name, qPrintable(w.objectName()));
+  return c;
+}
+
+void click(QWidget& w, const char* name) {
+  QTest::mouseClick(child<QPushButton>(w, name), Qt::LeftButton);
+}
+
+const QString kSetCompletion = QStringLiteral("Set completion");
+
+}  // namespace
+
+class TestSettingsDialogs : public QObject {
+  Q_OBJECT
+ private Q_SLOTS:
+  void alarmBoundsOpenOnTheLoggerAndAreWritten() {
+    Rig r(QStringLiteral("idle.json"));  // upper 30 C on, lower -5 C off
+    QVERIFY(r.connect());
+    {
+      Form11 f(&r.session);
+      QCOMPARE(f.objectName(), QStringLiteral("Form11"));
+      QCOMPARE(f.windowTitle(), QStringLiteral("Alarm bound pair temperature setting"));
+      QStringList frames;
+      for (QGroupBox* g : f.findChildren<QGroupBox*>()) frames << g->title();
+      frames.sort();
+      QCOMPARE(frames, QStringList({QStringLiteral("Lower bound temperature"),
+                                    QStringLiteral("Upper bound temperature\n")}));
+      QCOMPARE(child<QRadioButton>(f, "Option1")->text(), QStringLiteral("ＯＮ"));
+      QCOMPARE(child<QRadioButton>(f, "Option4")->text(), QStringLiteral("ＯＦＦ"));
+      QCOMPARE(child<QPushButton>(f, "Command2")->text(), QStringLiteral("Cancel"));
+      QCOMPARE(child<QAbstractSlider>(f, "VScroll1")->value(), 30);
+      QCOMPARE(child<QAbstractSlider>(f, "VScroll2")->value(), -5);
+      QCOMPARE(child<QLabel>(f, "Label1")->text(), QStringLiteral("30C"));
+      QCOMPARE(child<QLabel>(f, "Label2")->text(), QStringLiteral("-5C"));
+      QVERIFY(child<QRadioButton>(f, "Option1")->isChecked());
+      QVERIFY(child<QRadioButton>(f, "Option4")->isChecked());
+
+      // Cancel writes nothing.
+      child<QAbstractSlider>(f, "VScroll1")->setValue(50);
+      click(f, "Command2");
+      QCOMPARE(f.result(), int(QDialog::Rejected));
+      QVERIFY(r.idle());
+      QCOMPARE(r.take(), QByteArray());
+    }
+    {
+      // 35 C on: 7460 = 29 * 256 + 36; -5 C off: 3460 = 13 * 256 + 132.
+      Form11 f(&r.session);
+      child<QAbstractSlider>(f, "VScroll1")->setValue(35);
+      click(f, "Command1");
+      QCOMPARE(f.result(), int(QDialog::Accepted));
+      QVERIFY(r.idle());
+      const QByteArray sent = r.take();
+      QVERIFY(sent.startsWith(frame(45, 29 + 128, 36) + frame(46, 13, 132) + frame(99, 0, 0)));
+      QCOMPARE(r.sim->model().upper().raw, 7460);
+      QVERIFY(r.sim->model().upper().on);
+      QCOMPARE(r.sim->model().lower().raw, 3460);
+      QVERIFY(!r.sim->model().lower().on);
+      QCOMPARE(r.prompt.messages(), QStringList{kSetCompletion});
+    }
+    {
+      // Opens on what the status read after the write brought back.
+      Form11 f(&r.session);
+      QCOMPARE(child<QAbstractSlider>(f, "VScroll1")->value(), 35);
+      child<QAbstractSlider>(f, "VScroll1")->setValue(30);
+      child<QRadioButton>(f, "Option2")->setChecked(true);
+      child<QRadioButton>(f, "Option3")->setChecked(true);
+      click(f, "Command1");
+      QVERIFY(r.idle());
+      QVERIFY(r.take().startsWith(frame(45, 27, 48) + frame(46, 13 + 128, 132)));
+      QVERIFY(!r.sim->model().upper().on);
+      QVERIFY(r.sim->model().lower().on);
+    }
+  }
+
+  void alarmBoundsStayOneDegreeApartWithinTheirRanges() {
+    Rig r(QStringLiteral("idle.json"));  // never connected: the defaults
+    Form11 f(&r.session);
+    auto* upper = child<QAbstractSlider>(f, "VScroll1");
+    auto* lower = child<QAbstractSlider>(f, "VScroll2");
+    QCOMPARE(upper->value(), Form11::kDefaultUpper);
+    QCOMPARE(lower->value(), Form11::kDefaultLower);
+    QVERIFY(child<QRadioButton>(f, "Option2")->isChecked());
+    QVERIFY(child<QRadioButton>(f, "Option4")->isChecked());
+    QCOMPARE(upper->minimum(), -19);
+    QCOMPARE(upper->maximum(), 70);
+    QCOMPARE(lower->minimum(), -20);
+    QCOMPARE(lower->maximum(), 69);
+
+    // Moving the upper bar down to the lower value pushes the lower bar.
+    upper->setValue(0);
+    QCOMPARE(lower->value(), -1);
+    QCOMPARE(child<QLabel>(f, "Label2")->text(), QStringLiteral("-1C"));
+    // And the lower bar pushes the upper one up.
+    lower->setValue(25);
+    QCOMPARE(upper->value(), 26);
+    QCOMPARE(child<QLabel>(f, "Label1")->text(), QStringLiteral("26C"));
+    // The lowest and the highest pair.
+    upper->setValue(-100);
+    QCOMPARE(upper->value(), -19);
+    QCOMPARE(lower->value(), -20);
+    lower->setValue(100);
+    QCOMPARE(lower->value(), 69);
+    QCOMPARE(upper->value(), 70);
+    QCOMPARE(child<QLabel>(f, "Label1")->text(), QStringLiteral("70C"));
+    // Up on the keyboard is a degree warmer.
+    lower->setValue(10);
+    upper->setValue(20);
+    QTest::keyClick(upper, Qt::Key_Up);
+    QCOMPARE(upper->value(), 21);
+    QTest::keyClick(lower, Qt::Key_Down);
+    QCOMPARE(lower->value(), 9);
+  }
+
+  void memoryModeOpensOnTheLoggerAndIsWritten() {
+    Rig r(QStringLiteral("idle.json"));  // one time mode
+    QVERIFY(r.connect());
+    {
+      Form8 f(&r.session);
+      QCOMPARE(f.objectName(), QStringLiteral("Form8"));
+      QCOMPARE(f.windowTitle(), QStringLiteral("Memory Mode"));
+      QCOMPARE(child<QRadioButton>(f, "Option1")->text(), QStringLiteral("Endless Mode"));
+      QCOMPARE(child<QRadioButton>(f, "Option2")->text(), QStringLiteral("One Time Mode"));
+      QVERIFY(child<QRadioButton>(f, "Option2")->isChecked());
+      child<QRadioButton>(f, "Option1")->setChecked(true);
+      click(f, "Command1");
+      QVERIFY(r.idle());
+      QVERIFY(r.take().startsWith(frame(49, 1, 1) + frame(99, 0, 0)));
+      QVERIFY(r.sim->model().loopMode());
+      QCOMPARE(r.prompt.messages(), QStringList{kSetCompletion});
+    }
+    {
+      Form8 f(&r.session);
+      QVERIFY(child<QRadioButton>(f, "Option1")->isChecked());
+      child<QRadioButton>(f, "Option2")->setChecked(true);
+      click(f, "Command1");
+      QVERIFY(r.idle());
+      QVERIFY(r.take().startsWith(frame(49, 0, 0) + frame(99, 0, 0)));
+      QVERIFY(!r.sim->model().loopMode());
+    }
+  }
+
+  void identNameIsRefusedWithForbiddenCharactersAndSentOtherwise() {
+    Rig r(QStringLiteral("idle.json"));  // name LAB1
+    QVERIFY(r.connect());
+    Form2 f(&r.session);
+    QCOMPARE(f.objectName(), QStringLiteral("Form2"));
+    QCOMPARE(f.windowTitle(), QStringLiteral("Recognition name setting"));
+    f.show();
+    auto* text = child<QLineEdit>(f, "Text1");
+    QCOMPARE(text->text(), QStringLiteral("LAB1"));
+    QCOMPARE(text->selectedText(), QStringLiteral("LAB1"));
+
+    text->setText(QStringLiteral("A/B"));
+    click(f, "Command1");
+    QCOMPARE(r.prompt.calls.size(), 1);
+    QCOMPARE(r.prompt.calls[0].text,
+             QStringLiteral("認識名称には次の文字は使えません\r\r           "
+                            "\\ / : * ? \" < > |"));
+    QCOMPARE(r.prompt.calls[0].title, QStringLiteral("QM510-XC"));
+    QCOMPARE(text->text(), QStringLiteral("LAB1"));
+    QCOMPARE(text->selectedText(), QStringLiteral("LAB1"));
+    QVERIFY(f.isVisible());
+    QVERIFY(r.idle());
+    QCOMPARE(r.take(), QByteArray());
+
+    // Enter in the box is OK; a short name is padded with blanks.
+    text->setText(QStringLiteral("AB"));
+    QTest::keyClick(text, Qt::Key_Return);
+    QCOMPARE(f.result(), int(QDialog::Accepted));
+    QVERIFY(!f.isVisible());
+    QVERIFY(r.idle());
+    QVERIFY(r.take().startsWith(frame(40, 'A', 'B') + frame(41, ' ', ' ') + frame(99, 0, 0)));
+    QCOMPARE(r.sim->model().name(), QByteArray("AB  "));
+    QCOMPARE(r.session.status().IdentName, QStringLiteral("AB  "));
+
+    // Reopened: the padding is not in the way of typing on.
+    Form2 again(&r.session);
+    QCOMPARE(child<QLineEdit>(again, "Text1")->text(), QStringLiteral("AB"));
+  }
+
+  void communicationSettingConnectsAndDisconnects() {
+    Rig r(QStringLiteral("idle.json"));
+    {
+      Form5 f(&r.session, QStringLiteral("1"));
+      QCOMPARE(f.objectName(), QStringLiteral("Form5"));
+      QCOMPARE(child<QRadioButton>(f, "Option1")->text(), QStringLiteral("Online"));
+      QCOMPARE(child<QRadioButton>(f, "Option2")->text(), QStringLiteral("Offline"));
+      QVERIFY(!f.online());
+      child<QRadioButton>(f, "Option1")->setChecked(true);
+      click(f, "Command1");
+      QVERIFY(f.online());
+      QVERIFY(r.idle());
+      QVERIFY(r.session.connected());
+      // The identification query, then the battery read that proves the link.
+      const QByteArray sent = r.take();
+      QVERIFY(sent.startsWith(frame(99, 0, 0)));
+      QVERIFY(sent.contains(frame(99, 0, 0) + frame(16, 0, 0)));
+    }
+    {
+      Form5 f(&r.session, QStringLiteral("1"));
+      QVERIFY(f.online());
+      // Unchanged: nothing happens.
+      click(f, "Command1");
+      QVERIFY(r.session.connected());
+      QCOMPARE(r.take(), QByteArray());
+    }
+    {
+      Form5 f(&r.session, QStringLiteral("1"));
+      child<QRadioButton>(f, "Option2")->setChecked(true);
+      click(f, "Command1");
+      QVERIFY(!f.online());
+      QVERIFY(!r.session.connected());
+      QVERIFY(!r.sim->isOpen());
+    }
+    {
+      // Online on a port without a logger says so and stays offline.
+      r.prompt.calls.clear();
+      Form5 f(&r.session, QStringLiteral("7"));
+      child<QRadioButton>(f, "Option1")->setChecked(true);
+      click(f, "Command1");
+      QVERIFY(r.idle());
+      QVERIFY(!r.session.connected());
+      QCOMPARE(r.prompt.messages().size(), 1);
+      QVERIFY2(r.prompt.messages()[0].contains(QStringLiteral("not connected.")),
+               qPrintable(r.prompt.messages()[0]));
+    }
+    QCOMPARE(Form5::PortSetMode(QStringLiteral(" 3 ")), QStringLiteral("Once"));
+    QCOMPARE(Form5::PortSetMode(QString()), QStringLiteral("Search"));
+  }
+
+  void versionShowsTheHardwareLineOnlyAfterAStatusRead() {
+    Rig r(QStringLiteral("idle.json"));
+    {
+      Form4 f(&r.session);
+      QCOMPARE(f.objectName(), QStringLiteral("Form4"));
+      QCOMPARE(f.windowTitle(), QStringLiteral("Version"));
+      QVERIFY(child<QLabel>(f, "Label2")->isHidden());
+      QVERIFY(child<QLabel>(f, "Label4")->isHidden());
+      QVERIFY(!child<QLabel>(f, "Label1")->isHidden());
+      QVERIFY(!child<QLabel>(f, "Label1")->text().isEmpty());
+      QCOMPARE(child<QLabel>(f, "Label5")->text(), QStringLiteral("Application Ver.1.02"));
+      QCOMPARE(child<QLabel>(f, "Label3")->text(), r.session.ModelName());
+    }
+    QVERIFY(r.connect());
+    {
+      Form4 f(&r.session);
+      auto* hardware = child<QLabel>(f, "Label4");
+      QVERIFY(!hardware->isHidden());
+      const QString firmware = r.session.status().FirmwareVersion;
+      QVERIFY(firmware.endsWith(QStringLiteral(".02")));  // the emulator's firmware byte
+      QCOMPARE(hardware->text(), QStringLiteral("Hardware    Ver.") + firmware);
+      QCOMPARE(child<QLabel>(f, "Label3")->text(), QStringLiteral("QM720-XC"));
+      QVERIFY(child<QLabel>(f, "Label2")->isHidden());
+      click(f, "Command_ok");
+      QCOMPARE(f.result(), int(QDialog::Accepted));
+    }
+  }
+
+  void downloadWindowFollowsTheDownload() {
+    Rig r(QStringLiteral("idle.json"));  // 144 points
+    QVERIFY(r.connect());
+    DownloadProgress w(&r.session);
+    QCOMPARE(w.objectName(), QStringLiteral("DownloadProgress"));
+    auto* button = child<QPushButton>(w, "Command1");
+    auto* bar = child<QProgressBar>(w, "ProgressBar1");
+    QStringList titles;
+    QStringList atStart;
+    connect(&w, &QWidget::windowTitleChanged, this, [&titles](const QString& t) { titles << t; });
+    connect(&r.session, &Session::downloadStarted, this, [&] {
+      atStart << w.windowTitle() << child<QLabel>(w, "Label1")->text()
+              << QString::number(w.isVisible()) << QString::number(button->isEnabled());
+    });
+
+    r.session.Command5_Click();
+    QVERIFY(r.idle());
+    QCOMPARE(atStart, QStringList({QStringLiteral("Download"), QStringLiteral("Download"),
+                                   QStringLiteral("1"), QStringLiteral("0")}));
+    QVERIFY(!w.isVisible());
+    QCOMPARE(r.session.data().info(LogData).Points, 144);
+    QVERIFY(titles.size() >= 2);
+    QCOMPARE(titles.first(), QStringLiteral("ダウンロード\u3000(0/144)"));
+    QCOMPARE(titles.last(), QStringLiteral("Download\u3000(144/144)"));
+    const QRegularExpression shape(QStringLiteral("^Download\u3000\\((\\d+)/144\\)$"));
+    int previous = 0;
+    for (const QString& t : titles.mid(1)) {
+      const QRegularExpressionMatch m = shape.match(t);
+      QVERIFY2(m.hasMatch(), qPrintable(t));
+      QVERIFY(m.captured(1).toInt() > previous);
+      previous = m.captured(1).toInt();
+    }
+    QCOMPARE(child<QLabel>(w, "Label1")->text(), QStringLiteral("Download\u3000(144/144)"));
+    QCOMPARE(bar->maximum(), 144);
+    QCOMPARE(bar->value(), 144);
+    QVERIFY(!button->isEnabled());
+    // Stop first, then the point stream up to 144 * 4 = 576 = 2 * 256 + 64.
+    const QByteArray sent = r.take();
+    QVERIFY(sent.startsWith(frame(12, 14, 0)));
+    QVERIFY(sent.contains(frame(44, 2, 64)));
+    QVERIFY(r.prompt.messages().isEmpty());
+  }
+
+  void cancelHidesTheWindowAndLeavesTheStreamUnwatched() {
+    Rig r(QStringLiteral("idle.json"));
+    QVERIFY(r.connect());
+    DownloadProgress w(&r.session);
+    auto* button = child<QPushButton>(w, "Command1");
+    // The stream stops after 20 points; the watchdog is far enough away that
+    // the test can look and press before it would fail the download.
+    r.sim->faults().stallAfterPoints = 20;
+    r.session.DownloadWatchdogMs = 1000;
+
+    r.session.Command5_Click();
+    QVERIFY(w.isVisible());
+    // Esc does nothing while the points have not started.
+    QVERIFY(!button->isEnabled());
+    QTest::keyClick(&w, Qt::Key_Escape);
+    QVERIFY(w.isVisible());
+    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(w, "Label1")->text(),
+                              QStringLiteral("Download\u3000(20/144)"), 10000);
+    QCOMPARE(w.windowTitle(), QStringLiteral("Download\u3000(20/144)"));
+    QCOMPARE(child<QProgressBar>(w, "ProgressBar1")->value(), 20);
+    QVERIFY(button->isEnabled());
+    QVERIFY(r.session.downloading());
+
+    QTest::mouseClick(button, Qt::LeftButton);
+    QVERIFY(!w.isVisible());
+    // Let the silent stream end now rather than in eleven seconds.
+    r.session.Download_Timer.setInterval(5);
+    QVERIFY(r.idle());
+    QVERIFY(!w.isVisible());
+    // Cancelled: no failure message, and the points that came are kept.
+    QVERIFY(!r.prompt.messages().contains(QStringLiteral("It failed in download.")));
+    QCOMPARE(r.session.data().info(LogData).Points, 20);
+  }
+};
+
+QTEST_MAIN(TestSettingsDialogs)
+#include "tst_ui_dialogs_settings.moc"
