@@ -66,7 +66,7 @@ struct Rig {
   ~Rig() { session.data().closeAndRemove(); }
 
   bool connect() {
-    session.Port_Set_Command(QStringLiteral("Once"), QStringLiteral("1"));
+    session.Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
     const bool ok = idle() && session.connected();
     sim->received.clear();
     prompt.calls.clear();
@@ -74,9 +74,9 @@ struct Rig {
   }
   bool idle() {
     QDeadlineTimer deadline(15000);
-    while ((session.busy() || session.downloading()) && !deadline.hasExpired())
+    while ((session.busy() || session.download().downloading()) && !deadline.hasExpired())
       QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    return !session.busy() && !session.downloading();
+    return !session.busy() && !session.download().downloading();
   }
   // The received bytes, taken.
   QByteArray take() { return std::exchange(sim->received, QByteArray()); }
@@ -311,8 +311,8 @@ class TestSettingsDialogs : public QObject {
       QVERIFY2(r.prompt.messages()[0].contains(QStringLiteral("not connected.")),
                qPrintable(r.prompt.messages()[0]));
     }
-    QCOMPARE(Form5::PortSetMode(QStringLiteral(" 3 ")), QStringLiteral("Once"));
-    QCOMPARE(Form5::PortSetMode(QString()), QStringLiteral("Search"));
+    QCOMPARE(Form5::PortSetMode(QStringLiteral(" 3 ")), PortSearch::Once);
+    QCOMPARE(Form5::PortSetMode(QString()), PortSearch::Search);
   }
 
   void versionShowsTheHardwareLineOnlyAfterAStatusRead() {
@@ -353,12 +353,12 @@ class TestSettingsDialogs : public QObject {
     QStringList titles;
     QStringList atStart;
     connect(&w, &QWidget::windowTitleChanged, this, [&titles](const QString& t) { titles << t; });
-    connect(&r.session, &Session::downloadStarted, this, [&] {
+    connect(&r.session.download(), &DownloadOperation::started, this, [&] {
       atStart << w.windowTitle() << child<QLabel>(w, "Label1")->text()
               << QString::number(w.isVisible()) << QString::number(button->isEnabled());
     });
 
-    r.session.Command5_Click();
+    r.session.download().Command5_Click();
     QVERIFY(r.idle());
     QCOMPARE(atStart, QStringList({QStringLiteral("Download"), QStringLiteral("Download"),
                                    QStringLiteral("1"), QStringLiteral("0")}));
@@ -394,9 +394,9 @@ class TestSettingsDialogs : public QObject {
     // The stream stops after 20 points; the watchdog is far enough away that
     // the test can look and press before it would fail the download.
     r.sim->faults().stallAfterPoints = 20;
-    r.session.DownloadWatchdogMs = 1000;
+    r.session.download().setWatchdogInterval(1000);
 
-    r.session.Command5_Click();
+    r.session.download().Command5_Click();
     QVERIFY(w.isVisible());
     // Esc does nothing while the points have not started.
     QVERIFY(!button->isEnabled());
@@ -407,12 +407,12 @@ class TestSettingsDialogs : public QObject {
     QCOMPARE(w.windowTitle(), QStringLiteral("Download\u3000(20/144)"));
     QCOMPARE(child<QProgressBar>(w, "ProgressBar1")->value(), 20);
     QVERIFY(button->isEnabled());
-    QVERIFY(r.session.downloading());
+    QVERIFY(r.session.download().downloading());
 
     QTest::mouseClick(button, Qt::LeftButton);
     QVERIFY(!w.isVisible());
     // Let the silent stream end now rather than in eleven seconds.
-    r.session.Download_Timer.setInterval(5);
+    r.session.download().setWatchdogInterval(5);
     QVERIFY(r.idle());
     QVERIFY(!w.isVisible());
     // Cancelled: no failure message, and the points that came are kept.

@@ -48,9 +48,9 @@ DownloadProgress::DownloadProgress(Session* session, QWidget* parent)
   connect(&redraw_, &QTimer::timeout, this, &DownloadProgress::applyPending);
   connect(Command1, &QPushButton::clicked, this, &DownloadProgress::Command1_Click);
   if (session_) {
-    connect(session_, &Session::downloadStarted, this, &DownloadProgress::started);
-    connect(session_, &Session::downloadProgress, this, &DownloadProgress::progress);
-    connect(session_, &Session::downloadFinished, this, &DownloadProgress::finished);
+    connect(&session_->download(), &DownloadOperation::started, this, &DownloadProgress::started);
+    connect(&session_->download(), &DownloadOperation::progress, this, &DownloadProgress::progress);
+    connect(&session_->download(), &DownloadOperation::finished, this, &DownloadProgress::finished);
   }
 }
 
@@ -108,7 +108,7 @@ void DownloadProgress::Command1_Click() {
   pending_ = false;
   watching_ = false;
   hide();
-  if (session_) session_->Download_Cancel();
+  if (session_) session_->download().Download_Cancel();
 }
 
 void DownloadProgress::reject() {

@@ -164,7 +164,7 @@ void Form11::VScroll2_Change(int value) {
 
 void Form11::Command1_Click() {
   if (session_)
-    session_->Alarm_set(VScroll1->value(), Option1->isChecked(), VScroll2->value(),
+    session_->settings().Alarm_set(VScroll1->value(), Option1->isChecked(), VScroll2->value(),
                         Option3->isChecked());
   accept();
 }

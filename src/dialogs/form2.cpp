@@ -70,13 +70,13 @@ void Form2::Text1_GotFocus() { Text1->selectAll(); }
 
 void Form2::Command1_Click() {
   const QString name = Text1->text();
-  if (session_ && !session_->IdentNameCheck(name)) {
+  if (session_ && !session_->settings().IdentNameCheck(name)) {
     Text1->setText(current_);
     Text1->setFocus();
     Text1_GotFocus();
     return;
   }
-  if (session_) session_->Set_HGName(name);
+  if (session_) session_->settings().Set_HGName(name);
   accept();
 }
 

@@ -54,8 +54,8 @@ Form5::Form5(Session* session, const QString& port, QWidget* parent)
 
 bool Form5::online() const { return Option1->isChecked(); }
 
-QString Form5::PortSetMode(const QString& port) {
-  return port.trimmed().isEmpty() ? QStringLiteral("Search") : QStringLiteral("Once");
+PortSearch Form5::PortSetMode(const QString& port) {
+  return port.trimmed().isEmpty() ? PortSearch::Search : PortSearch::Once;
 }
 
 void Form5::Command1_Click() {

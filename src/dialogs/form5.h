@@ -7,6 +7,8 @@
 // with the settings).
 #include <QDialog>
 
+#include "logger/session.h"
+
 class QPushButton;
 class QRadioButton;
 
@@ -23,7 +25,7 @@ class Form5 : public QDialog {
   // The choice: true for "Online". Before OK, the state the dialog opened in.
   bool online() const;
   // The mode Session::Port_Set_Command takes for `port`.
-  static QString PortSetMode(const QString& port);
+  static PortSearch PortSetMode(const QString& port);
 
  private:
   void Command1_Click();

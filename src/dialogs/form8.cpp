@@ -46,7 +46,7 @@ Form8::Form8(Session* session, QWidget* parent) : QDialog(parent), session_(sess
 
 void Form8::Command1_Click() {
   // Anything but "One Time Mode" is the endless mode.
-  if (session_) session_->M_Mode_Set(!Option2->isChecked());
+  if (session_) session_->settings().M_Mode_Set(!Option2->isChecked());
   accept();
 }
 

@@ -205,7 +205,10 @@ class DownloadOperation : public Operation {
   explicit DownloadOperation(Session& session);
   static constexpr int kWatchdogTicks = 10;
   // The watchdog's tick; tests may shorten it.
-  void setWatchdogInterval(int ms) { watchdogMs_ = ms; }
+  void setWatchdogInterval(int ms) {
+    watchdogMs_ = ms;
+    if (Download_Timer.isActive()) Download_Timer.setInterval(ms);
+  }
   void Command5_Click();
   // Stops the watching of a download. Points already asked for still arrive
   // and are kept; the download ends when the logger has sent them all, or
