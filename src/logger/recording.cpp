@@ -93,8 +93,10 @@ bool Session::ReservationTimeValid(double at, double now) {
   return nowMinute <= atMinute;
 }
 
-bool Session::Reservation_Check(double at) {
-  if (ReservationTimeValid(at, fmt::nowSerial())) return true;
+bool Session::Reservation_Check(double at) { return Reservation_Check(at, fmt::nowSerial()); }
+
+bool Session::Reservation_Check(double at, double now) {
+  if (ReservationTimeValid(at, now)) return true;
   // Titled with that model whatever is connected, as the dialog always was.
   if (prompt_)
     prompt_->message(QStringLiteral("The mistake is found at the reservation time."),

@@ -127,6 +127,8 @@ class Session : public QObject {
   // The reservation dialog's check before Yoyaku_Set: false after the
   // message when `at` lies before the present minute.
   bool Reservation_Check(double at);
+  // The same against a given present time (a dialog with its own clock).
+  bool Reservation_Check(double at, double now);
   void Clock_Send(const QString& mode);
   // Clock_Send followed by the clock read-back.
   void Clock_Set_Queue(const QString& mode);
