@@ -8,6 +8,8 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QScrollBar>
+#include <QStyle>
+#include <QStyleOptionSlider>
 #include <QtTest>
 
 #include "data/formats.h"
@@ -180,6 +182,21 @@ class TestRecordDialogs : public QObject {
     lower->setValue(40);
     QCOMPARE(upper->value(), 41);
     QCOMPARE(child<QLabel>(&f, "Label1")->text(), QStringLiteral("41C"));
+    // Up is warmer, as the bar shows it.
+    QTest::keyClick(upper, Qt::Key_Up);
+    QCOMPARE(upper->value(), 42);
+    QStyleOptionSlider opt;
+    opt.initFrom(upper);
+    opt.orientation = Qt::Vertical;
+    opt.minimum = upper->minimum();
+    opt.maximum = upper->maximum();
+    opt.sliderPosition = opt.sliderValue = upper->value();
+    opt.upsideDown = true;
+    const QRect top = upper->style()->subControlRect(QStyle::CC_ScrollBar, &opt,
+                                                     QStyle::SC_ScrollBarSubLine, upper);
+    QVERIFY(top.center().y() < upper->height() / 2);
+    QTest::mouseClick(upper, Qt::LeftButton, {}, top.center());
+    QCOMPARE(upper->value(), 43);
 
     // The value list follows the unit; a value both lists hold is kept.
     auto* combo = child<QComboBox>(&f, "Combo2");

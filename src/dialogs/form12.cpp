@@ -80,14 +80,11 @@ Form12::Form12(Session* session, QWidget* parent, DialogClock clock)
 
   // Bounds
   Frame3 = named<QGroupBox>("Frame3", QStringLiteral("Alarm bound pair temperature"));
-  VScroll4 = named<QScrollBar>("VScroll4", Qt::Vertical);
-  VScroll5 = named<QScrollBar>("VScroll5", Qt::Vertical);
-  for (QScrollBar* bar : {VScroll4, VScroll5}) {
-    bar->setInvertedAppearance(true);  // up is warmer
-    bar->setPageStep(1);
-    bar->setFocusPolicy(Qt::StrongFocus);
-    bar->setMinimumHeight(72);
-  }
+  // Up is warmer.
+  VScroll4 = named<RaisingScrollBar>("VScroll4");
+  VScroll5 = named<RaisingScrollBar>("VScroll5");
+  VScroll4->setPageStep(5);
+  VScroll5->setPageStep(5);
   VScroll4->setRange(kUpperMin, kUpperMax);
   VScroll5->setRange(kLowerMin, kLowerMax);
   VScroll4->setAccessibleName(QStringLiteral("Upper bound temperature"));
@@ -123,7 +120,7 @@ Form12::Form12(Session* session, QWidget* parent, DialogClock clock)
   modes->addStretch(1);
 
   // Reserved start
-  auto* reserveBox = named<QGroupBox>("Frame5", QStringLiteral("Start"));
+  auto* reserveBox = named<QGroupBox>("Frame5", QStringLiteral("Start time"));
   Check1 = named<QCheckBox>("Check1", QStringLiteral("Reservation"));
   picker_ = new ReservationPicker;
   picker_->setEnabled(false);

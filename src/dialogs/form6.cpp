@@ -15,7 +15,6 @@ Form6::Form6(Session* session, QWidget* parent, DialogClock clock)
   setWindowTitle(QStringLiteral("Clock setting"));
 
   auto* intro = new QLabel(QStringLiteral("The logger's clock is set to this computer's time:"));
-  intro->setWordWrap(true);
   Label1 = new QLabel;
   Label1->setObjectName(QStringLiteral("Label1"));
   Label1->setAlignment(Qt::AlignCenter);
@@ -36,6 +35,7 @@ Form6::Form6(Session* session, QWidget* parent, DialogClock clock)
   buttons->addButton(Command2, QDialogButtonBox::RejectRole);
 
   auto* root = new QVBoxLayout(this);
+  root->setContentsMargins(18, 16, 18, 12);
   root->addWidget(intro);
   root->addSpacing(6);
   root->addWidget(Label1);

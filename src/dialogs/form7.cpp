@@ -27,15 +27,11 @@ W* named(const char* name, Args&&... args) {
   return w;
 }
 
-// Up is later: the bar's top is its maximum, as on a spin box.
-QScrollBar* verticalBar(const char* name, int min, int max) {
-  auto* bar = named<QScrollBar>(name, Qt::Vertical);
+// Up is later.
+QScrollBar* verticalBar(const char* name, int min, int max, int page) {
+  auto* bar = named<RaisingScrollBar>(name);
   bar->setRange(min, max);
-  bar->setInvertedAppearance(true);
-  bar->setInvertedControls(false);
-  bar->setPageStep(1);
-  bar->setFocusPolicy(Qt::StrongFocus);
-  bar->setMinimumHeight(72);
+  bar->setPageStep(page);
   return bar;
 }
 
@@ -55,12 +51,39 @@ DialogClock SystemClock() {
   return [] { return QDateTime::currentDateTime(); };
 }
 
+// ---- RaisingScrollBar
+
+RaisingScrollBar::RaisingScrollBar(QWidget* parent) : QScrollBar(Qt::Vertical, parent) {
+  setInvertedAppearance(true);
+  setInvertedControls(false);  // Up and the wheel away from the user raise it
+  setFocusPolicy(Qt::StrongFocus);
+  setMinimumHeight(88);
+  // The arrows and the trough step by screen position; mirror their step so
+  // that the top arrow raises the value, as the keys do.
+  connect(this, &QAbstractSlider::actionTriggered, this, [this](int action) {
+    if (!byMouse_) return;
+    if (action == SliderSingleStepAdd || action == SliderSingleStepSub ||
+        action == SliderPageStepAdd || action == SliderPageStepSub)
+      setSliderPosition(2 * value() - sliderPosition());
+  });
+}
+
+void RaisingScrollBar::mousePressEvent(QMouseEvent* event) {
+  byMouse_ = true;
+  QScrollBar::mousePressEvent(event);
+}
+
+void RaisingScrollBar::mouseReleaseEvent(QMouseEvent* event) {
+  QScrollBar::mouseReleaseEvent(event);
+  byMouse_ = false;
+}
+
 // ---- ReservationPicker
 
 ReservationPicker::ReservationPicker(QWidget* parent) : QWidget(parent) {
-  VScroll1 = verticalBar("VScroll1", 0, kDaysAhead);
-  VScroll2 = verticalBar("VScroll2", 0, 23);
-  VScroll3 = verticalBar("VScroll3", 0, 59);
+  VScroll1 = verticalBar("VScroll1", 0, kDaysAhead, 7);
+  VScroll2 = verticalBar("VScroll2", 0, 23, 6);
+  VScroll3 = verticalBar("VScroll3", 0, 59, 10);
   VScroll1->setAccessibleName(QStringLiteral("Date"));
   VScroll2->setAccessibleName(QStringLiteral("Hour"));
   VScroll3->setAccessibleName(QStringLiteral("Minute"));

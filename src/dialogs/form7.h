@@ -4,6 +4,7 @@
 // recording-start dialog shares with it.
 #include <QDateTime>
 #include <QDialog>
+#include <QScrollBar>
 #include <QTimer>
 #include <functional>
 
@@ -11,7 +12,6 @@ class QComboBox;
 class QLabel;
 class QPushButton;
 class QRadioButton;
-class QScrollBar;
 
 namespace hygro {
 
@@ -20,6 +20,22 @@ class Session;
 // The present time as a dialog sees it; tests set a fixed one.
 using DialogClock = std::function<QDateTime()>;
 DialogClock SystemClock();
+
+// A vertical bar whose top is its maximum, for the arrows, the trough, the
+// keys and the wheel alike (a plain inverted QScrollBar steps its arrows the
+// other way).
+class RaisingScrollBar : public QScrollBar {
+  Q_OBJECT
+ public:
+  explicit RaisingScrollBar(QWidget* parent = nullptr);
+
+ protected:
+  void mousePressEvent(QMouseEvent* event) override;
+  void mouseReleaseEvent(QMouseEvent* event) override;
+
+ private:
+  bool byMouse_ = false;
+};
 
 // Day, hour and minute of a reserved start: three scroll bars and their
 // captions. The captions are what counts; the date-time is read back from them.
