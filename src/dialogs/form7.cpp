@@ -210,6 +210,7 @@ Form7::Form7(Session* session, QWidget* parent, DialogClock clock)
     : QDialog(parent), session_(session), clock_(std::move(clock)) {
   setObjectName(QStringLiteral("Form7"));
   setWindowTitle(QStringLiteral("Reservation"));
+  setMinimumWidth(360);
 
   Label1 = named<QLabel>("Label1");
   Label1->setAlignment(Qt::AlignCenter);
