@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "data/userprompt.h"
+#include "logger/conversions.h"
 #include "logger/session.h"
 
 namespace hygro::cli {
@@ -65,8 +66,6 @@ struct Bound {
   int degrees = 0;
   bool on = false;
 };
-constexpr int kUpperMin = -19, kUpperMax = 70;
-constexpr int kLowerMin = -20, kLowerMax = 69;
 
 // Whether a CSV file can be written at `path`, asked before the logger is
 // touched: the folder exists and takes new files, or the file exists and may

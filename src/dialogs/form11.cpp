@@ -12,6 +12,7 @@
 #include <algorithm>
 
 #include "data/formats.h"
+#include "logger/conversions.h"
 #include "logger/session.h"
 
 namespace hygro {
@@ -165,7 +166,7 @@ void Form11::VScroll2_Change(int value) {
 void Form11::Command1_Click() {
   if (session_)
     session_->settings().Alarm_set(VScroll1->value(), Option1->isChecked(), VScroll2->value(),
-                        Option3->isChecked());
+                                   Option3->isChecked());
   accept();
 }
 

@@ -16,11 +16,6 @@ class Session;
 class Form11 : public QDialog {
   Q_OBJECT
  public:
-  // Whole degrees Celsius the bars offer.
-  static constexpr int kUpperMin = -19;
-  static constexpr int kUpperMax = 70;
-  static constexpr int kLowerMin = -20;
-  static constexpr int kLowerMax = 69;
   // Offered when nothing has been read from a logger yet.
   static constexpr int kDefaultUpper = 40;
   static constexpr int kDefaultLower = 0;

@@ -65,8 +65,8 @@ void NotConnectedControls(ControlTable& t) {
   showGraphScrollBars(t, true);
   // Without a logger these buttons could only do nothing; greyed, they say
   // so. The record button reads "Start" again, as it will once connected.
-  for (const char* n : {"Command1", "Command2", "Command4", "Command5", "Command11", "Command26",
-                        "Command28"})
+  for (const char* n :
+       {"Command1", "Command2", "Command4", "Command5", "Command11", "Command26", "Command28"})
     t.enable(name(n), false);
   t.setText(name("Command4"), QStringLiteral("Start"));
 }

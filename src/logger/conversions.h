@@ -55,6 +55,10 @@ bool RecordedBytesPlausible(double bytes);  // at most the memory's 60000 bytes
 QString ImplausibleAnswerText(const QString& what);
 
 // Interval unit bytes.
+// The alarm bounds a user may set, in whole degrees Celsius.
+constexpr int kUpperMin = -19, kUpperMax = 70;
+constexpr int kLowerMin = -20, kLowerMax = 69;
+
 constexpr quint8 kUnitSeconds = 0x82;
 constexpr quint8 kUnitMinutes = 0x83;
 

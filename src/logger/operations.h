@@ -174,6 +174,7 @@ class RecordingOperation : public Operation {
   RecordButton Command4_Click();
   // The start dialog's values when it opens: what the logger holds.
   StartSettings startDefaults() const;
+  static StartSettings StartDefaultsFrom(const LoggerStatus& status, const DataSetInfo& log);
   void Log_Start(const StartSettings& settings);
   // False when refused (low battery, or the time is past).
   bool Yoyaku_Set(const ReservationSettings& settings);
@@ -182,6 +183,8 @@ class RecordingOperation : public Operation {
   // The reservation dialog's check before Yoyaku_Set: false after the
   // message when `at` lies before the present minute.
   bool Reservation_Check(double at);
+  // The same against a given present time (a dialog with its own clock).
+  bool Reservation_Check(double at, double now);
   void Now_Time_set();
   const ClockReadBack& clockReadBack() const { return clock_; }
   static QString SetCompletionText();

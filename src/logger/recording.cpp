@@ -1,5 +1,7 @@
 // Recording control: start now or at a reserved time, stop or cancel, and the
 // logger's clock.
+#include <algorithm>
+
 #include "data/formats.h"
 #include "data/userprompt.h"
 #include "logger/conversions.h"
@@ -46,26 +48,36 @@ RecordButton RecordingOperation::Command4_Click() {
 }
 
 StartSettings RecordingOperation::startDefaults() const {
+  return StartDefaultsFrom(st(), data().info(LogData));
+}
+
+StartSettings RecordingOperation::StartDefaultsFrom(const LoggerStatus& st,
+                                                    const DataSetInfo& log) {
   // What the logger holds, so that confirming the dialog unchanged starts a
-  // recording like the last one.
-  StartSettings d;
-  const DataSetInfo& log = data().info(LogData);
-  d.name = st().IdentName.trimmed();
-  const qint32 interval = st().SetInterval > 0 ? st().SetInterval : log.Interval;
-  if (interval >= 60 && interval % 60 == 0) {
-    d.minutes = true;
-    d.intervalValue = interval / 60;
-  } else if (interval > 0) {
-    d.intervalValue = interval;
+  // recording like the last one; what no choice can show falls back to a
+  // value that can be chosen.
+  StartSettings s;
+  QString name = st.IdentName;
+  while (name.endsWith(QLatin1Char(' '))) name.chop(1);  // the padding is put back when sent
+  s.name = name;
+  const qint32 interval = st.SetInterval;
+  if (interval >= 60 && interval % 60 == 0 && interval / 60 <= 60) {
+    s.intervalValue = interval / 60;
+    s.minutes = true;
+  } else if (interval >= 2 && interval <= 59) {
+    s.intervalValue = interval;
+  } else {
+    s.intervalValue = 5;
   }
-  if (HasAlarmBounds(model())) {
-    d.upperOn = log.UpperOn;
-    d.lowerOn = log.LowerOn;
-    if (log.UpperRaw > 0) d.upperDegrees = fmt::boundDegrees(log.UpperRaw);
-    if (log.LowerRaw > 0) d.lowerDegrees = fmt::boundDegrees(log.LowerRaw);
+  s.loop = st.LoopMode != 0;
+  if (log.UpperRaw != 0 || log.LowerRaw != 0) {
+    s.upperDegrees = std::clamp(fmt::boundDegrees(log.UpperRaw), kUpperMin, kUpperMax);
+    s.lowerDegrees = std::clamp(fmt::boundDegrees(log.LowerRaw), kLowerMin, kLowerMax);
+    s.upperOn = log.UpperOn;
+    s.lowerOn = log.LowerOn;
   }
-  d.loop = st().LoopMode != 0;
-  return d;
+  if (s.upperDegrees <= s.lowerDegrees) s.lowerDegrees = s.upperDegrees - 1;
+  return s;
 }
 
 QString SettingsOperation::PaddedName(const QString& name) {
@@ -119,7 +131,11 @@ bool RecordingOperation::ReservationTimeValid(double at, double now) {
 }
 
 bool RecordingOperation::Reservation_Check(double at) {
-  if (ReservationTimeValid(at, fmt::nowSerial())) return true;
+  return Reservation_Check(at, fmt::nowSerial());
+}
+
+bool RecordingOperation::Reservation_Check(double at, double now) {
+  if (ReservationTimeValid(at, now)) return true;
   // Titled with that model whatever is connected, as the dialog always was.
   prompt()->message(QStringLiteral("The mistake is found at the reservation time."),
                     QStringLiteral("QM510-XC"));

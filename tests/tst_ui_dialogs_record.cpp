@@ -1,0 +1,412 @@
+// The recording dialogs on the emulated logger: what they open with, the
+// bytes their OK sends, and what they refuse.
+#include <QCheckBox>
+#include <QComboBox>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QScrollBar>
+#include <QStyle>
+#include <QStyleOptionSlider>
+#include <QtTest>
+
+#include "data/formats.h"
+#include "dialogs/form12.h"
+#include "dialogs/form6.h"
+#include "dialogs/form7.h"
+#include "link/frame.h"
+#include "logger/session.h"
+#include "sim/simtransport.h"
+#include "support/scripted_prompt.h"
+
+using namespace hygro;
+using hygro::test::ScriptedPrompt;
+
+namespace {
+
+const QList<int> kStatusCodes{99, 42, 43, 30, 23, 23, 23, 23, 23, 38,
+                              34, 35, 36, 37, 47, 48, 50, 51, 57};
+
+// A connected session on the emulator, with every frame it sends recorded.
+struct Rig {
+  ScriptedPrompt prompt;
+  sim::SimTransport* sim = new sim::SimTransport;
+  Session session{std::unique_ptr<Transport>(sim), std::make_unique<NoBridge>(), &prompt};
+  QTemporaryDir dir;
+  QList<QByteArray> frames;
+
+  explicit Rig(const QString& state, const QString& model = QString()) {
+    QString error;
+    if (!sim->model().loadFile(QStringLiteral(HYGROTAB_TEST_DATA "/sim/") + state, &error))
+      qFatal("state %s: %s", qPrintable(state), qPrintable(error));
+    if (!model.isEmpty()) sim->model().setModel(model);
+    session.connection().CloseWaitMs = 1;
+    session.connection().PulseHighMs = 1;
+    session.connection().PulseLowMs = 1;
+    session.data().open(dir.path(), nullptr);
+    QObject::connect(&session.exchange(), &Exchange::frameSent,
+                     [this](const QByteArray& f) { frames << f; });
+  }
+  ~Rig() { session.data().closeAndRemove(); }
+
+  bool connect() {
+    session.Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
+    const bool idle = waitIdle();
+    frames.clear();
+    prompt.calls.clear();
+    return idle;
+  }
+  bool waitIdle() {
+    QDeadlineTimer deadline(20000);
+    while (session.busy() && !deadline.hasExpired())
+      QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    return !session.busy();
+  }
+  QList<int> codes() const {
+    QList<int> c;
+    for (const QByteArray& f : frames) c << (f[2] * 100 + ((f[3] >> 4) & 0xF) * 10 + (f[3] & 0xF));
+    return c;
+  }
+  // The frame of the first command with that code.
+  QByteArray frame(int code) const { return frames.value(codes().indexOf(code)); }
+};
+
+#define CONNECTED(r, ...) \
+  Rig r(__VA_ARGS__);     \
+  QVERIFY(r.connect())
+
+// A fixed present time for the dialogs.
+DialogClock fixedClock(const QDateTime* now) {
+  return [now] { return *now; };
+}
+
+template <typename T>
+T* child(QWidget* w, const char* name) {
+  T* c = w->findChild<T*>(QString::fromLatin1(name));
+  if (!c) qFatal("no %s", name);
+  return c;
+}
+
+void click(QWidget* w, const char* name) {
+  QTest::mouseClick(child<QPushButton>(w, name), Qt::LeftButton);
+}
+
+void leave(QWidget* w) {
+  QFocusEvent out(QEvent::FocusOut, Qt::TabFocusReason);
+  QApplication::sendEvent(w, &out);
+}
+
+}  // namespace
+
+class TestRecordDialogs : public QObject {
+  Q_OBJECT
+ private Q_SLOTS:
+  void startDialogSendsWhatItShows_data() {
+    QTest::addColumn<QString>("model");
+    QTest::addColumn<bool>("boundsShown");
+    QTest::addColumn<QByteArray>("upper");
+    QTest::addColumn<QByteArray>("lower");
+    // 25 C with its alarm on: 6460 = 25 * 256 + 60; -8 C off: 3160 = 12 * 256 + 88.
+    QTest::newRow("QM720-XC") << "QM720-XC" << true << CommandFrame(1, 45, 25 + 128, 60)
+                              << CommandFrame(1, 46, 12, 88);
+    QTest::newRow("QM510-XC") << "QM510-XC" << false << CommandFrame(1, 45, 0, 0)
+                              << CommandFrame(1, 46, 0, 0);
+  }
+  void startDialogSendsWhatItShows() {
+    QFETCH(QString, model);
+    QFETCH(bool, boundsShown);
+    QFETCH(QByteArray, upper);
+    QFETCH(QByteArray, lower);
+    CONNECTED(r, QStringLiteral("idle.json"), model);
+    QCOMPARE(r.session.recording().Command4_Click(), RecordButton::ShowStartDialog);
+    Form12 f(&r.session);
+    f.show();
+    QCOMPARE(f.objectName(), QStringLiteral("Form12"));
+
+    // Opens with what the logger holds: LAB1, 10 min, 30 C on, -5 C off, one time.
+    QCOMPARE(child<QLineEdit>(&f, "Text1")->text(), QStringLiteral("LAB1"));
+    QCOMPARE(child<QComboBox>(&f, "Combo2")->currentText(), QStringLiteral("10"));
+    QVERIFY(child<QRadioButton>(&f, "Option2")->isChecked());
+    QCOMPARE(child<QScrollBar>(&f, "VScroll4")->value(), 30);
+    QCOMPARE(child<QLabel>(&f, "Label1")->text(), QStringLiteral("30C"));
+    QVERIFY(child<QRadioButton>(&f, "Option3")->isChecked());
+    QCOMPARE(child<QScrollBar>(&f, "VScroll5")->value(), -5);
+    QVERIFY(child<QRadioButton>(&f, "Option6")->isChecked());
+    QVERIFY(child<QRadioButton>(&f, "Option7")->isChecked());
+    QCOMPARE(child<QGroupBox>(&f, "Frame3")->isVisible(), boundsShown);
+
+    child<QLineEdit>(&f, "Text1")->setText(QStringLiteral("T1"));
+    child<QRadioButton>(&f, "Option1")->setChecked(true);
+    child<QComboBox>(&f, "Combo2")->setCurrentText(QStringLiteral("2"));
+    child<QScrollBar>(&f, "VScroll4")->setValue(25);
+    child<QScrollBar>(&f, "VScroll5")->setValue(-8);
+    child<QRadioButton>(&f, "Option8")->setChecked(true);
+    click(&f, "Command1");
+    QCOMPARE(f.result(), int(QDialog::Accepted));
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.codes(), QList<int>({40, 41, 45, 46, 49, 1, 2, 3, 4, 5, 6, 25, 11}) + kStatusCodes);
+    QCOMPARE(r.frames[0], CommandFrame(1, 40, 'T', '1'));
+    QCOMPARE(r.frames[1], CommandFrame(1, 41, ' ', ' '));
+    QCOMPARE(r.frames[2], upper);
+    QCOMPARE(r.frames[3], lower);
+    QCOMPARE(r.frames[4], CommandFrame(1, 49, 1, 1));
+    QCOMPARE(r.frame(25), CommandFrame(1, 25, 1, 1));  // every 2 s: the fast start
+    QCOMPARE(r.frame(11), CommandFrame(1, 11, 0x82, 2));
+    QVERIFY2(r.prompt.calls.isEmpty(), qPrintable(r.prompt.messages().join('|')));
+    QCOMPARE(r.session.view().Label16, QStringLiteral("Recording"));
+
+    // Cancel sends nothing.
+    r.frames.clear();
+    Form12 again(&r.session);
+    again.show();
+    click(&again, "Command2");
+    QCOMPARE(again.result(), int(QDialog::Rejected));
+    QVERIFY(r.frames.isEmpty());
+  }
+
+  void startDialogControlsFollowTheirRules() {
+    CONNECTED(r, QStringLiteral("idle.json"));
+    Form12 f(&r.session);
+    auto* upper = child<QScrollBar>(&f, "VScroll4");
+    auto* lower = child<QScrollBar>(&f, "VScroll5");
+    QCOMPARE(upper->minimum(), -19);
+    QCOMPARE(upper->maximum(), 70);
+    QCOMPARE(lower->minimum(), -20);
+    QCOMPARE(lower->maximum(), 69);
+    // The upper bound stays at least a degree above the lower, both ways.
+    upper->setValue(-5);
+    QCOMPARE(lower->value(), -6);
+    QCOMPARE(child<QLabel>(&f, "Label2")->text(), QStringLiteral("-6C"));
+    lower->setValue(40);
+    QCOMPARE(upper->value(), 41);
+    QCOMPARE(child<QLabel>(&f, "Label1")->text(), QStringLiteral("41C"));
+    // Up is warmer, as the bar shows it.
+    QTest::keyClick(upper, Qt::Key_Up);
+    QCOMPARE(upper->value(), 42);
+    QStyleOptionSlider opt;
+    opt.initFrom(upper);
+    opt.orientation = Qt::Vertical;
+    opt.minimum = upper->minimum();
+    opt.maximum = upper->maximum();
+    opt.sliderPosition = opt.sliderValue = upper->value();
+    opt.upsideDown = true;
+    const QRect top = upper->style()->subControlRect(QStyle::CC_ScrollBar, &opt,
+                                                     QStyle::SC_ScrollBarSubLine, upper);
+    QVERIFY(top.center().y() < upper->height() / 2);
+    QTest::mouseClick(upper, Qt::LeftButton, {}, top.center());
+    QCOMPARE(upper->value(), 43);
+
+    // The value list follows the unit; a value both lists hold is kept.
+    auto* combo = child<QComboBox>(&f, "Combo2");
+    child<QRadioButton>(&f, "Option1")->setChecked(true);
+    QCOMPARE(combo->itemText(0), QStringLiteral("2"));
+    QCOMPARE(combo->itemText(combo->count() - 1), QStringLiteral("59"));
+    QCOMPARE(combo->currentText(), QStringLiteral("10"));
+    child<QRadioButton>(&f, "Option2")->setChecked(true);
+    QCOMPARE(combo->itemText(0), QStringLiteral("1"));
+    QCOMPARE(combo->itemText(combo->count() - 1), QStringLiteral("60"));
+
+    // Settings no list holds open as five seconds; a whole hour as 60 min.
+    LoggerStatus held = r.session.status();
+    const DataSetInfo& log = r.session.data().info(LogData);
+    held.SetInterval = 90;
+    QCOMPARE(RecordingOperation::StartDefaultsFrom(held, log).intervalValue, 5);
+    QVERIFY(!RecordingOperation::StartDefaultsFrom(held, log).minutes);
+    held.SetInterval = 3600;
+    QCOMPARE(RecordingOperation::StartDefaultsFrom(held, log).intervalValue, 60);
+    QVERIFY(RecordingOperation::StartDefaultsFrom(held, log).minutes);
+  }
+
+  void startDialogRefusesAForbiddenName() {
+    CONNECTED(r, QStringLiteral("idle.json"));
+    Form12 f(&r.session);
+    f.show();
+    auto* text = child<QLineEdit>(&f, "Text1");
+    text->setText(QStringLiteral("A/B"));
+    leave(text);
+    QCOMPARE(r.prompt.messages(), QStringList{SettingsOperation::ForbiddenNameMessage()});
+    QCOMPARE(r.prompt.calls.last().title, QStringLiteral("QM510-XC"));
+    QCOMPARE(text->text(), QStringLiteral("LAB1"));
+    // The click whose focus change was refused does not start anything.
+    click(&f, "Command1");
+    QVERIFY(f.isVisible());
+    QVERIFY(r.frames.isEmpty());
+
+    // Enter in the box (no focus change) is checked as well.
+    text->setText(QStringLiteral("X*"));
+    f.Command1_Click();
+    QCOMPARE(r.prompt.messages().size(), 2);
+    QCOMPARE(text->text(), QStringLiteral("LAB1"));
+    QVERIFY(f.isVisible());
+    QVERIFY(r.frames.isEmpty());
+
+    // A good name is kept and becomes the one to fall back to.
+    text->setText(QStringLiteral("OK1"));
+    leave(text);
+    QCOMPARE(r.prompt.messages().size(), 2);
+    text->setText(QStringLiteral("a|b"));
+    leave(text);
+    QCOMPARE(text->text(), QStringLiteral("OK1"));
+  }
+
+  void startDialogReservesAStart() {
+    CONNECTED(r, QStringLiteral("idle.json"));
+    const QDateTime now(QDate(2030, 1, 15), QTime(8, 0, 20));
+    Form12 f(&r.session, nullptr, fixedClock(&now));
+    f.show();
+    child<QCheckBox>(&f, "Check1")->setChecked(true);
+    QCOMPARE(child<QLabel>(&f, "Label5")->text(), QStringLiteral("2030/01/15/"));
+    QCOMPARE(child<QLabel>(&f, "Label6")->text(), QStringLiteral("08:"));
+    QCOMPARE(child<QLabel>(&f, "Label7")->text(), QStringLiteral("00"));
+
+    // Before the present minute: refused, back to the present, nothing sent.
+    child<QScrollBar>(&f, "VScroll2")->setValue(7);
+    click(&f, "Command1");
+    QCOMPARE(r.prompt.messages(),
+             QStringList{QStringLiteral("The mistake is found at the reservation time.")});
+    QCOMPARE(child<QLabel>(&f, "Label6")->text(), QStringLiteral("08:"));
+    QVERIFY(f.isVisible());
+    QVERIFY(r.frames.isEmpty());
+
+    child<QScrollBar>(&f, "VScroll1")->setValue(1);
+    child<QScrollBar>(&f, "VScroll3")->setValue(45);
+    QCOMPARE(child<QLabel>(&f, "Label5")->text(), QStringLiteral("2030/01/16/"));
+    click(&f, "Command1");
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.codes(),
+             QList<int>({40, 41, 45, 46, 49, 1, 2, 3, 4, 5, 6, 25, 31, 32, 33, 17}) + kStatusCodes);
+    QCOMPARE(r.frame(31), CommandFrame(1, 31, 16, 0));
+    QCOMPARE(r.frame(32), CommandFrame(1, 32, 8, 0));
+    QCOMPARE(r.frame(33), CommandFrame(1, 33, 45, 0));
+    QCOMPARE(r.frame(17), CommandFrame(1, 17, 0x83, 10));
+    QCOMPARE(r.session.view().Label16, QStringLiteral("Reserving"));
+  }
+
+  void reservationDialogReservesWithTheLoggersSettings() {
+    CONNECTED(r, QStringLiteral("idle.json"));
+    QDateTime now(QDate(2030, 1, 15), QTime(8, 0, 20));
+    Form7 f(&r.session, nullptr, fixedClock(&now));
+    f.show();
+    QCOMPARE(f.windowTitle(), QStringLiteral("Reservation"));
+    auto* clock = child<QLabel>(&f, "Label1");
+    QCOMPARE(clock->text(), QStringLiteral("2030/01/15 08:00:20"));
+    now = now.addSecs(1);
+    QTRY_COMPARE_WITH_TIMEOUT(clock->text(), QStringLiteral("2030/01/15 08:00:21:"), 10000);
+
+    // Seconds list 2..59, minutes 1..60, the chosen unit's caption beside it.
+    auto* combo = child<QComboBox>(&f, "Combo2");
+    child<QRadioButton>(&f, "Option1")->setChecked(true);
+    QCOMPARE(combo->count(), 58);
+    child<QRadioButton>(&f, "Option2")->setChecked(true);
+    QCOMPARE(combo->count(), 60);
+    QVERIFY(f.findChildren<QLabel*>().end() !=
+            std::find_if(f.findChildren<QLabel*>().begin(), f.findChildren<QLabel*>().end(),
+                         [](QLabel* l) { return l->text() == QLatin1String("Min"); }));
+    combo->setCurrentText(QStringLiteral("3"));
+
+    // The present minute itself may be reserved.
+    QCOMPARE(child<QLabel>(&f, "Label6")->text(), QStringLiteral("08:"));
+    QCOMPARE(child<QLabel>(&f, "Label7")->text(), QStringLiteral("00"));
+    click(&f, "Command1");
+    QCOMPARE(f.result(), int(QDialog::Accepted));
+    QVERIFY(!f.isVisible());
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.codes(), QList<int>({1, 2, 3, 4, 5, 6, 25, 31, 32, 33, 17}) + kStatusCodes);
+    QCOMPARE(r.frame(25), CommandFrame(1, 25, 0, 0));
+    QCOMPARE(r.frame(31), CommandFrame(1, 31, 15, 0));
+    QCOMPARE(r.frame(32), CommandFrame(1, 32, 8, 0));
+    QCOMPARE(r.frame(33), CommandFrame(1, 33, 0, 0));
+    QCOMPARE(r.frame(17), CommandFrame(1, 17, 0x83, 3));
+    QVERIFY2(r.prompt.calls.isEmpty(), qPrintable(r.prompt.messages().join('|')));
+  }
+
+  void reservationDialogRefusals() {
+    {
+      CONNECTED(r, QStringLiteral("idle.json"));
+      const QDateTime now(QDate(2030, 1, 15), QTime(8, 10, 0));
+      Form7 g(&r.session, nullptr, fixedClock(&now));
+      g.show();
+      child<QScrollBar>(&g, "VScroll3")->setValue(9);
+      click(&g, "Command1");
+      QCOMPARE(r.prompt.messages(),
+               QStringList{QStringLiteral("The mistake is found at the reservation time.")});
+      QCOMPARE(r.prompt.calls.last().title, QStringLiteral("QM510-XC"));
+      QCOMPARE(child<QLabel>(&g, "Label7")->text(), QStringLiteral("10"));
+      QVERIFY(g.isVisible());
+      QVERIFY(r.frames.isEmpty());
+    }
+    {
+      CONNECTED(r, QStringLiteral("lowbattery.json"));
+      const QDateTime now(QDate(2030, 1, 15), QTime(8, 10, 0));
+      Form7 f(&r.session, nullptr, fixedClock(&now));
+      f.show();
+      click(&f, "Command1");
+      QCOMPARE(r.prompt.messages(), QStringList{QStringLiteral("Please change a battery.")});
+      QCOMPARE(f.result(), int(QDialog::Rejected));
+      QVERIFY(!f.isVisible());
+      QVERIFY(r.frames.isEmpty());
+    }
+  }
+
+  void startDialogLeadsToTheReservation() {
+    CONNECTED(r, QStringLiteral("idle.json"));
+    const QDateTime now(QDate(2030, 1, 15), QTime(8, 0, 0));
+    Form12 f(&r.session, nullptr, fixedClock(&now));
+    f.show();
+    bool sawForm7 = false;
+    // Cancelled: back to the start dialog.
+    QTimer::singleShot(0, &f, [&] {
+      auto* form7 = f.findChild<Form7*>(QStringLiteral("Form7"));
+      sawForm7 = form7 && form7->isVisible() && !f.isVisible();
+      if (form7) click(form7, "Command2");
+    });
+    click(&f, "Command3");
+    QVERIFY(sawForm7);
+    QVERIFY(f.isVisible());
+    QVERIFY(r.frames.isEmpty());
+    // Confirmed: the reservation is made and the start dialog is done.
+    QTimer::singleShot(0, &f, [&] {
+      if (auto* form7 = f.findChild<Form7*>(QStringLiteral("Form7"))) click(form7, "Command1");
+    });
+    click(&f, "Command3");
+    QCOMPARE(f.result(), int(QDialog::Accepted));
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.codes().mid(0, 11), QList<int>({1, 2, 3, 4, 5, 6, 25, 31, 32, 33, 17}));
+  }
+
+  void clockDialogSetsAndConfirms() {
+    CONNECTED(r, QStringLiteral("idle.json"));
+    QDateTime now(QDate(2030, 1, 15), QTime(8, 0, 0));
+    Form6 f(&r.session, nullptr, fixedClock(&now));
+    f.show();
+    QCOMPARE(f.windowTitle(), QStringLiteral("Clock setting"));
+    auto* label = child<QLabel>(&f, "Label1");
+    QCOMPARE(label->text(), QStringLiteral("2030/01/15 08:00:00"));
+    now = now.addSecs(5);
+    QTRY_COMPARE_WITH_TIMEOUT(label->text(), QStringLiteral("2030/01/15 08:00:05"), 10000);
+
+    click(&f, "Command1");
+    QVERIFY(!f.isVisible());
+    QCOMPARE(f.result(), int(QDialog::Accepted));
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.codes(), (QList<int>{1, 2, 3, 4, 5, 6}));
+    // The logger's clock as read back: the computer's time of a moment ago.
+    QCOMPARE(r.prompt.messages().size(), 1);
+    const QString text = r.prompt.messages().first();
+    QVERIFY2(text.startsWith(QStringLiteral("Set completion\r\r")), qPrintable(text));
+    double readBack = 0;
+    QVERIFY2(fmt::parseGeneralDate(text.mid(16), &readBack), qPrintable(text));
+    QVERIFY2(qAbs(readBack - fmt::nowSerial()) * 86400 < 60, qPrintable(text));
+
+    r.frames.clear();
+    Form6 g(&r.session, nullptr, fixedClock(&now));
+    g.show();
+    click(&g, "Command2");
+    QVERIFY(r.frames.isEmpty());
+  }
+};
+
+QTEST_MAIN(TestRecordDialogs)
+#include "tst_ui_dialogs_record.moc"
