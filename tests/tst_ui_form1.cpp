@@ -2,6 +2,7 @@
 // read, and follows the state in its captions and enabled controls.
 #include <signal.h>
 
+#include <QApplication>
 #include <QComboBox>
 #include <QHeaderView>
 #include <QLabel>
@@ -22,6 +23,7 @@
 #include "data/datafolder.h"
 #include "data/formats.h"
 #include "link/connection.h"
+#include "link/frame.h"
 #include "logger/session.h"
 #include "sim/demostate.h"
 #include "sim/simtransport.h"
@@ -324,6 +326,64 @@ class TestForm1 : public QObject {
     QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("File"));
     QVERIFY(rig.prompt.messages.isEmpty());
     rig.session->data().closeAndRemove();
+  }
+
+  void eachDialogOpensFromTheWindow() {
+    QTemporaryDir dir;
+    Rig rig(dir.path());
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    connectWindow(w, *rig.session);
+    // Each entry point shows its dialog, modal, named by its form.
+    const auto opened = [](const char* form) -> QWidget* {
+      for (QWidget* t : QApplication::topLevelWidgets())
+        if (t->objectName() == QLatin1String(form) && t->isVisible()) return t;
+      return nullptr;
+    };
+    const QList<QPair<const char*, const char*>> entries{
+        {"m22", "Form7"}, {"m34", "Form6"}, {"Command26", "Form11"}, {"Command28", "Form8"},
+        {"m33", "Form2"}, {"m31", "Form5"}, {"mVersion", "Form4"}};
+    for (const auto& [control, form] : entries) {
+      if (auto* b = w.findChild<QPushButton*>(QString::fromLatin1(control)))
+        b->click();
+      else if (auto* a = w.findChild<QAction*>(QString::fromLatin1(control)))
+        a->trigger();
+      else
+        QFAIL(control);
+      QWidget* d = opened(form);
+      QVERIFY2(d, form);
+      QCOMPARE(d->windowModality(), Qt::ApplicationModal);
+      d->close();
+      QTRY_VERIFY(!opened(form));
+    }
+
+    // The record button leads through the start dialog to a recording.
+    QList<QByteArray> frames;
+    QObject::connect(&rig.session->exchange(), &Exchange::frameSent,
+                     [&frames](const QByteArray& f) { frames << f; });
+    // The demo logger holds a log never downloaded: starting over is confirmed.
+    rig.prompt.answers.enqueue(true);
+    child<QPushButton>(w, "Command4")->click();
+    QCOMPARE(rig.prompt.questions.size(), 1);
+    QWidget* start = opened("Form12");
+    QVERIFY(start);
+    start->findChild<QPushButton*>(QStringLiteral("Command1"))->click();
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && !frames.isEmpty(), 20000);
+    QVERIFY(!opened("Form12"));
+    QCOMPARE(frames.first().mid(0, 4), CommandFrame(1, 40, 0, 0).mid(0, 4));
+    QCOMPARE(child<QLabel>(w, "Label16")->text(), QStringLiteral("Recording"));
+    QCOMPARE(child<QPushButton>(w, "Command4")->text(), QStringLiteral("Stop"));
+
+    // Stopped again, the download shows its progress window and ends on the log.
+    child<QPushButton>(w, "Command4")->click();
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 20000);
+    QCOMPARE(child<QPushButton>(w, "Command4")->text(), QStringLiteral("Start"));
+    child<QPushButton>(w, "Command5")->click();
+    QTRY_VERIFY(opened("DownloadProgress"));
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 30000);
+    QTRY_VERIFY(!opened("DownloadProgress"));
+    QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("Log"));
+    QVERIFY(child<QRadioButton>(w, "Option5")->isChecked());
   }
 
   void controlsFollowTheLoggerState() {

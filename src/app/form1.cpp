@@ -28,6 +28,15 @@
 #include "data/dump.h"
 #include "data/formats.h"
 #include "data/recovery.h"
+#include "dialogs/downloadprogress.h"
+#include "dialogs/form11.h"
+#include "dialogs/form12.h"
+#include "dialogs/form2.h"
+#include "dialogs/form4.h"
+#include "dialogs/form5.h"
+#include "dialogs/form6.h"
+#include "dialogs/form7.h"
+#include "dialogs/form8.h"
 #include "link/connection.h"
 #include "link/exchange.h"
 #include "logger/controls.h"
@@ -230,6 +239,7 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
           [this](const QString& p) { panel1->setText(QStringLiteral("Searching %1…").arg(p)); });
   connect(&session_->recording(), &RecordingOperation::startDialogRequested, this,
           &Form1::openStartDialog);
+  progress_ = new DownloadProgress(session_, this);
   connect(&session_->download(), &DownloadOperation::started, this, &Form1::showDownloadProgress);
   connect(&session_->download(), &DownloadOperation::progress, this,
           [this](int, int, const QString& text) { panel2->setText(text); });
@@ -762,15 +772,30 @@ void Form1::m14_Click() { close(); }
 
 // ---- dialogs: each entry point opens its dialog over the window.
 
-void Form1::openStartDialog() {}
-void Form1::openReservationDialog() {}
-void Form1::openClockDialog() {}
-void Form1::openAlarmDialog() {}
-void Form1::openMemoryModeDialog() {}
-void Form1::openNameDialog() {}
-void Form1::openCommDialog() {}
-void Form1::openVersionDialog() {}
-void Form1::showDownloadProgress() {}
+template <typename Dialog, typename... Args>
+Dialog* Form1::showDialog(Args&&... args) {
+  // Modal to the user, but shown without a nested event loop: the exchange a
+  // dialog starts runs on, and the window redraws from it meanwhile.
+  auto* d = new Dialog(session_, std::forward<Args>(args)..., this);
+  d->setAttribute(Qt::WA_DeleteOnClose);
+  d->setWindowModality(Qt::ApplicationModal);
+  d->show();
+  return d;
+}
+
+void Form1::openStartDialog() { showDialog<Form12>(); }
+void Form1::openReservationDialog() { showDialog<Form7>(); }
+void Form1::openClockDialog() { showDialog<Form6>(); }
+void Form1::openAlarmDialog() { showDialog<Form11>(); }
+void Form1::openMemoryModeDialog() { showDialog<Form8>(); }
+void Form1::openNameDialog() { showDialog<Form2>(); }
+void Form1::openCommDialog() { showDialog<Form5>(Combo4->currentText().trimmed()); }
+void Form1::openVersionDialog() { showDialog<Form4>(); }
+void Form1::showDownloadProgress() {
+  // The progress window follows the download itself; this only brings it to
+  // the front should it be behind the main window.
+  if (progress_) progress_->raise();
+}
 
 void Form1::openPrintDialog() {
   prompt_->message(QStringLiteral("Printing is not available in this version."),

@@ -22,6 +22,7 @@ class QTreeView;
 namespace hygro {
 
 class DumpModel;
+class DownloadProgress;
 class Session;
 class QtPrompt;
 class ControlTable;
@@ -73,6 +74,9 @@ class Form1 : public QMainWindow {
   void openPrintDialog();
 
  private:
+  template <typename Dialog, typename... Args>
+  Dialog* showDialog(Args&&... args);
+  DownloadProgress* progress_ = nullptr;
   void buildMenus();
   QWidget* buildLoggerPanel();
   QWidget* buildDataArea();
