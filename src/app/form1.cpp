@@ -18,6 +18,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QScrollArea>
+#include <QSignalBlocker>
 #include <QStackedWidget>
 #include <QStatusBar>
 #include <QTreeView>
@@ -607,6 +608,13 @@ int Form1::shownSet() const { return session_->shownSet(); }
 // ---- connection
 
 void Form1::connectOnce() { session_->Port_Set_Command(PortSearch::Once, Combo4->currentText()); }
+
+void Form1::connectOnce(const QString& port) {
+  // Shown as typed, without the settings file taking it as the stored number.
+  const QSignalBlocker quiet(Combo4);
+  Combo4->setCurrentText(port);
+  connectOnce();
+}
 
 void Form1::Command20_Click() {
   if (searching_) {

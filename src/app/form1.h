@@ -36,6 +36,8 @@ class Form1 : public QMainWindow {
 
   // Connects on the port in the port box (the demo's logger, or the stored one).
   void connectOnce();
+  // Connects once on `port` (a number or a device path), shown in the port box.
+  void connectOnce(const QString& port);
 
   // At start: offers the real-time and log data a run that did not end
   // normally left behind, each with a Yes/No question; Yes shows it as the

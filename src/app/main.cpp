@@ -182,7 +182,7 @@ int main(int argc, char** argv) {
   const QString startPort = parser.isSet(port) ? parser.value(port) : QStringLiteral("1");
   QTimer::singleShot(0, &mainWindow, [&] {
     mainWindow.offerRecovery();
-    if (connectAtStart && !signalled) session.Port_Set_Command(hygro::PortSearch::Once, startPort);
+    if (connectAtStart && !signalled) mainWindow.connectOnce(startPort);
   });
   const int rc = app.exec();
   // The closing by a signal has dealt with the files and the folder already.
