@@ -7,14 +7,18 @@
 #include <QComboBox>
 #include <QDateTime>
 #include <QDir>
+#include <QDragEnterEvent>
+#include <QDropEvent>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QImageWriter>
 #include <QLineEdit>
 #include <QLocale>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMimeData>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QScrollArea>
@@ -22,8 +26,10 @@
 #include <QStackedWidget>
 #include <QStatusBar>
 #include <QTreeView>
+#include <QUrl>
 #include <QVBoxLayout>
 
+#include "app/graphpanel.h"
 #include "app/loggerini.h"
 #include "app/qtprompt.h"
 #include "data/dump.h"
@@ -201,6 +207,8 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
   });
   connect(ListView1, &QTreeView::clicked, this,
           [this](const QModelIndex& i) { panel1->setText(dump_->itemClickText(i.row())); });
+  connect(graphs_, &GraphPanel::cursorText, panel1, &QLabel::setText);
+  connect(Command14, &QPushButton::clicked, this, &Form1::m11_Click);
 
   // The session's side.
   connect(&session_->statusOp(), &StatusOperation::statusDisplayed, this,
@@ -219,10 +227,7 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
     dump_->resetSort();
     ListView1->header()->setSortIndicatorShown(false);
   });
-  connect(session_, &Session::dataSetChanged, this, [this] {
-    followDataSet();
-    refreshDataArea();
-  });
+  connect(session_, &Session::dataSetChanged, this, &Form1::onDataSetChanged);
   connect(session_, &Session::controlsLocked, this, [this] {
     if (!session_->realtime().running()) lockControls();
   });
@@ -256,7 +261,8 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
   Option5->setChecked(true);
   Option8->setChecked(true);
   refreshDataArea();
-  resize(1100, 680);
+  setAcceptDrops(true);
+  resize(1180, 760);
 }
 
 Form1::~Form1() = default;
@@ -427,40 +433,40 @@ QWidget* Form1::buildDataArea() {
   f.setBold(true);
   Label3->setFont(f);
   Command23 = named<QPushButton>("Command23", QStringLiteral("&Print…"));
+  auto* file = named<QGroupBox>("FileFrame", QStringLiteral("File data"));
+  auto* fileRow = new QHBoxLayout(file);
+  Command14 = named<QPushButton>("Command14", QStringLiteral("Open"));
+  fileInfo = named<QLabel>("FileInfo");
+  fileInfo->setTextInteractionFlags(Qt::TextSelectableByMouse);
+  fileRow->addWidget(Command14);
+  fileRow->addWidget(fileInfo, 1);
   bar->addWidget(sets);
   bar->addWidget(views);
+  bar->addWidget(file, 1);
   bar->addSpacing(12);
-  bar->addWidget(Label3, 1);
+  bar->addWidget(Label3);
   bar->addWidget(Command23, 0, Qt::AlignBottom);
   col->addLayout(bar);
 
   dataStack = named<QStackedWidget>("DataStack");
 
-  // The graphs' place: the temperature graph (ondo) above the humidity
-  // graph (situdo).
-  auto* graphs = new QWidget;
-  auto* gcol = new QVBoxLayout(graphs);
+  // The graphs' page: temperature (ondo) above humidity (situdo), each with
+  // its four bars, and the two graph print buttons under them.
+  auto* graphPage = new QWidget;
+  auto* gcol = new QVBoxLayout(graphPage);
   gcol->setContentsMargins(0, 0, 0, 0);
-  const auto graphBox = [](const char* name, const QString& title, QPushButton* print,
-                           QLabel** info) {
-    auto* box = named<QGroupBox>(name, title);
-    auto* l = new QVBoxLayout(box);
-    *info = new QLabel;
-    (*info)->setAlignment(Qt::AlignCenter);
-    (*info)->setWordWrap(true);
-    QPalette p = (*info)->palette();
-    p.setColor(QPalette::WindowText, p.color(QPalette::PlaceholderText));
-    (*info)->setPalette(p);
-    l->addWidget(*info, 1);
-    l->addWidget(print, 0, Qt::AlignRight);
-    box->setMinimumHeight(120);
-    return box;
-  };
-  Command24 = named<QPushButton>("Command24", QStringLiteral("Print…"));
-  Command25 = named<QPushButton>("Command25", QStringLiteral("Print…"));
-  gcol->addWidget(graphBox("ondo", QStringLiteral("Temperature (C)"), Command24, &ondoInfo), 1);
-  gcol->addWidget(graphBox("situdo", QStringLiteral("Humidity (%RH)"), Command25, &situdoInfo), 1);
-  dataStack->addWidget(graphs);
+  gcol->setSpacing(4);
+  graphs_ = new GraphPanel(session_->data());
+  graphs_->setContinuousRun([this] { return session_->realtime().running(); });
+  gcol->addWidget(graphs_, 1);
+  Command24 = named<QPushButton>("Command24", QStringLiteral("Print temperature…"));
+  Command25 = named<QPushButton>("Command25", QStringLiteral("Print humidity…"));
+  auto* printRow = new QHBoxLayout;
+  printRow->addStretch();
+  printRow->addWidget(Command24);
+  printRow->addWidget(Command25);
+  gcol->addLayout(printRow);
+  dataStack->addWidget(graphPage);
 
   ListView1 = named<QTreeView>("ListView1");
   ListView1->setRootIsDecorated(false);
@@ -497,6 +503,8 @@ void Form1::buildMenus() {
           [this] { saveSet(LogData); });
   connect(namedAction(m1, "m13", QStringLiteral("Print(&P)")), &QAction::triggered, this,
           &Form1::openPrintDialog);
+  connect(namedAction(m1, "mSaveGraph", QStringLiteral("Save graph image…")), &QAction::triggered,
+          this, &Form1::mSaveGraph_Click);
   m1->addSeparator();
   connect(namedAction(m1, "m14", QStringLiteral("End")), &QAction::triggered, this,
           &Form1::m14_Click);
@@ -670,6 +678,9 @@ void Form1::applyControls(const ControlTable& table) {
   for (const auto& [name, state] : table.entries()) applyControl(name, state);
   alarmAction->setEnabled(Command26->isEnabled());
   downloadAction->setEnabled(Command5->isEnabled());
+  // The Open button goes with its menu entry.
+  if (auto* open = qobject_cast<QAction*>(controls_.value(QStringLiteral("m11"))))
+    Command14->setEnabled(open->isEnabled() && open->isVisible());
 }
 
 void Form1::lockControls() {
@@ -748,31 +759,89 @@ void Form1::refreshDataArea() {
     dump_->Dump_Fill();
   } else {
     dataStack->setCurrentIndex(0);
-    refreshGraphPlaceholder();
+    graphs_->redraw();
   }
 }
 
-void Form1::refreshGraphPlaceholder() {
-  const int set = qBound(0, shownSet(), 2);
+void Form1::onDataSetChanged(int set) {
+  followDataSet();
+  if (set == FileData) showFilePanel();
+  if (set != shownSet()) return;  // drawn when it is next shown
+  // The same rows with new remarks (the extremes marked at the end of a run
+  // or download): only those rows are refreshed, so the place in the list
+  // and the selection stay.
   const DataSetInfo& info = session_->data().info(set);
-  QString text;
-  if (info.Points <= 0) {
-    text = QStringLiteral("No %1 data").arg(QString::fromLatin1(kSetNames[set]));
-  } else {
-    const double first = session_->data().Get(set, 1).Time;
-    const double last = session_->data().Get(set, info.Points).Time;
-    text = QStringLiteral("%1 %2, %3 – %4")
-               .arg(info.Points)
-               .arg(info.Points == 1 ? QStringLiteral("point") : QStringLiteral("points"))
-               .arg(fmt::formatDateTime(first), fmt::formatDateTime(last));
+  if (dumpView_ && dump_->dataSet() == set && dump_->rowCount() == info.Points && info.Points > 0) {
+    if (!session_->realtime().running()) Stats_Label(*dump_, info.Stats);
+    return;
   }
-  ondoInfo->setText(text);
-  situdoInfo->setText(text);
+  refreshDataArea();
+}
+
+// The file data panel: what the opened file's header says.
+void Form1::showFilePanel() {
+  const DataSetInfo& f = session_->data().info(FileData);
+  if (f.Points <= 0 && f.Name.isEmpty()) {
+    fileInfo->clear();
+    return;
+  }
+  QString interval;
+  if (f.Interval >= 60) interval = QString::number(f.Interval / 60) + QStringLiteral(" Min");
+  if (f.Interval % 60 != 0) interval += QString::number(f.Interval % 60) + QStringLiteral(" Sec");
+  QStringList parts;
+  if (!f.Name.trimmed().isEmpty()) parts << f.Name.trimmed();
+  if (f.StartTime != 0) parts << fmt::formatDateTime(f.StartTime);
+  parts << QString::number(f.PointsShown) + QStringLiteral(" Point");
+  if (!interval.isEmpty()) parts << interval;
+  fileInfo->setText(parts.join(QStringLiteral("   ")));
 }
 
 // ---- files
 
 void Form1::m11_Click() { session_->openFile(); }
+
+void Form1::mSaveGraph_Click() {
+  if (session_->data().info(shownSet()).Points <= 0) {
+    prompt_->message(QStringLiteral("There is no graph to save."), session_->windowTitle());
+    return;
+  }
+  if (dumpView_) graphs_->redraw();  // the graphs of the set on display, not an older picture
+  bool failed = false;
+  const QString proposed =
+      QStringLiteral("%1_graph.png").arg(QString::fromLatin1(kSetNames[qBound(0, shownSet(), 2)]));
+  const auto path =
+      prompt_->saveFileName(proposed, QStringLiteral("PNG image(*.png)|*.png"), &failed);
+  if (!path) return;
+  saveGraphImage(*path);
+}
+
+bool Form1::saveGraphImage(const QString& path) {
+  QImageWriter writer(path, "png");
+  if (writer.write(graphs_->graphsImage())) return true;
+  prompt_->message(QStringLiteral("The graph image could not be saved.\r\r%1\r(%2)")
+                       .arg(QDir::toNativeSeparators(path), writer.errorString()),
+                   session_->windowTitle());
+  return false;
+}
+
+void Form1::dragEnterEvent(QDragEnterEvent* event) {
+  const QList<QUrl> urls = event->mimeData()->urls();
+  if (!urls.isEmpty() && urls.first().isLocalFile()) event->acceptProposedAction();
+}
+
+void Form1::dropEvent(QDropEvent* event) {
+  const QList<QUrl> urls = event->mimeData()->urls();
+  if (urls.isEmpty() || !urls.first().isLocalFile()) return;
+  event->acceptProposedAction();
+  // Not while the logger is being talked to: the file would take the place
+  // of the set the exchange is filling.
+  if (!Command14->isEnabled()) {
+    prompt_->message(QStringLiteral("A file cannot be opened while the logger is busy."),
+                     session_->windowTitle());
+    return;
+  }
+  session_->openFile(urls.first().toLocalFile());
+}
 
 void Form1::saveSet(int set) { session_->saveSet(set); }
 

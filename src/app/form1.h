@@ -18,11 +18,14 @@ class QRadioButton;
 class QStackedWidget;
 class QStatusBar;
 class QTreeView;
+class QDragEnterEvent;
+class QDropEvent;
 
 namespace hygro {
 
 class DumpModel;
 class DownloadProgress;
+class GraphPanel;
 class Session;
 class QtPrompt;
 class ControlTable;
@@ -59,8 +62,16 @@ class Form1 : public QMainWindow {
   int shownSet() const;
   bool dumpView() const { return dumpView_; }
 
+  GraphPanel* graphs() const { return graphs_; }
+
+  // Writes the two graphs as shown into one PNG (temperature above
+  // humidity); false when nothing was written.
+  bool saveGraphImage(const QString& path);
+
  protected:
   void closeEvent(QCloseEvent* event) override;
+  void dragEnterEvent(QDragEnterEvent* event) override;
+  void dropEvent(QDropEvent* event) override;
 
  private Q_SLOTS:
   // Dialog entry points.
@@ -87,6 +98,8 @@ class Form1 : public QMainWindow {
   void Command20_Click();
   void Combo4_Click(const QString& text);
   void m11_Click();
+  void mSaveGraph_Click();
+  void showFilePanel();
   void saveSet(int set);
   void m14_Click();
 
@@ -103,7 +116,7 @@ class Form1 : public QMainWindow {
   void showSet(int set);
   void showView(bool dump);
   void refreshDataArea();
-  void refreshGraphPlaceholder();
+  void onDataSetChanged(int set);
 
   void stopEverything();
   void closeOtherWindows();
@@ -147,8 +160,9 @@ class Form1 : public QMainWindow {
   QLabel* Label4;
   QLabel* Label10;
   QLabel* Label3;
-  QLabel* ondoInfo;
-  QLabel* situdoInfo;
+  QPushButton* Command14;  // open a CSV file
+  QLabel* fileInfo;
+  GraphPanel* graphs_ = nullptr;
   QStackedWidget* dataStack;
   QTreeView* ListView1;
   QStatusBar* StatusBar1;

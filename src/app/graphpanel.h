@@ -1,0 +1,98 @@
+#pragma once
+// The two graphs of the window, temperature (`ondo`) above humidity
+// (`situdo`), each with its span, position, half-range and centre bars.
+//
+// Each graph is drawn into a back buffer only when something it shows has
+// changed (the data, the set, a scroll bar, its size); painting the widget
+// copies the buffer, so exposing or moving the window never redraws.
+#include <QImage>
+#include <QWidget>
+#include <array>
+#include <functional>
+
+#include "graph/render_graph.h"
+
+class QScrollBar;
+
+namespace hygro {
+
+class DataSets;
+
+// One graph's picture: the back buffer, and the pointer's x for the read-out.
+class GraphView : public QWidget {
+  Q_OBJECT
+ public:
+  explicit GraphView(const QString& name, QWidget* parent = nullptr);
+  const QImage& image() const { return buffer_; }
+  // The buffer at the widget's size; a new one starts on the background.
+  QImage& buffer();
+  QSize sizeHint() const override { return {600, 220}; }
+
+ Q_SIGNALS:
+  void mouseMoved(int x, int width);
+  void resized();
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+  void mouseMoveEvent(QMouseEvent* event) override;
+  void resizeEvent(QResizeEvent* event) override;
+
+ private:
+  QImage buffer_;
+};
+
+class GraphPanel : public QWidget {
+  Q_OBJECT
+ public:
+  explicit GraphPanel(const DataSets& sets, QWidget* parent = nullptr);
+
+  // Whether the continuous real-time run is on: it redraws after each sample
+  // by itself, so the bars only move meanwhile.
+  void setContinuousRun(std::function<bool()> running) { continuousRun_ = std::move(running); }
+
+  // After the data or the set on display changed: the limits anew, then both
+  // graphs. A set without records leaves limits and pictures as they were.
+  void redraw();
+
+  // The bars as they stand, with the times of the last limits computed.
+  ScrollState state() const;
+  // Sets values, limits and steps of the eight bars without their handlers.
+  void applyState(const ScrollState& s);
+
+  bool graphBusy() const { return graphBusy_; }
+  GraphView* ondo() const { return ondo_; }
+  GraphView* situdo() const { return situdo_; }
+  // Both pictures as shown, temperature above humidity.
+  QImage graphsImage() const;
+
+ Q_SIGNALS:
+  // The read-out for the status bar ("" when there is nothing to read).
+  void cursorText(const QString& text);
+
+ private:
+  enum Bar { HScroll1, HScroll2, HScroll3, HScroll4, VScroll1, VScroll2, VScroll3, VScroll4 };
+  QScrollBar* makeBar(Bar which, const char* name, Qt::Orientation o, const QString& tip);
+  static BarState& barOf(ScrollState& s, Bar which);
+  bool continuousRun() const { return continuousRun_ && continuousRun_(); }
+  int shownSet() const;
+  // A bar's Change: the limits anew, then the graphs it belongs to.
+  void barChanged(bool temperature, bool humidity);
+  void Scroll_Set();
+  bool Temp_Graph();
+  bool Humi_Graph();
+  bool drawInto(GraphView* view, bool temperature);
+  void Graph_Cursor_Disp(int x, int width);
+
+  const DataSets& sets_;
+  GraphColorTable colors_;
+  GraphView* ondo_;
+  GraphView* situdo_;
+  std::array<QScrollBar*, 8> bars_{};
+  // The time bars count backwards (the larger limit at the left or top end).
+  std::array<bool, 8> reversed_{};
+  double endTime_ = 0, startTime_ = 0, unit_ = 1;
+  bool graphBusy_ = false;
+  std::function<bool()> continuousRun_;
+};
+
+}  // namespace hygro

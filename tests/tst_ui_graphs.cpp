@@ -1,0 +1,383 @@
+// The graphs, their scroll bars, the view selection and the dump list in the
+// main window: what the user sees change when they click, scroll, drop a
+// file or take a measurement.
+#include <QApplication>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMenu>
+#include <QMimeData>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QScrollBar>
+#include <QStackedWidget>
+#include <QTreeView>
+#include <QUrl>
+#include <QtTest>
+
+#include "app/form1.h"
+#include "app/graphpanel.h"
+#include "app/qtprompt.h"
+#include "data/dump.h"
+#include "data/formats.h"
+#include "logger/session.h"
+#include "sim/demostate.h"
+#include "sim/simtransport.h"
+#include "support/data_fixtures.h"
+
+using namespace hygro;
+using hygro::test::addSample;
+
+namespace {
+
+class AnsweringPrompt : public QtPrompt {
+ public:
+  QStringList messages;
+  QQueue<QString> savePaths;
+  void message(const QString& text, const QString&) override { messages << text; }
+  bool question(QuestionId, const QString&, const QString&) override { return false; }
+  std::optional<QString> saveFileName(const QString&, const QString&, bool* failed) override {
+    if (failed) *failed = false;
+    if (savePaths.isEmpty()) return std::nullopt;
+    return savePaths.dequeue();
+  }
+  std::optional<QString> openFileName(const QString&) override { return std::nullopt; }
+};
+
+struct Rig {
+  Rig() {
+    sim = new sim::SimTransport;
+    sim::LoadDemoState(sim->model());
+    session = std::make_unique<Session>(std::unique_ptr<Transport>(sim),
+                                        std::make_unique<NoBridge>(), &prompt);
+    session->connection().CloseWaitMs = 1;
+    session->connection().PulseHighMs = 1;
+    session->connection().PulseLowMs = 1;
+  }
+  AnsweringPrompt prompt;
+  sim::SimTransport* sim = nullptr;
+  std::unique_ptr<Session> session;
+};
+
+template <typename T>
+T* child(QWidget& w, const char* name) {
+  T* c = w.findChild<T*>(QString::fromLatin1(name));
+  if (!c) qWarning("no %s", name);
+  return c;
+}
+
+QAction* action(QWidget& w, const char* name) {
+  return w.findChild<QAction*>(QString::fromLatin1(name));
+}
+
+qint64 pictureKey(QWidget& w, const char* graph) {
+  return child<GraphView>(w, graph)->image().cacheKey();
+}
+
+const double kNoon = fmt::dateSerial(2010, 5, 1, 12, 0, 0);
+
+// `n` samples `step` seconds apart from noon, temperature rising.
+void fillSeconds(DataSets& sets, int set, int n, int step, float t0 = 20.0f) {
+  for (int i = 0; i < n; ++i)
+    addSample(sets, set, t0 + 0.01f * float(i % 500), 50.0f, {}, kNoon + i * step / 86400.0);
+}
+
+void clickHeader(QTreeView* list, int column) {
+  QHeaderView* h = list->header();
+  QTest::mouseClick(h->viewport(), Qt::LeftButton, {},
+                    QPoint(h->sectionViewportPosition(column) + 5, h->height() / 2));
+}
+
+QStringList column(const DumpModel* m, int col) {
+  QStringList out;
+  for (int r = 0; r < m->rowCount(); ++r) out << m->cellText(r, col);
+  return out;
+}
+
+}  // namespace
+
+class TstUiGraphs : public QObject {
+  Q_OBJECT
+ private Q_SLOTS:
+  void optionsAndMenuSwitchSetAndView() {
+    Rig rig;
+    DataSets& d = rig.session->data();
+    fillSeconds(d, LogData, 30, 60);
+    fillSeconds(d, FileData, 5, 10, 30.0f);
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    auto* stack = child<QStackedWidget>(w, "DataStack");
+    auto* list = child<QTreeView>(w, "ListView1");
+
+    // The log is shown as a graph from the start; Graph again draws nothing new.
+    const qint64 logPicture = pictureKey(w, "ondo");
+    QVERIFY(!child<GraphView>(w, "ondo")->image().isNull());
+    QTest::mouseClick(child<QRadioButton>(w, "Option8"), Qt::LeftButton);
+    QCOMPARE(pictureKey(w, "ondo"), logPicture);
+
+    // Another set with records: redrawn.
+    QTest::mouseClick(child<QRadioButton>(w, "Option7"), Qt::LeftButton);
+    QCOMPARE(w.shownSet(), int(FileData));
+    QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("File"));
+    QVERIFY(pictureKey(w, "ondo") != logPicture);
+    QVERIFY(pictureKey(w, "situdo") != logPicture);
+
+    // An empty set leaves the picture as it was.
+    const qint64 filePicture = pictureKey(w, "ondo");
+    QTest::mouseClick(child<QRadioButton>(w, "Option6"), Qt::LeftButton);
+    QCOMPARE(w.shownSet(), int(RealTimeData));
+    QCOMPARE(pictureKey(w, "ondo"), filePicture);
+
+    // Dump of the log from the menu: both options follow, the list fills.
+    action(w, "mDisplayLogDump")->trigger();
+    QVERIFY(child<QRadioButton>(w, "Option5")->isChecked());
+    QVERIFY(child<QRadioButton>(w, "Option9")->isChecked());
+    QVERIFY(w.dumpView());
+    QCOMPARE(stack->currentWidget(), list);
+    QCOMPARE(list->model()->rowCount(), 30);
+
+    // Dump view kept while the set changes.
+    QTest::mouseClick(child<QRadioButton>(w, "Option7"), Qt::LeftButton);
+    QCOMPARE(list->model()->rowCount(), 5);
+    action(w, "mDisplayFileGraph")->trigger();
+    QVERIFY(!w.dumpView());
+    QVERIFY(stack->currentWidget() != list);
+  }
+
+  void scrollLimitsFollowTheData() {
+    Rig rig;
+    DataSets& d = rig.session->data();
+    // Exactly 32767 seconds from first to last record.
+    addSample(d, LogData, 20, 50, {}, kNoon);
+    addSample(d, LogData, 21, 51, {}, kNoon + 32767 / 86400.0);
+    addSample(d, FileData, 20, 50, {}, kNoon);
+    addSample(d, FileData, 21, 51, {}, kNoon + 32768 / 86400.0);
+    addSample(d, RealTimeData, 20, 50, {}, kNoon);
+    addSample(d, RealTimeData, 21, 51, {}, kNoon + 20 / 86400.0);
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    GraphPanel* g = w.graphs();
+    auto* span = child<QScrollBar>(w, "HScroll1");
+    auto* span2 = child<QScrollBar>(w, "HScroll3");
+
+    QCOMPARE(g->state().ScrollUnit, 1.0);
+    QCOMPARE(g->state().HScroll1.min, 32768);
+    QCOMPARE(span->maximum(), 32768);  // the larger limit is the bar's left end
+    QVERIFY(span->invertedAppearance());
+    QCOMPARE(span2->maximum(), 32768);
+
+    QTest::mouseClick(child<QRadioButton>(w, "Option7"), Qt::LeftButton);
+    QVERIFY(g->state().ScrollUnit > 1.0);
+    QCOMPARE(g->state().ScrollUnit, 32768.0 / 32767.0);
+    QCOMPARE(span->maximum(), 32767);
+
+    // A set shorter than 50 seconds still offers a span limit of 50; with the
+    // span wider than the data the position bar cannot move.
+    QTest::mouseClick(child<QRadioButton>(w, "Option6"), Qt::LeftButton);
+    QCOMPARE(g->state().ScrollUnit, 1.0);
+    QCOMPARE(span->maximum(), 50);
+    span->setValue(span->maximum());
+    auto* pos = child<QScrollBar>(w, "HScroll2");
+    QCOMPARE(pos->minimum(), 0);
+    QCOMPARE(pos->maximum(), 0);
+  }
+
+  void barsRedrawTheirGraphsOnRelease() {
+    Rig rig;
+    fillSeconds(rig.session->data(), LogData, 2000, 10);
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.resize(1200, 800);
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    auto* span = child<QScrollBar>(w, "HScroll1");
+    auto* hpos = child<QScrollBar>(w, "HScroll4");
+    auto* trange = child<QScrollBar>(w, "VScroll1");
+
+    qint64 t = pictureKey(w, "ondo"), h = pictureKey(w, "situdo");
+    trange->setValue(trange->value() + 10);
+    QVERIFY(pictureKey(w, "ondo") != t);
+    QCOMPARE(pictureKey(w, "situdo"), h);
+
+    t = pictureKey(w, "ondo");
+    hpos->setValue(hpos->minimum() + 1);
+    QCOMPARE(pictureKey(w, "ondo"), t);
+    QVERIFY(pictureKey(w, "situdo") != h);
+
+    // Dragging the thumb redraws nothing until it is let go.
+    t = pictureKey(w, "ondo");
+    h = pictureKey(w, "situdo");
+    span->setSliderDown(true);
+    span->setSliderPosition(span->value() - 100);
+    QCOMPARE(pictureKey(w, "ondo"), t);
+    span->setSliderDown(false);
+    QVERIFY(pictureKey(w, "ondo") != t);
+    QVERIFY(pictureKey(w, "situdo") != h);
+
+    // Arrows go the way they point on the reversed bar: right narrows the span.
+    const int before = span->value();
+    QTest::mouseClick(span, Qt::LeftButton, {}, QPoint(span->width() - 3, span->height() / 2));
+    QCOMPARE(span->value(), before - span->singleStep());
+    QTest::mouseClick(span, Qt::LeftButton, {}, QPoint(2, span->height() / 2));
+    QTest::mouseClick(span, Qt::LeftButton, {}, QPoint(2, span->height() / 2));
+    QCOMPARE(span->value(), before + span->singleStep());
+
+    // While a continuous run is on, the bars move but nothing is redrawn.
+    GraphPanel* g = w.graphs();
+    g->setContinuousRun([] { return true; });
+    t = pictureKey(w, "ondo");
+    trange->setValue(trange->value() + 10);
+    QCOMPARE(pictureKey(w, "ondo"), t);
+  }
+
+  void mouseReadOutInTheStatusBar() {
+    Rig rig;
+    DataSets& d = rig.session->data();
+    for (int i = 0; i < 40; ++i) addSample(d, LogData, 23.456f, 55.1f, {}, kNoon + i / 86400.0);
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    auto* ondo = child<GraphView>(w, "ondo");
+    auto* panel = child<QLabel>(w, "StatusBar1_Panel1");
+    panel->clear();
+    QTest::mouseMove(ondo, QPoint(ondo->width() / 2, ondo->height() / 2));
+    QTRY_VERIFY_WITH_TIMEOUT(!panel->text().isEmpty(), 10000);
+    const QRegularExpression form(QStringLiteral(
+        "^Date 2010/05/01 12:00:[0-3][0-9]   Temperature 23.46 C   Humidity 55.10 %RH$"));
+    QVERIFY2(form.match(panel->text()).hasMatch(), qPrintable(panel->text()));
+
+    // From the humidity graph as well, and nothing while a run is on.
+    auto* situdo = child<GraphView>(w, "situdo");
+    panel->clear();
+    QTest::mouseMove(situdo, QPoint(situdo->width() / 3, situdo->height() / 2));
+    QTRY_VERIFY_WITH_TIMEOUT(form.match(panel->text()).hasMatch(), 10000);
+    w.graphs()->setContinuousRun([] { return true; });
+    QTest::mouseMove(situdo, QPoint(situdo->width() / 2, situdo->height() / 3));
+    QTRY_COMPARE_WITH_TIMEOUT(panel->text(), QString(), 10000);
+  }
+
+  void dumpListSortsAndShowsRows() {
+    Rig rig;
+    DataSets& d = rig.session->data();
+    for (float t : {9.0f, 10.0f, -5.0f, 23.46f}) addSample(d, LogData, t, 55.1f);
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    QTest::mouseClick(child<QRadioButton>(w, "Option9"), Qt::LeftButton);
+    auto* list = child<QTreeView>(w, "ListView1");
+    const auto* m = qobject_cast<const DumpModel*>(list->model());
+    QVERIFY(m);
+    QCOMPARE(m->rowCount(), 4);
+
+    clickHeader(list, DumpModel::TempColumn);
+    QCOMPARE(column(m, DumpModel::TempColumn),
+             QStringList({"-5.00", "10.00", "23.46", "9.00"}));  // by text
+    clickHeader(list, DumpModel::TempColumn);
+    QCOMPARE(column(m, DumpModel::TempColumn), QStringList({"9.00", "23.46", "10.00", "-5.00"}));
+    QCOMPARE(list->header()->sortIndicatorOrder(), Qt::DescendingOrder);
+    // Another column keeps the order: only the same column flips it.
+    clickHeader(list, DumpModel::RecordNoColumn);
+    QCOMPARE(column(m, DumpModel::RecordNoColumn),
+             QStringList({"00004", "00003", "00002", "00001"}));
+    clickHeader(list, DumpModel::RecordNoColumn);
+    QCOMPARE(column(m, DumpModel::RecordNoColumn),
+             QStringList({"00001", "00002", "00003", "00004"}));
+
+    // A row clicked is read out in the status bar.
+    auto* panel = child<QLabel>(w, "StatusBar1_Panel1");
+    const QRect r = list->visualRect(m->index(3, 1));
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, r.center());
+    QCOMPARE(panel->text(), QStringLiteral("Date 2010/05/01 12:03:00   Temperature 23.46 C   "
+                                           "Humidity 55.10 %RH"));
+
+    // Extremes marked afterwards show in their rows without the list being
+    // refilled: the selected row stays selected.
+    list->setCurrentIndex(m->index(2, 0));
+    Stats_Mark(d, LogData);
+    Q_EMIT rig.session->dataSetChanged(LogData);
+    QCOMPARE(list->currentIndex().row(), 2);
+    QVERIFY(m->cellText(2, DumpModel::RemarksColumn).trimmed().size() > 0);
+  }
+
+  void droppedCsvIsShownAsTheFileSet() {
+    Rig rig;
+    fillSeconds(rig.session->data(), LogData, 10, 60);
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    QVERIFY(w.acceptDrops());
+    const qint64 before = pictureKey(w, "ondo");
+
+    const auto drop = [&w](const QString& path) {
+      QMimeData mime;
+      mime.setUrls({QUrl::fromLocalFile(path)});
+      QDragEnterEvent enter(QPoint(50, 50), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+      QApplication::sendEvent(&w, &enter);
+      QVERIFY(enter.isAccepted());
+      QDropEvent ev(QPointF(50, 50), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+      QApplication::sendEvent(&w, &ev);
+    };
+    drop(test::csvFixture(QStringLiteral("qm720xc.csv")));
+    QVERIFY2(rig.prompt.messages.isEmpty(), qPrintable(rig.prompt.messages.join('|')));
+    QCOMPARE(w.shownSet(), int(FileData));
+    QVERIFY(child<QRadioButton>(w, "Option7")->isChecked());
+    QCOMPARE(rig.session->data().info(FileData).Points, qint16(4));
+    QVERIFY(pictureKey(w, "ondo") != before);
+    QVERIFY(child<QLabel>(w, "FileInfo")->text().contains(QStringLiteral(" Point")));
+
+    // A file of another kind: a message, and the file set stays as it was.
+    QTemporaryDir dir;
+    const QString junk = dir.filePath(QStringLiteral("notes.csv"));
+    QFile f(junk);
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    f.write("hello,world\n");
+    f.close();
+    drop(junk);
+    QCOMPARE(rig.prompt.messages.size(), 1);
+    QCOMPARE(rig.session->data().info(FileData).Points, qint16(4));
+    QCOMPARE(w.shownSet(), int(FileData));
+  }
+
+  void graphImageIsSavedOrRefused() {
+    Rig rig;
+    fillSeconds(rig.session->data(), LogData, 100, 30);
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("g.png"));
+    rig.prompt.savePaths << path << dir.filePath(QStringLiteral("missing/dir/g.png"));
+    action(w, "mSaveGraph")->trigger();
+    QImage saved(path);
+    QVERIFY(!saved.isNull());
+    const QImage top = child<GraphView>(w, "ondo")->image();
+    const QImage bottom = child<GraphView>(w, "situdo")->image();
+    QVERIFY(saved.height() > top.height() + bottom.height() - 1);
+    QCOMPARE(saved.pixel(top.width() / 2, top.height() / 2),
+             top.pixel(top.width() / 2, top.height() / 2));
+    QVERIFY(rig.prompt.messages.isEmpty());
+
+    action(w, "mSaveGraph")->trigger();
+    QCOMPARE(rig.prompt.messages.size(), 1);
+    QVERIFY(
+        rig.prompt.messages[0].startsWith(QStringLiteral("The graph image could not be saved.")));
+  }
+
+  void realTimeSampleIsDrawn() {
+    Rig rig;
+    fillSeconds(rig.session->data(), LogData, 10, 60);
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    w.connectOnce(QStringLiteral("1"));
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && rig.session->connected(), 20000);
+    const qint64 before = pictureKey(w, "ondo");
+    QTest::mouseClick(child<QPushButton>(w, "Command1"), Qt::LeftButton);
+    QTRY_VERIFY_WITH_TIMEOUT(rig.session->data().info(RealTimeData).Points == 1, 20000);
+    QCOMPARE(w.shownSet(), int(RealTimeData));
+    QVERIFY(child<QRadioButton>(w, "Option6")->isChecked());
+    QVERIFY(pictureKey(w, "ondo") != before);
+    QVERIFY(pictureKey(w, "situdo") != before);
+  }
+};
+
+QTEST_MAIN(TstUiGraphs)
+#include "tst_ui_graphs.moc"
