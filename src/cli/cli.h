@@ -193,6 +193,8 @@ Command setNameCommand();
 Command setAlarmCommand();
 Command setModeCommand();
 Command recoverCommand();
+// Needs a QGuiApplication (text drawing).
+Command plotCommand();
 
 // Prints the `Caption: value` line.
 void printField(const QString& caption, const QString& value);

@@ -1,5 +1,7 @@
 // hygrotab-cli: global options, the command table and the help texts.
 #include <QCoreApplication>
+#include <QGuiApplication>
+#include <memory>
 
 #include "cli/cli.h"
 #include "link/connection.h"
@@ -12,7 +14,7 @@ namespace {
 std::vector<Command> commands() {
   return {statusCommand(),  measureCommand(),  downloadCommand(), startCommand(),
           stopCommand(),    setClockCommand(), setNameCommand(),  setAlarmCommand(),
-          setModeCommand(), recoverCommand()};
+          setModeCommand(), recoverCommand(),  plotCommand()};
 }
 
 QString toolHelp(const std::vector<Command>& cmds) {
@@ -42,10 +44,31 @@ QString toolHelp(const std::vector<Command>& cmds) {
   return h;
 }
 
+// The command word, found past the global options as main() reads them.
+QString commandWord(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    const QString a = QString::fromLocal8Bit(argv[i]);
+    if (!a.startsWith(QLatin1Char('-'))) return a;
+    if (!a.contains(QLatin1Char('=')) &&
+        (a == QLatin1String("--port") || a == QLatin1String("--baud") ||
+         a == QLatin1String("--data-dir")))
+      ++i;
+  }
+  return {};
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  QCoreApplication app(argc, argv);
+  // Drawing text needs the Gui application; it never shows a window, so it
+  // needs no display either.
+  std::unique_ptr<QCoreApplication> app;
+  if (commandWord(argc, argv) == QLatin1String("plot")) {
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+    app = std::make_unique<QGuiApplication>(argc, argv);
+  } else {
+    app = std::make_unique<QCoreApplication>(argc, argv);
+  }
   QCoreApplication::setApplicationName(kProgram);
   QCoreApplication::setApplicationVersion(QStringLiteral(HYGROTAB_VERSION));
 

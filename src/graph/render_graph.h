@@ -1,0 +1,173 @@
+#pragma once
+// The temperature and humidity graphs, drawn on any paint device through a
+// small drawing surface, and the arithmetic of the eight scroll bars that
+// choose what the graphs show.
+#include <QColor>
+#include <QFont>
+#include <QFontMetricsF>
+#include <QPainter>
+#include <QRect>
+#include <QString>
+#include <array>
+#include <memory>
+
+#include "data/datasets.h"
+
+class QPaintDevice;
+
+namespace hygro {
+
+// Colour numbers in the 0x00BBGGRR layout; only the low 24 bits are drawn.
+using GraphColorTable = std::array<quint32, 31>;
+// The dark scheme, for the screen. Entry 15 is kept as 0x0FFFFFFF.
+GraphColorTable Graph_Color_Set();
+// The light scheme, for paper.
+GraphColorTable Gray_Color_Set();
+// 0x00BBGGRR -> QColor (low 24 bits).
+QColor ColorFromNumber(quint32 bgr);
+
+// One scroll bar. `min` is the value at the left (top) end and `max` the
+// value at the right (bottom) end; the time bars run reversed, so their `min`
+// is the larger number. `value` always lies between the two.
+struct BarState {
+  int min = 0, max = 0, value = 0, smallStep = 1, largeStep = 1;
+  // `v` brought between the two ends, whichever is larger.
+  int clamp(int v) const;
+};
+
+struct ScrollState {  // the eight bars and what Scroll_Set computed
+  double GraphEndTime = 0, GraphStartTime = 0, ScrollUnit = 1;
+  BarState HScroll1, HScroll2, HScroll3, HScroll4, VScroll1, VScroll2, VScroll3, VScroll4;
+};
+
+// The bars as the window shows them before any data: the widest span, the
+// newest position, 0..40 C and 0..100 %.
+ScrollState InitialScrollState();
+
+// New limits for the set on display, with every value brought inside its
+// bar. Nothing changes when the set has no records. With `continuousRun` the
+// span bars are set to take in the whole set, so the newest sample stays at
+// the right edge.
+ScrollState Scroll_Set(const DataSets& sets, int set, const ScrollState& current,
+                       bool continuousRun);
+
+// The window the graphs read from the bars: span and position in whole
+// seconds, half-range and centre in units.
+struct GraphView {
+  double S = 0;
+  qint64 P = 0;
+  double H = 0, C = 0;
+  int halfRangeValue = 0;  // the half-range bar's value, in tenths
+  double B() const { return C - H; }
+  double T() const { return C + H; }
+};
+GraphView TemperatureView(const ScrollState& bars);
+// The humidity axis is kept to a half-range of 0.5 to 60 % and a centre of
+// 0 to 100 %.
+GraphView HumidityView(const ScrollState& bars);
+
+// The drawing operations the graphs use, over a QPainter. Coordinates are in
+// the user system that Scale sets up; either axis may run reversed, and then
+// TextWidth / TextHeight / ScaleWidth / ScaleHeight are negative, as
+// coordinates measured along that axis are.
+class Surface {
+ public:
+  // Paints on `device` within `area` (device pixels; empty: all of it).
+  explicit Surface(QPaintDevice& device, QRect area = {});
+  // Paints with a painter that is already active (a printer page).
+  explicit Surface(QPainter& painter, QRect area);
+  ~Surface();
+  Surface(const Surface&) = delete;
+  Surface& operator=(const Surface&) = delete;
+
+  // (x1, y1) is the upper-left corner of the area, (x2, y2) the lower-right.
+  void Scale(double x1, double y1, double x2, double y2);
+  double ScaleLeft() const { return x1_; }
+  double ScaleTop() const { return y1_; }
+  double ScaleWidth() const { return x2_ - x1_; }
+  double ScaleHeight() const { return y2_ - y1_; }
+
+  // A line in ForeColor (or `color` when given) with DrawWidth and DrawStyle.
+  void Line(double x1, double y1, double x2, double y2);
+  void Line(double x1, double y1, double x2, double y2, quint32 color);
+  // The outline of the box with corners (x1, y1) and (x2, y2).
+  void Box(double x1, double y1, double x2, double y2, quint32 color);
+  // The filled box with those corners, outline included.
+  void FilledBox(double x1, double y1, double x2, double y2, quint32 color);
+  // A dot DrawWidth pixels wide in ForeColor (or `color`).
+  void PSet(double x, double y);
+  void PSet(double x, double y, quint32 color);
+  // Fills the whole area with BackColor.
+  void Cls();
+
+  // Prints `text` with its upper-left corner at the current position, then
+  // moves to the start of the next line.
+  void Print(const QString& text);
+  double TextWidth(const QString& text);
+  double TextHeight(const QString& text);
+
+  double CurrentX = 0, CurrentY = 0;
+  int DrawWidth = 1;
+  int DrawStyle = 0;  // 0 solid, 1 dashed, 2 dotted, 3 dash-dot, 4 dash-dot-dot
+  int DrawMode = 13;  // 13 copy pen, 7 exclusive or (raster devices only)
+  quint32 ForeColor = 0xFFFFFF;
+  quint32 BackColor = 0;
+  void setFontSize(double points);
+  double FontSize() const { return fontSize_; }
+
+  // Device pixel of a user coordinate: the column or row it falls in.
+  int pixelX(double x) const;
+  int pixelY(double y) const;
+  double deviceX(double x) const;
+  double deviceY(double y) const;
+  QRect area() const { return area_; }
+  QPainter& painter() { return *painter_; }
+  // Lines and dots outside the box of these corners are cut off; an empty
+  // call lifts the limit.
+  void ClipTo(double x1, double y1, double x2, double y2);
+  void NoClip();
+
+ private:
+  void applyPen(quint32 color);
+  void applyMode();
+  const QFontMetricsF& metrics();
+
+  std::unique_ptr<QPainter> own_;
+  QPainter* painter_ = nullptr;
+  QRect area_;
+  double x1_ = 0, y1_ = 0, x2_ = 1, y2_ = 1;
+  double fontSize_ = 9;
+  QFont font_;
+  std::unique_ptr<QFontMetricsF> metrics_;
+};
+
+// Whole graphs of `set` from the bars. False (nothing drawn, the picture
+// left as it was) when the set has no records or a graph is being drawn.
+bool Temp_Graph(Surface& surface, const DataSets& sets, int set, const ScrollState& bars,
+                const GraphColorTable& colors);
+bool Humi_Graph(Surface& surface, const DataSets& sets, int set, const ScrollState& bars,
+                const GraphColorTable& colors);
+// True while Temp_Graph or Humi_Graph runs.
+bool Graph_Busy();
+
+// The grid, bound lines, curve, labels and end marker of one graph, for a
+// surface already scaled to the graph (printing uses it directly). `unit` is
+// "C" for temperature, "％" for humidity.
+void Graph_Grid_Draw(Surface& surface, double S, qint64 P, double B, double T, int halfRangeValue,
+                     const QString& unit, const DataSets& sets, int set, double graphEndTime,
+                     const GraphColorTable& colors);
+
+// The curve of the records inside the window. With `perRecord` every pair of
+// neighbours gets its own line; otherwise a column crossed by many records
+// is drawn once as the span they cover, which lights the same pixels.
+void Graph_Data_Draw(Surface& surface, double S, qint64 P, double B, double T, const QString& unit,
+                     const DataSets& sets, int set, double graphEndTime,
+                     const GraphColorTable& colors, bool perRecord = false);
+
+// The status bar text for the pointer at column `x` of a graph `widthPixels`
+// wide: the record nearest to that moment. Empty during a continuous run,
+// without records, or outside the plot.
+QString Graph_Cursor_Disp(int x, int widthPixels, const DataSets& sets, int set,
+                          const ScrollState& bars, bool continuousRun);
+
+}  // namespace hygro

@@ -1,0 +1,408 @@
+// The graphs: tick arithmetic without drawing, the scroll bar limits, and
+// drawings on a QImage checked by the colours where things must (not) be.
+#include <QImage>
+#include <QtTest>
+#include <random>
+
+#include "data/datasets.h"
+#include "data/formats.h"
+#include "graph/render_graph.h"
+#include "graph/render_ticks.h"
+
+using namespace hygro;
+namespace tk = hygro::ticks;
+
+namespace {
+
+const QString kPercent = QStringLiteral(u"\uFF05");
+constexpr double kSec = 1.0 / 86400.0;
+const double kEnd = fmt::dateSerial(2023, 6, 1, 12, 0, 0);
+
+struct Sample {
+  qint64 age;  // seconds before kEnd
+  float temperature;
+  float humidity;
+  int block = 1;
+};
+
+void fill(DataSets& sets, const std::vector<Sample>& samples, const QString& model = "QM720-XC") {
+  sets.Empty(FileData);
+  int n = 0;
+  for (const Sample& s : samples) {
+    MeasurementRecord r;
+    r.Time = kEnd - s.age * kSec;
+    r.Temperature = s.temperature;
+    r.Humidity = s.humidity;
+    r.Block = float(s.block);
+    sets.Put(FileData, ++n, r);
+  }
+  sets.info(FileData).Points = qint16(n);
+  sets.info(FileData).Model = model;
+}
+
+// Bars that show `span` seconds ending `position` seconds before the newest
+// record, 0..40 C and 0..100 %.
+ScrollState view(const DataSets& sets, int span, int position) {
+  ScrollState s = Scroll_Set(sets, FileData, InitialScrollState(), false);
+  s.HScroll1.value = s.HScroll3.value = span;
+  s.HScroll2.value = s.HScroll4.value = position;
+  s.VScroll1.value = 200;
+  s.VScroll2.value = 200;
+  s.VScroll3.value = 500;
+  s.VScroll4.value = 500;
+  return s;
+}
+
+QColor color(quint32 bgr) { return ColorFromNumber(bgr); }
+
+// Draws one graph on a fresh 1280x400 image; `at` gets the pixel of user
+// coordinates while the surface is scaled to the graph.
+struct Drawing {
+  QImage image{1280, 400, QImage::Format_RGB32};
+  bool drawn = false;
+  std::function<QPoint(double, double)> at;
+  std::vector<std::pair<double, double>> wanted;
+  std::vector<QPoint> points;
+
+  QColor pixel(int i) const { return image.pixelColor(points[size_t(i)]); }
+};
+
+Drawing draw(const DataSets& sets, const ScrollState& bars, bool humidity,
+             std::vector<std::pair<double, double>> wanted) {
+  Drawing d;
+  d.image.fill(Qt::black);
+  d.wanted = std::move(wanted);
+  Surface surface(d.image);
+  const GraphColorTable colors = Graph_Color_Set();
+  d.drawn = humidity ? Humi_Graph(surface, sets, FileData, bars, colors)
+                     : Temp_Graph(surface, sets, FileData, bars, colors);
+  for (const auto& [x, y] : d.wanted) d.points.emplace_back(surface.pixelX(x), surface.pixelY(y));
+  return d;
+}
+
+int countColor(const QImage& img, QRect r, QColor c) {
+  int n = 0;
+  for (int y = r.top(); y <= r.bottom(); ++y)
+    for (int x = r.left(); x <= r.right(); ++x)
+      if (img.pixelColor(x, y) == c) ++n;
+  return n;
+}
+
+}  // namespace
+
+class TstRenderGraph : public QObject {
+  Q_OBJECT
+
+ private slots:
+  void timeSpansChooseStepColourAndLabels();
+  void monthStartIsLabelledWhateverTheSpan();
+  void startSearchKeepsItsLastHit();
+  void valueGridAndLabelThresholdsDiffer();
+  void scrollLimitsFollowTheDataSet();
+  void gridLineHasItsColour();
+  void boundLinesOnlyForTemperatureOfTheBoundModel();
+  void noSegmentAcrossARunGap();
+  void newestDotAndEndMarker();
+  void columnEnvelopeLightsTheSamePixelsAsOneLinePerRecord();
+  void emptySetDrawsNothing();
+  void cursorReadOut();
+};
+
+void TstRenderGraph::timeSpansChooseStepColourAndLabels() {
+  const double t = fmt::dateSerial(2023, 6, 1, 11, 7, 3);  // an ordinary second
+  const double ten = fmt::dateSerial(2023, 6, 1, 11, 7, 10);
+  const double minute = fmt::dateSerial(2023, 6, 1, 11, 7, 0);
+  const double noon = fmt::dateSerial(2023, 6, 1, 12, 0, 0);
+  struct Case {
+    double S;
+    qint64 step;
+  } cases[] = {{9, 1},    {10, 1},     {59, 1},       {60, 1},        {399, 1},
+               {400, 60}, {11999, 60}, {12000, 3600}, {719999, 3600}, {720000, 86400}};
+  for (const Case& c : cases) QCOMPARE(tk::TimeGridVisit(c.S, 0, kEnd).step, c.step);
+
+  // Every second is labelled under 10 s, every ten seconds under 60 s.
+  QCOMPARE(tk::TimeLabel(t, 9), QStringLiteral("11:07:03"));
+  QCOMPARE(tk::TimeLabel(t, 10), QString());
+  QCOMPARE(tk::TimeLabel(ten, 59), QStringLiteral("11:07:10"));
+  QCOMPARE(tk::TimeLabel(ten, 60), QString());
+  QCOMPARE(tk::TimeLabel(minute, 599), QStringLiteral("11:07:00"));
+  QCOMPARE(tk::TimeLabel(minute, 600), QString());
+
+  // Every second gets a line under 400 s, every minute under 12000 s, hours
+  // and noon under 720000 s; midnights always.
+  QCOMPARE(tk::TimeGridColor(t, 399), int(tk::kEverySecond));
+  QCOMPARE(tk::TimeGridColor(t, 400), tk::kNoLine);
+  QCOMPARE(tk::TimeGridColor(minute, 11999), int(tk::kMinute));
+  QCOMPARE(tk::TimeGridColor(minute, 12000), tk::kNoLine);
+  QCOMPARE(tk::TimeGridColor(noon, 719999), int(tk::kNoon));
+  QCOMPARE(tk::TimeGridColor(noon, 720000), tk::kNoLine);
+  QCOMPARE(tk::TimeGridColor(fmt::dateSerial(2023, 6, 2, 0, 0, 0), 720000), int(tk::kMidnight));
+  QCOMPARE(tk::TimeGridColor(fmt::dateSerial(2023, 6, 1, 11, 30, 0), 11999), int(tk::kHalfHour));
+  // Every ten minutes under 1800 s, the half hour under 3600 s.
+  QCOMPARE(tk::TimeLabel(fmt::dateSerial(2023, 6, 1, 11, 40, 0), 1799), QStringLiteral("11:40:00"));
+  QCOMPARE(tk::TimeLabel(fmt::dateSerial(2023, 6, 1, 11, 40, 0), 1800), QString());
+  QCOMPARE(tk::TimeLabel(fmt::dateSerial(2023, 6, 1, 11, 30, 0), 3599), QStringLiteral("11:30:00"));
+  QCOMPARE(tk::TimeLabel(fmt::dateSerial(2023, 6, 1, 11, 30, 0), 3600), QString());
+}
+
+void TstRenderGraph::monthStartIsLabelledWhateverTheSpan() {
+  const double first = fmt::dateSerial(2023, 4, 1, 0, 0, 0);
+  const double second = fmt::dateSerial(2023, 4, 2, 0, 0, 0);
+  QCOMPARE(tk::TimeLabel(first, 5), QStringLiteral("4/1"));
+  QCOMPARE(tk::TimeLabel(first, 5000000), QStringLiteral("4/1"));
+  QCOMPARE(tk::TimeLabel(second, 5), QStringLiteral("4/2"));
+  QCOMPARE(tk::TimeLabel(second, 2267999), QStringLiteral("4/2"));
+  QCOMPARE(tk::TimeLabel(second, 2268000), QString());
+  QCOMPARE(tk::TimeGridColor(first, 5000000), int(tk::kMonthStart));
+}
+
+void TstRenderGraph::startSearchKeepsItsLastHit() {
+  // kEnd is 12:00:00, so age 120 is 11:58:00, a whole minute: the search
+  // over 120..180 hits twice and keeps 180.
+  tk::TimeVisit v = tk::TimeGridVisit(400, 120, kEnd);
+  QCOMPARE(v.start, qint64(180));
+  QCOMPARE(v.step, qint64(60));
+  QCOMPARE(v.end, qint64(520));
+  v = tk::TimeGridVisit(400, 125, kEnd);
+  QCOMPARE(v.start, qint64(180));
+  // The hour search starts from the minute found (60) and keeps 3600.
+  v = tk::TimeGridVisit(12000, 0, kEnd);
+  QCOMPARE(v.start, qint64(3600));
+  QCOMPARE(v.step, qint64(3600));
+  // Under 400 s nothing is searched.
+  v = tk::TimeGridVisit(399, 120, kEnd);
+  QCOMPARE(v.start, qint64(120));
+  QCOMPARE(v.step, qint64(1));
+}
+
+void TstRenderGraph::valueGridAndLabelThresholdsDiffer() {
+  const QString C = QStringLiteral("C");
+  // Fives: grid while V <= 200, label while V < 250.
+  QCOMPARE(tk::ValueGridColor(50, 200), int(tk::kFives));
+  QCOMPARE(tk::ValueGridColor(50, 201), tk::kNoLine);
+  QCOMPARE(tk::ValueLabel(50, 249, C), QStringLiteral("5C"));
+  QCOMPARE(tk::ValueLabel(50, 250, C), QString());
+  // Ones: grid while V <= 100, label while V < 50.
+  QCOMPARE(tk::ValueGridColor(30, 100), int(tk::kOnes));
+  QCOMPARE(tk::ValueGridColor(30, 101), tk::kNoLine);
+  QCOMPARE(tk::ValueLabel(30, 49, C), QStringLiteral("3C"));
+  QCOMPARE(tk::ValueLabel(30, 50, C), QString());
+  // Halves and tenths.
+  QCOMPARE(tk::ValueGridColor(-5, 50), int(tk::kHalves));
+  QCOMPARE(tk::ValueLabel(-5, 9, C), QStringLiteral("-0.5C"));
+  QCOMPARE(tk::ValueLabel(-5, 10, C), QString());
+  QCOMPARE(tk::ValueGridColor(1, 10), int(tk::kTenths));
+  QCOMPARE(tk::ValueGridColor(1, 11), tk::kNoLine);
+  QCOMPARE(tk::ValueLabel(1, 4, kPercent), QStringLiteral(u"0.1\uFF05"));
+  QCOMPARE(tk::ValueLabel(1, 5, kPercent), QString());
+  // Zero and tens always have a line; every 20 units always a label, every
+  // ten while V < 500.
+  QCOMPARE(tk::ValueGridColor(0, 1000), int(tk::kZeroLine));
+  QCOMPARE(tk::ValueGridColor(-100, 1000), int(tk::kTens));
+  QCOMPARE(tk::ValueLabel(200, 1000, C), QStringLiteral("20C"));
+  QCOMPARE(tk::ValueLabel(100, 499, C), QStringLiteral("10C"));
+  QCOMPARE(tk::ValueLabel(100, 500, C), QString());
+  // The visit starts at the whole unit at or below B.
+  tk::ValueVisit v = tk::ValueGridVisit(12.5, 13);
+  QCOMPARE(v.firstK, qint64(120));
+  QCOMPARE(v.lastK, qint64(130));
+  v = tk::ValueGridVisit(-12.5, 0.3);
+  QCOMPARE(v.firstK, qint64(-130));
+  QCOMPARE(v.lastK, qint64(3));
+}
+
+void TstRenderGraph::scrollLimitsFollowTheDataSet() {
+  DataSets sets;
+  const ScrollState initial = InitialScrollState();
+  // No records: nothing changes.
+  ScrollState s = Scroll_Set(sets, FileData, initial, false);
+  QCOMPARE(s.HScroll1.min, initial.HScroll1.min);
+  QCOMPARE(s.GraphEndTime, 0.0);
+
+  fill(sets, {{32767, 20, 50}, {0, 21, 51}});
+  s = Scroll_Set(sets, FileData, initial, false);
+  QCOMPARE(s.ScrollUnit, 1.0);
+  QCOMPARE(s.HScroll1.min, 32768);
+  QCOMPARE(s.HScroll1.value, 32767);  // the widest span takes in the whole set
+  QCOMPARE(s.HScroll2.min, 0);        // wider than the data: no scrolling
+  QCOMPARE(s.GraphEndTime, kEnd);
+  QCOMPARE(s.GraphStartTime, kEnd - 32767 * kSec);
+
+  fill(sets, {{32768, 20, 50}, {0, 21, 51}});
+  s = Scroll_Set(sets, FileData, initial, false);
+  QCOMPARE(s.ScrollUnit, 32768.0 / 32767.0);
+  QCOMPARE(s.HScroll1.min, 32767);
+  QCOMPARE(s.HScroll3.min, 32767);
+
+  fill(sets, {{30, 20, 50}, {0, 21, 51}});
+  s = Scroll_Set(sets, FileData, initial, false);
+  QCOMPARE(s.HScroll1.min, 50);
+  QCOMPARE(s.HScroll1.value, 50);
+
+  // A narrow span over a long set lets the position bar reach back.
+  fill(sets, {{10000, 20, 50}, {0, 21, 51}});
+  ScrollState narrow = initial;
+  narrow.HScroll1.value = 1000;
+  narrow.HScroll3.value = 20000;
+  narrow.HScroll2.value = 30000;  // beyond the new limit: brought back
+  s = Scroll_Set(sets, FileData, narrow, false);
+  QCOMPARE(s.HScroll2.min, 9000);
+  QCOMPARE(s.HScroll2.value, 9000);
+  QCOMPARE(s.HScroll4.min, 0);
+  // A continuous run widens the span to the whole set.
+  s = Scroll_Set(sets, FileData, narrow, true);
+  QCOMPARE(s.HScroll1.value, 10001);
+  QCOMPARE(s.HScroll2.min, 0);
+  QCOMPARE(s.HScroll2.value, 0);
+}
+
+void TstRenderGraph::gridLineHasItsColour() {
+  DataSets sets;
+  fill(sets, {{3600, 20, 50}, {0, 20, 50}});
+  const GraphColorTable c = Graph_Color_Set();
+  // Ages 1800 (11:30), 420 (11:53) and 0 (12:00); y = 17.3 lies between
+  // value lines.
+  const Drawing d =
+      draw(sets, view(sets, 3600, 0), false, {{1800, 17.3}, {420, 17.3}, {3030, 25}, {3030, 25.1}});
+  QVERIFY(d.drawn);
+  QCOMPARE(d.pixel(0), color(c[tk::kHalfHour]));
+  QCOMPARE(d.pixel(1), color(c[tk::kMinute]));
+  QCOMPARE(d.pixel(2), color(c[tk::kFives]));
+  QCOMPARE(d.pixel(3), QColor(Qt::black));  // no tenths at this zoom
+}
+
+void TstRenderGraph::boundLinesOnlyForTemperatureOfTheBoundModel() {
+  DataSets sets;
+  const std::vector<Sample> samples = {{3600, 10, 10}, {1, 10, 10}};
+  const QColor upper = color(Graph_Color_Set()[tk::kUpperBound]);
+  const QColor lower = color(Graph_Color_Set()[tk::kLowerBound]);
+  auto withBounds = [&](const QString& model) {
+    fill(sets, samples, model);
+    DataSetInfo& info = sets.info(FileData);
+    info.UpperRaw = 6960;  // 30 C
+    info.UpperOn = true;
+    info.LowerRaw = 4460;  // 5 C
+    info.LowerOn = true;
+  };
+  // The row at 30 (units) from the left edge to the right edge.
+  auto rowCount = [&](bool humidity, double y, QColor c) {
+    Drawing d = draw(sets, view(sets, 3600, 0), humidity, {{3600, y}, {0, y}});
+    const QRect row(QPoint(d.points[0].x(), d.points[0].y()),
+                    QPoint(d.points[1].x(), d.points[0].y()));
+    return countColor(d.image, row, c);
+  };
+  withBounds(QStringLiteral("QM720-XC"));
+  const int dotted = rowCount(false, 30, upper);
+  QVERIFY2(dotted > 100 && dotted < 1100, qPrintable(QString::number(dotted)));  // dots, not solid
+  QVERIFY(rowCount(false, 30 - 39.6 + 39.6, upper) > 0);
+  QVERIFY(rowCount(false, 44.6 - 39.6, lower) > 100);
+  QCOMPARE(rowCount(true, 30, upper), 0);
+  QCOMPARE(rowCount(true, 5, lower), 0);
+  withBounds(QStringLiteral("QM720-XCB"));
+  QCOMPARE(rowCount(false, 30, upper), 0);
+  QCOMPARE(rowCount(false, 5, lower), 0);
+  withBounds(QStringLiteral("QM720-XC"));
+  sets.info(FileData).UpperOn = false;
+  QCOMPARE(rowCount(false, 30, upper), 0);
+}
+
+void TstRenderGraph::noSegmentAcrossARunGap() {
+  DataSets sets;
+  const QColor white = color(Graph_Color_Set()[tk::kCurve]);
+  auto whiteInGap = [&](int secondBlock) {
+    std::vector<Sample> s;
+    for (int a = 3000; a >= 2000; a -= 10) s.push_back({a, 10, 10, 1});
+    for (int a = 1000; a >= 0; a -= 10) s.push_back({a, 30, 30, secondBlock});
+    fill(sets, s);
+    Drawing d = draw(sets, view(sets, 3600, 0), false, {{1900, 38}, {1100, 2}});
+    return countColor(d.image, QRect(d.points[0], d.points[1]), white);
+  };
+  QCOMPARE(whiteInGap(2), 0);
+  QVERIFY(whiteInGap(1) > 0);  // same run: the samples are joined
+}
+
+void TstRenderGraph::newestDotAndEndMarker() {
+  DataSets sets;
+  std::vector<Sample> s;
+  for (int a = 7200; a >= 0; a -= 60) s.push_back({a, a == 0 ? 20.0f : 10.0f, 50});
+  fill(sets, s);
+  const GraphColorTable c = Graph_Color_Set();
+  // At the newest data: the red dot on the newest value, no end line.
+  Drawing d = draw(sets, view(sets, 3600, 0), false, {{0, 20}, {0, 35}});
+  QCOMPARE(d.pixel(0), color(c[tk::kNewestDot]));
+  QVERIFY(d.pixel(1) != color(c[tk::kCurve]));
+  // Scrolled back: the end line in the curve colour, and no dot.
+  d = draw(sets, view(sets, 3600, 600), false, {{0, 20}, {0, 35}});
+  QCOMPARE(d.pixel(1), color(c[tk::kCurve]));
+  QCOMPARE(countColor(d.image, d.image.rect(), color(c[tk::kNewestDot])), 0);
+}
+
+void TstRenderGraph::columnEnvelopeLightsTheSamePixelsAsOneLinePerRecord() {
+  DataSets sets;
+  std::mt19937 rng(7);
+  std::normal_distribution<float> noise(0, 0.4f);
+  std::vector<Sample> s;
+  int block = 1;
+  // Dense at first, sparse later, with run breaks and a lone sample.
+  qint64 age = 200000;
+  for (int n = 0; n < 32767; ++n) {
+    if (n % 5000 == 4999) ++block;
+    if (n == 20000) block += 1;
+    if (n == 20001) block += 1;
+    s.push_back({age, 20 + 15 * std::sin(n / 300.0f) + noise(rng), 50 + noise(rng), block});
+    age -= n < 30000 ? 5 : 47;
+  }
+  fill(sets, s);
+  for (const auto& [span, pos] : {std::pair{32767, 0}, std::pair{3000, 2000}, std::pair{40, 0}}) {
+    ScrollState bars = view(sets, span, pos);
+    const double S = std::llround(span * bars.ScrollUnit);
+    const qint64 P = std::llround(pos * bars.ScrollUnit);
+    QImage a(1280, 400, QImage::Format_RGB32), b(1280, 400, QImage::Format_RGB32);
+    for (auto [img, perRecord] : {std::pair{&a, false}, std::pair{&b, true}}) {
+      img->fill(Qt::black);
+      Surface surface(*img);
+      surface.Scale(S, 40, -S / 20, -4);
+      surface.ClipTo(S, 40, 0, 0);
+      Graph_Data_Draw(surface, S, P, 0, 40, QStringLiteral("C"), sets, FileData, bars.GraphEndTime,
+                      Graph_Color_Set(), perRecord);
+    }
+    QVERIFY(countColor(b, b.rect(), Qt::white) > 100);
+    QVERIFY2(a == b, qPrintable(QStringLiteral("span %1 position %2").arg(span).arg(pos)));
+  }
+}
+
+void TstRenderGraph::emptySetDrawsNothing() {
+  DataSets sets;
+  QImage img(200, 100, QImage::Format_RGB32);
+  img.fill(Qt::blue);
+  {
+    Surface surface(img);
+    QVERIFY(!Temp_Graph(surface, sets, FileData, InitialScrollState(), Graph_Color_Set()));
+    QVERIFY(!Humi_Graph(surface, sets, FileData, InitialScrollState(), Graph_Color_Set()));
+  }
+  QCOMPARE(countColor(img, img.rect(), Qt::blue), 200 * 100);
+  QVERIFY(!Graph_Busy());
+  QCOMPARE(Graph_Color_Set()[15], 0x0FFFFFFFu);
+  QCOMPARE(ColorFromNumber(Graph_Color_Set()[15]), QColor(Qt::white));
+  QCOMPARE(ColorFromNumber(0x00FFFF), QColor(255, 255, 0));  // 0x00BBGGRR
+}
+
+void TstRenderGraph::cursorReadOut() {
+  DataSets sets;
+  fill(sets, {{1000, 12.345f, 40.5f}, {500, 20, 50}, {0, -3.5f, 60}});
+  const ScrollState bars = view(sets, 1050, 0);
+  // 1050 s over the plot, 52.5 s in the margin: 1.05 s a pixel at 1050 wide.
+  QCOMPARE(Graph_Cursor_Disp(0, 1050, sets, FileData, bars, false),
+           QStringLiteral("Date 2023/06/01 11:43:20   Temperature 12.35 C   Humidity 40.50 %RH"));
+  QCOMPARE(Graph_Cursor_Disp(520, 1050, sets, FileData, bars, false),
+           QStringLiteral("Date 2023/06/01 11:51:40   Temperature 20.00 C   Humidity 50.00 %RH"));
+  QCOMPARE(Graph_Cursor_Disp(990, 1050, sets, FileData, bars, false),
+           QStringLiteral("Date 2023/06/01 12:00:00   Temperature -3.50 C   Humidity 60.00 %RH"));
+  QCOMPARE(Graph_Cursor_Disp(1040, 1050, sets, FileData, bars, false), QString());  // margin
+  QCOMPARE(Graph_Cursor_Disp(520, 1050, sets, FileData, bars, true), QString());
+  DataSets empty;
+  QCOMPARE(Graph_Cursor_Disp(520, 1050, empty, FileData, bars, false), QString());
+}
+
+QTEST_MAIN(TstRenderGraph)
+#include "tst_render_graph.moc"
