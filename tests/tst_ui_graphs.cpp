@@ -70,7 +70,7 @@ QAction* action(QWidget& w, const char* name) {
 }
 
 qint64 pictureKey(QWidget& w, const char* graph) {
-  return child<GraphView>(w, graph)->image().cacheKey();
+  return child<GraphPicture>(w, graph)->image().cacheKey();
 }
 
 const double kNoon = fmt::dateSerial(2010, 5, 1, 12, 0, 0);
@@ -111,7 +111,7 @@ class TstUiGraphs : public QObject {
 
     // The log is shown as a graph from the start; Graph again draws nothing new.
     const qint64 logPicture = pictureKey(w, "ondo");
-    QVERIFY(!child<GraphView>(w, "ondo")->image().isNull());
+    QVERIFY(!child<GraphPicture>(w, "ondo")->image().isNull());
     QTest::mouseClick(child<QRadioButton>(w, "Option8"), Qt::LeftButton);
     QCOMPARE(pictureKey(w, "ondo"), logPicture);
 
@@ -198,7 +198,13 @@ class TstUiGraphs : public QObject {
     QVERIFY(pictureKey(w, "ondo") != t);
     QCOMPARE(pictureKey(w, "situdo"), h);
 
+    // The humidity bars leave the temperature graph alone.
     t = pictureKey(w, "ondo");
+    child<QScrollBar>(w, "HScroll3")->setValue(3600);
+    QCOMPARE(pictureKey(w, "ondo"), t);
+    QVERIFY(pictureKey(w, "situdo") != h);
+    h = pictureKey(w, "situdo");
+    QVERIFY(hpos->maximum() > 0);
     hpos->setValue(hpos->minimum() + 1);
     QCOMPARE(pictureKey(w, "ondo"), t);
     QVERIFY(pictureKey(w, "situdo") != h);
@@ -236,7 +242,7 @@ class TstUiGraphs : public QObject {
     Form1 w(rig.session.get(), &rig.prompt);
     w.show();
     QVERIFY(QTest::qWaitForWindowExposed(&w));
-    auto* ondo = child<GraphView>(w, "ondo");
+    auto* ondo = child<GraphPicture>(w, "ondo");
     auto* panel = child<QLabel>(w, "StatusBar1_Panel1");
     panel->clear();
     QTest::mouseMove(ondo, QPoint(ondo->width() / 2, ondo->height() / 2));
@@ -246,7 +252,7 @@ class TstUiGraphs : public QObject {
     QVERIFY2(form.match(panel->text()).hasMatch(), qPrintable(panel->text()));
 
     // From the humidity graph as well, and nothing while a run is on.
-    auto* situdo = child<GraphView>(w, "situdo");
+    auto* situdo = child<GraphPicture>(w, "situdo");
     panel->clear();
     QTest::mouseMove(situdo, QPoint(situdo->width() / 3, situdo->height() / 2));
     QTRY_VERIFY_WITH_TIMEOUT(form.match(panel->text()).hasMatch(), 10000);
@@ -348,8 +354,8 @@ class TstUiGraphs : public QObject {
     action(w, "mSaveGraph")->trigger();
     QImage saved(path);
     QVERIFY(!saved.isNull());
-    const QImage top = child<GraphView>(w, "ondo")->image();
-    const QImage bottom = child<GraphView>(w, "situdo")->image();
+    const QImage top = child<GraphPicture>(w, "ondo")->image();
+    const QImage bottom = child<GraphPicture>(w, "situdo")->image();
     QVERIFY(saved.height() > top.height() + bottom.height() - 1);
     QCOMPARE(saved.pixel(top.width() / 2, top.height() / 2),
              top.pixel(top.width() / 2, top.height() / 2));

@@ -13,19 +13,14 @@ namespace hygro {
 
 namespace {
 
-QColor tableColour(quint32 bgr) {
-  return QColor(static_cast<int>(bgr & 0xFF), static_cast<int>((bgr >> 8) & 0xFF),
-                static_cast<int>((bgr >> 16) & 0xFF));
-}
-
 // The plot background of the screen's dark scheme.
 const QColor kBackground(Qt::black);
 
 }  // namespace
 
-// ---- GraphView
+// ---- GraphPicture
 
-GraphView::GraphView(const QString& name, QWidget* parent) : QWidget(parent) {
+GraphPicture::GraphPicture(const QString& name, QWidget* parent) : QWidget(parent) {
   setObjectName(name);
   setMouseTracking(true);
   setAttribute(Qt::WA_OpaquePaintEvent);
@@ -33,7 +28,7 @@ GraphView::GraphView(const QString& name, QWidget* parent) : QWidget(parent) {
   setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
 }
 
-QImage& GraphView::buffer() {
+QImage& GraphPicture::buffer() {
   const QSize want = size().expandedTo(QSize(1, 1));
   if (buffer_.size() != want) {
     buffer_ = QImage(want, QImage::Format_RGB32);
@@ -42,7 +37,7 @@ QImage& GraphView::buffer() {
   return buffer_;
 }
 
-void GraphView::paintEvent(QPaintEvent*) {
+void GraphPicture::paintEvent(QPaintEvent*) {
   QPainter p(this);
   if (buffer_.isNull())
     p.fillRect(rect(), kBackground);
@@ -50,12 +45,12 @@ void GraphView::paintEvent(QPaintEvent*) {
     p.drawImage(0, 0, buffer_);
 }
 
-void GraphView::mouseMoveEvent(QMouseEvent* event) {
+void GraphPicture::mouseMoveEvent(QMouseEvent* event) {
   Q_EMIT mouseMoved(qRound(event->position().x()), width());
   QWidget::mouseMoveEvent(event);
 }
 
-void GraphView::resizeEvent(QResizeEvent* event) {
+void GraphPicture::resizeEvent(QResizeEvent* event) {
   QWidget::resizeEvent(event);
   Q_EMIT resized();
 }
@@ -64,8 +59,8 @@ void GraphView::resizeEvent(QResizeEvent* event) {
 
 GraphPanel::GraphPanel(const DataSets& sets, QWidget* parent)
     : QWidget(parent), sets_(sets), colors_(Graph_Color_Set()) {
-  ondo_ = new GraphView(QStringLiteral("ondo"));
-  situdo_ = new GraphView(QStringLiteral("situdo"));
+  ondo_ = new GraphPicture(QStringLiteral("ondo"));
+  situdo_ = new GraphPicture(QStringLiteral("situdo"));
 
   const QString spanTip = QStringLiteral("Time span shown (left: wider)");
   const QString posTip = QStringLiteral("Position in time (right: newest)");
@@ -91,7 +86,7 @@ GraphPanel::GraphPanel(const DataSets& sets, QWidget* parent)
     l->setFont(f);
     return l;
   };
-  const auto addGraph = [&](int row, GraphView* view, Bar span, Bar pos, Bar range, Bar centre) {
+  const auto addGraph = [&](int row, GraphPicture* view, Bar span, Bar pos, Bar range, Bar centre) {
     grid->addWidget(view, row, 0);
     grid->addWidget(bars_[range], row, 1);
     grid->addWidget(bars_[centre], row, 2);
@@ -112,13 +107,13 @@ GraphPanel::GraphPanel(const DataSets& sets, QWidget* parent)
 
   applyState(InitialScrollState());
 
-  connect(ondo_, &GraphView::mouseMoved, this, &GraphPanel::Graph_Cursor_Disp);
-  connect(situdo_, &GraphView::mouseMoved, this, &GraphPanel::Graph_Cursor_Disp);
+  connect(ondo_, &GraphPicture::mouseMoved, this, &GraphPanel::Graph_Cursor_Disp);
+  connect(situdo_, &GraphPicture::mouseMoved, this, &GraphPanel::Graph_Cursor_Disp);
   // A new size needs a new picture; the limits do not change with it.
-  connect(ondo_, &GraphView::resized, this, [this] {
+  connect(ondo_, &GraphPicture::resized, this, [this] {
     if (Temp_Graph()) ondo_->update();
   });
-  connect(situdo_, &GraphView::resized, this, [this] {
+  connect(situdo_, &GraphPicture::resized, this, [this] {
     if (Humi_Graph()) situdo_->update();
   });
 }
@@ -219,7 +214,7 @@ void GraphPanel::Scroll_Set() {
 }
 
 void GraphPanel::redraw() {
-  if (graphBusy_) return;
+  if (graphBusy()) return;
   Scroll_Set();
   if (Temp_Graph()) ondo_->update();
   if (Humi_Graph()) situdo_->update();
@@ -228,14 +223,14 @@ void GraphPanel::redraw() {
 void GraphPanel::barChanged(bool temperature, bool humidity) {
   // A continuous run draws after each sample by itself; meanwhile the bars
   // only take their new places.
-  if (continuousRun() || graphBusy_) return;
+  if (continuousRun() || graphBusy()) return;
   Scroll_Set();
   if (temperature && Temp_Graph()) ondo_->update();
   if (humidity && Humi_Graph()) situdo_->update();
 }
 
-bool GraphPanel::drawInto(GraphView* view, bool temperature) {
-  if (graphBusy_) return false;
+bool GraphPanel::drawInto(GraphPicture* view, bool temperature) {
+  if (graphBusy()) return false;
   const int set = shownSet();
   if (sets_.info(set).Points <= 0) return false;
   graphBusy_ = true;
@@ -260,7 +255,7 @@ bool GraphPanel::Temp_Graph() { return drawInto(ondo_, true); }
 bool GraphPanel::Humi_Graph() { return drawInto(situdo_, false); }
 
 void GraphPanel::Graph_Cursor_Disp(int x, int width) {
-  if (graphBusy_) {
+  if (graphBusy()) {
     Q_EMIT cursorText(QString());
     return;
   }
@@ -274,7 +269,7 @@ QImage GraphPanel::graphsImage() const {
   const int gap = 4;
   QImage out(qMax(top.width(), bottom.width()), top.height() + gap + bottom.height(),
              QImage::Format_RGB32);
-  out.fill(tableColour(0xFFFFFF));
+  out.fill(Qt::white);
   QPainter p(&out);
   p.drawImage(0, 0, top);
   p.drawImage(0, top.height() + gap, bottom);

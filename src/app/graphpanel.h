@@ -19,10 +19,10 @@ namespace hygro {
 class DataSets;
 
 // One graph's picture: the back buffer, and the pointer's x for the read-out.
-class GraphView : public QWidget {
+class GraphPicture : public QWidget {
   Q_OBJECT
  public:
-  explicit GraphView(const QString& name, QWidget* parent = nullptr);
+  explicit GraphPicture(const QString& name, QWidget* parent = nullptr);
   const QImage& image() const { return buffer_; }
   // The buffer at the widget's size; a new one starts on the background.
   QImage& buffer();
@@ -59,9 +59,10 @@ class GraphPanel : public QWidget {
   // Sets values, limits and steps of the eight bars without their handlers.
   void applyState(const ScrollState& s);
 
-  bool graphBusy() const { return graphBusy_; }
-  GraphView* ondo() const { return ondo_; }
-  GraphView* situdo() const { return situdo_; }
+  // A graph is being drawn (here or by the renderer for anyone else).
+  bool graphBusy() const { return graphBusy_ || Graph_Busy(); }
+  GraphPicture* ondo() const { return ondo_; }
+  GraphPicture* situdo() const { return situdo_; }
   // Both pictures as shown, temperature above humidity.
   QImage graphsImage() const;
 
@@ -80,13 +81,13 @@ class GraphPanel : public QWidget {
   void Scroll_Set();
   bool Temp_Graph();
   bool Humi_Graph();
-  bool drawInto(GraphView* view, bool temperature);
+  bool drawInto(GraphPicture* view, bool temperature);
   void Graph_Cursor_Disp(int x, int width);
 
   const DataSets& sets_;
   GraphColorTable colors_;
-  GraphView* ondo_;
-  GraphView* situdo_;
+  GraphPicture* ondo_;
+  GraphPicture* situdo_;
   std::array<QScrollBar*, 8> bars_{};
   // The time bars count backwards (the larger limit at the left or top end).
   std::array<bool, 8> reversed_{};
