@@ -103,6 +103,7 @@ class TstRenderGraph : public QObject {
   void boundLinesOnlyForTemperatureOfTheBoundModel();
   void noSegmentAcrossARunGap();
   void newestDotAndEndMarker();
+  void labelsStayReadable();
   void columnEnvelopeLightsTheSamePixelsAsOneLinePerRecord();
   void emptySetDrawsNothing();
   void cursorReadOut();
@@ -335,6 +336,47 @@ void TstRenderGraph::newestDotAndEndMarker() {
   d = draw(sets, view(sets, 3600, 600), false, {{0, 20}, {0, 35}});
   QCOMPARE(d.pixel(1), color(c[tk::kCurve]));
   QCOMPARE(countColor(d.image, d.image.rect(), color(c[tk::kNewestDot])), 0);
+}
+
+void TstRenderGraph::labelsStayReadable() {
+  DataSets sets;
+  std::vector<Sample> s;
+  for (int a = 28800; a >= 0; a -= 600) s.push_back({a, 20, 50});
+  fill(sets, s);
+  const GraphColorTable c = Graph_Color_Set();
+  // Eight hours ending at noon: hour labels fall on both edges of the plot,
+  // under the date at the right and under the title at the left.
+  Drawing d = draw(sets, view(sets, 28800, 0), false, {{0, 0}, {28800, 40}});
+  const QPoint edge = d.points[0], topLeft = d.points[1];
+
+  // The label row right of the plot holds the date alone, pixel for pixel.
+  QImage alone(d.image.size(), d.image.format());
+  alone.fill(Qt::black);
+  int dateLeft = 0;
+  {
+    Surface ref(alone);
+    ref.Scale(28800, 40, -28800.0 / 20, -4);
+    ref.setFontSize(9);
+    ref.ForeColor = c[tk::kText];
+    const QString date = fmt::formatDateTime(kEnd);
+    ref.CurrentX = -0.75 * ref.TextWidth(date);
+    dateLeft = ref.pixelX(ref.CurrentX);
+    ref.CurrentY = 0;
+    ref.Print(date);
+  }
+  const QRect dateRow(QPoint(dateLeft - 4, edge.y() + 1),
+                      QPoint(d.image.width() - 1, d.image.height() - 1));
+  QCOMPARE(d.image.copy(dateRow), alone.copy(dateRow));
+
+  // No label text where the title is.
+  const QRect titleRow(QPoint(0, edge.y() + 1), QPoint(topLeft.x() + 60, d.image.height() - 1));
+  QCOMPARE(countColor(d.image, titleRow, color(c[tk::kText])), 0);
+  QVERIFY(countColor(d.image, titleRow, color(c[tk::kTitle])) > 0);
+
+  // The top value label ("40C") sits wholly inside the picture.
+  const QRect margin(QPoint(edge.x() + 2, 0), QPoint(d.image.width() - 1, 0));
+  QCOMPARE(countColor(d.image, margin, color(c[tk::kText])), 0);
+  QVERIFY(countColor(d.image, margin.adjusted(0, 0, 0, 12), color(c[tk::kText])) > 0);
 }
 
 void TstRenderGraph::columnEnvelopeLightsTheSamePixelsAsOneLinePerRecord() {

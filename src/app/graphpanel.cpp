@@ -127,14 +127,22 @@ QScrollBar* GraphPanel::makeBar(Bar which, const char* name, Qt::Orientation o,
   bar->setTracking(false);
   // Qt moves the thumb of a reversed bar away from the arrow pressed; the
   // step is turned round so arrows and trough clicks go the way they point.
+  // It is taken from the value, not from Qt's position, which is already
+  // clamped at the bar's end and would leave the bar stuck there.
   connect(bar, &QAbstractSlider::actionTriggered, this, [this, which, bar](int action) {
     if (!reversed_[which]) return;
     switch (action) {
       case QAbstractSlider::SliderSingleStepAdd:
+        bar->setSliderPosition(bar->value() - bar->singleStep());
+        break;
       case QAbstractSlider::SliderSingleStepSub:
+        bar->setSliderPosition(bar->value() + bar->singleStep());
+        break;
       case QAbstractSlider::SliderPageStepAdd:
+        bar->setSliderPosition(bar->value() - bar->pageStep());
+        break;
       case QAbstractSlider::SliderPageStepSub:
-        bar->setSliderPosition(2 * bar->value() - bar->sliderPosition());
+        bar->setSliderPosition(bar->value() + bar->pageStep());
         break;
       default:
         break;

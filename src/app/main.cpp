@@ -111,7 +111,15 @@ int main(int argc, char** argv) {
       QStringLiteral("Connect at start to PORT (a number or a device path)."),
       QStringLiteral("PORT"));
   parser.addOptions({demo, dataDir, port});
+  parser.addPositionalArgument(QStringLiteral("file"),
+                               QStringLiteral("A CSV file to open at start (shown as the file data)."),
+                               QStringLiteral("[FILE]"));
   parser.process(app);
+  if (parser.positionalArguments().size() > 1) {
+    std::fprintf(stderr, "hygrotab: one file at a time\n");
+    return 2;
+  }
+  const QString startFile = parser.positionalArguments().value(0);
 
   const QString folder = parser.isSet(dataDir) ? parser.value(dataDir) : hygro::DefaultDataDir();
 
@@ -182,6 +190,7 @@ int main(int argc, char** argv) {
   const QString startPort = parser.isSet(port) ? parser.value(port) : QStringLiteral("1");
   QTimer::singleShot(0, &mainWindow, [&] {
     mainWindow.offerRecovery();
+    if (!startFile.isEmpty() && !signalled) session.openFile(startFile);
     if (connectAtStart && !signalled) mainWindow.connectOnce(startPort);
   });
   const int rc = app.exec();

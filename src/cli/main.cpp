@@ -57,14 +57,28 @@ QString commandWord(int argc, char** argv) {
   return {};
 }
 
+QtMessageHandler qtHandler = nullptr;
+
+// The offscreen platform looks for a runtime folder that a plain shell often
+// lacks; Qt's warning about it would tell a user of the tool nothing.
+void dropRuntimeDirWarning(QtMsgType type, const QMessageLogContext& context, const QString& text) {
+  if (text.startsWith(QLatin1String("QStandardPaths: XDG_RUNTIME_DIR"))) return;
+  if (qtHandler) qtHandler(type, context, text);
+}
+
+// The commands that draw: they need the Gui application, but never a window
+// and so no display.
+bool draws(const QString& command) {
+  return command == QLatin1String("plot") || command == QLatin1String("print");
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Drawing text needs the Gui application; it never shows a window, so it
-  // needs no display either.
   std::unique_ptr<QCoreApplication> app;
-  if (commandWord(argc, argv) == QLatin1String("plot")) {
+  if (draws(commandWord(argc, argv))) {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+    qtHandler = qInstallMessageHandler(dropRuntimeDirWarning);
     app = std::make_unique<QGuiApplication>(argc, argv);
   } else {
     app = std::make_unique<QCoreApplication>(argc, argv);

@@ -335,11 +335,14 @@ bool drawGraph(Surface& surface, const DataSets& sets, int set, const GraphView&
   surface.setFontSize(9);
   surface.Scale(S, T, -S / 20, B - (T - B) / 10);
   surface.Box(S, T, 0, B, colors[ticks::kFrame]);
-  Graph_Grid_Draw(surface, S, v.P, B, T, v.halfRangeValue, unit, sets, set,
-                  // Scroll_Set has put the newest record's time in the bars.
-                  sets.Get(set, sets.info(set).Points).Time, colors);
   surface.setFontSize(12);
   const double tw = surface.TextWidth(kUnitC);
+  const double titleWidth = std::abs(0.25 * tw + surface.TextWidth(title));
+  surface.setFontSize(9);
+  Graph_Grid_Draw(surface, S, v.P, B, T, v.halfRangeValue, unit, sets, set,
+                  // Scroll_Set has put the newest record's time in the bars.
+                  sets.Get(set, sets.info(set).Points).Time, colors, titleWidth);
+  surface.setFontSize(12);
   surface.FilledBox(S + 1.5 * tw, B, S, B - (T - B) / 10, surface.BackColor);
   surface.CurrentX = S + 0.25 * tw;
   surface.CurrentY = B;
@@ -348,14 +351,6 @@ bool drawGraph(Surface& surface, const DataSets& sets, int set, const GraphView&
   surface.ForeColor = colors[ticks::kText];
   surface.setFontSize(9);
   return true;
-}
-
-// Prints `text` under the right edge of the plot, reaching a quarter of its
-// width into the margin.
-void printAtEdge(Surface& surface, double B, const QString& text) {
-  surface.CurrentX = -0.75 * surface.TextWidth(text);
-  surface.CurrentY = B;
-  surface.Print(text);
 }
 
 }  // namespace
@@ -372,9 +367,33 @@ bool Humi_Graph(Surface& surface, const DataSets& sets, int set, const ScrollSta
                    colors);
 }
 
+namespace {
+
+// Where a text printed from x runs along the (reversed) time axis, as
+// [low, high] in x units.
+struct Extent {
+  double low, high;
+  bool overlaps(const Extent& o, double gap) const {
+    return low < o.high + gap && o.low < high + gap;
+  }
+};
+
+Extent extentFrom(Surface& surface, double x, const QString& text) {
+  const double end = x + surface.TextWidth(text);
+  return {std::min(x, end), std::max(x, end)};
+}
+
+// The date under the right edge starts three quarters of its width left of
+// the edge, so a quarter of it reaches into the margin.
+double edgeLabelX(Surface& surface, const QString& text) {
+  return -0.75 * surface.TextWidth(text);
+}
+
+}  // namespace
+
 void Graph_Grid_Draw(Surface& surface, double S, qint64 P, double B, double T, int halfRangeValue,
                      const QString& unit, const DataSets& sets, int set, double graphEndTime,
-                     const GraphColorTable& colors) {
+                     const GraphColorTable& colors, double titleWidth) {
   const bool temperature = unit == kUnitC;
   const int points = sets.info(set).Points;
   surface.ClipTo(S, T, 0, B);
@@ -423,11 +442,21 @@ void Graph_Grid_Draw(Surface& surface, double S, qint64 P, double B, double T, i
   surface.Line(S, B, 0, B, colors[ticks::kFrame]);
   surface.NoClip();
 
-  // Time labels.
+  // Time labels. The date under the right edge and the title share their
+  // row; a label that would run into either is left out rather than printed
+  // over it, where neither could be read.
+  const QString edgeText =
+      fmt::formatDateTime(P > 0 ? ticks::MomentAt(graphEndTime, P) : graphEndTime);
+  const Extent edge = extentFrom(surface, edgeLabelX(surface, edgeText), edgeText);
+  const Extent title{S - titleWidth, S};
+  const double gap = std::abs(surface.TextWidth(QStringLiteral(" ")));
   for (qint64 i = visit.start; i <= visit.end; i += visit.step) {
     const QString text = ticks::TimeLabel(ticks::MomentAt(graphEndTime, i), S);
     if (text.isEmpty()) continue;
-    surface.CurrentX = static_cast<double>(i - P) - surface.TextWidth(text) / 2;
+    const double x = static_cast<double>(i - P) - surface.TextWidth(text) / 2;
+    const Extent label = extentFrom(surface, x, text);
+    if (label.overlaps(edge, gap) || (titleWidth > 0 && label.overlaps(title, gap))) continue;
+    surface.CurrentX = x;
     surface.CurrentY = B;
     surface.Print(text);
   }
@@ -442,26 +471,28 @@ void Graph_Grid_Draw(Surface& surface, double S, qint64 P, double B, double T, i
     const QString text = ticks::ValueLabel(k, halfRangeValue, unit);
     if (text.isEmpty()) continue;
     surface.CurrentX = tw / 2;
-    surface.CurrentY = y - th / 2;
+    // Centred on its line, but never cut by the top edge or pushed down
+    // into the row of time labels.
+    surface.CurrentY = std::clamp(y - th / 2, std::min(B - th, T), T);
     surface.Print(text);
   }
 
-  // End of the window.
+  // End of the window: a line when scrolled back, else the newest sample's
+  // dot; the moment at the edge is printed under it either way.
   if (P > 0) {
     surface.Line(0, B, 0, T, colors[ticks::kCurve]);
-    printAtEdge(surface, B, fmt::formatDateTime(ticks::MomentAt(graphEndTime, P)));
-  } else {
-    if (points > 0) {
-      const MeasurementRecord newest = sets.Get(set, points);
-      const double value = temperature ? newest.Temperature : newest.Humidity;
-      if (value >= B && value <= T) {
-        surface.DrawWidth = 2;
-        surface.PSet(0, value, colors[ticks::kNewestDot]);
-        surface.DrawWidth = 1;
-      }
+  } else if (points > 0) {
+    const MeasurementRecord newest = sets.Get(set, points);
+    const double value = temperature ? newest.Temperature : newest.Humidity;
+    if (value >= B && value <= T) {
+      surface.DrawWidth = 2;
+      surface.PSet(0, value, colors[ticks::kNewestDot]);
+      surface.DrawWidth = 1;
     }
-    printAtEdge(surface, B, fmt::formatDateTime(graphEndTime));
   }
+  surface.CurrentX = edgeLabelX(surface, edgeText);
+  surface.CurrentY = B;
+  surface.Print(edgeText);
 }
 
 void Graph_Data_Draw(Surface& surface, double S, qint64 P, double, double, const QString& unit,

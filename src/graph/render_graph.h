@@ -152,10 +152,12 @@ bool Graph_Busy();
 
 // The grid, bound lines, curve, labels and end marker of one graph, for a
 // surface already scaled to the graph (printing uses it directly). `unit` is
-// "C" for temperature, "％" for humidity.
+// "C" for temperature, "％" for humidity. `titleWidth` (in the surface's
+// x units, as a magnitude) is kept free of time labels at the left end of
+// the label row, where the caller prints a title.
 void Graph_Grid_Draw(Surface& surface, double S, qint64 P, double B, double T, int halfRangeValue,
                      const QString& unit, const DataSets& sets, int set, double graphEndTime,
-                     const GraphColorTable& colors);
+                     const GraphColorTable& colors, double titleWidth = 0);
 
 // The curve of the records inside the window. With `perRecord` every pair of
 // neighbours gets its own line; otherwise a column crossed by many records
