@@ -4,7 +4,7 @@ ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-.PHONY: deps configure build demo test test-fast test-asan bench fuzz clean
+.PHONY: deps configure build demo test test-fast test-asan bench fuzz package clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -29,6 +29,11 @@ test-fast: build
 
 bench: build
 	@for b in $(BUILD)/bin/bench_*; do echo "== $$b"; $$b; done
+
+# The Debian package, stripped, with its dependencies worked out from the
+# programs: build/hygrotab_VERSION_ARCH.deb.
+package: build
+	@cd $(BUILD) && cpack
 
 clean:
 	rm -rf $(BUILD) $(ASAN_BUILD) build-fuzz
