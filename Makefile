@@ -27,8 +27,9 @@ test: deps
 test-fast: build
 	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
+# Every performance figure in one table, beside its target.
 bench: build
-	@for b in $(BUILD)/bin/bench_*; do echo "== $$b"; $$b; done
+	@bash scripts/bench.sh $(BUILD)
 
 # The Debian package, stripped, with its dependencies worked out from the
 # programs: build/hygrotab_VERSION_ARCH.deb.

@@ -11,6 +11,7 @@ pkgs=(
   libbenchmark-dev libgtest-dev
   clang libclang-rt-14-dev
   fonts-dejavu-core fonts-ipaexfont-gothic
+  python3
   xvfb xauth imagemagick
 )
 

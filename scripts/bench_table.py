@@ -1,0 +1,95 @@
+#!/usr/bin/env python3
+"""Turns the benchmark JSON files and the start-up reports of one bench run
+into the table of figures, each beside its target."""
+import json
+import re
+import statistics
+import sys
+from pathlib import Path
+
+folder = Path(sys.argv[1])
+
+
+def runs(bench, name):
+    """The iteration runs of one benchmark (not the aggregates)."""
+    path = folder / f"{bench}.json"
+    if not path.exists():
+        return []
+    data = json.loads(path.read_text())
+    return [b for b in data["benchmarks"]
+            if b.get("run_name", b["name"]) == name and b.get("run_type") != "aggregate"]
+
+
+def median(bench, name, field="real_time"):
+    values = [r[field] for r in runs(bench, name) if field in r]
+    return statistics.median(values) if values else None
+
+
+# figure, value, unit, target text, check
+rows = []
+
+
+def add(figure, value, unit, target, ok, digits=2):
+    if value is None:
+        rows.append((figure, "missing", "", target, "MISSING"))
+        return
+    rows.append((figure, f"{value:.{digits}f}", unit, target, "ok" if ok(value) else "MISSED"))
+
+
+add("Status read (19 commands, 57600 Bd): ratio to wire time",
+    median("bench_link", "BM_StatusRead", "ratio_to_wire"), "", "<= 1.15", lambda v: v <= 1.15, 3)
+add("15000-point download, paced: ratio to wire time",
+    median("bench_link", "BM_Download15000Paced", "ratio_to_wire"), "", "<= 1.05",
+    lambda v: v <= 1.05, 5)
+add("15000-point download, unpaced: CPU time",
+    median("bench_link", "BM_Download15000Unpaced", "cpu_time"), "ms", "< 300 ms",
+    lambda v: v < 300)
+add("CSV export, 32767 rows", median("bench_data", "BM_CsvExport"), "ms", "< 150 ms",
+    lambda v: v < 150)
+add("CSV import, 32767 rows", median("bench_data", "BM_CsvImport"), "ms", "< 150 ms",
+    lambda v: v < 150)
+add("Dump_Fill, 32767 rows (model)", median("bench_data", "BM_DumpFill"), "ms", "< 150 ms",
+    lambda v: v < 150)
+add("Dump_Fill, 32767 rows into the visible list",
+    median("bench_window", "BM_DumpFillVisible"), "ms", "< 50 ms", lambda v: v < 50)
+add("Graph redraw, 32767 records at 1280x400 (temperature)",
+    median("bench_graph", "BM_Graph/0"), "ms", "< 8 ms", lambda v: v < 8)
+add("Graph redraw, 32767 records at 1280x400 (humidity)",
+    median("bench_graph", "BM_Graph/1"), "ms", "< 8 ms", lambda v: v < 8)
+add("Scroll step: Scroll_Set + both graphs, 32767 records",
+    median("bench_window", "BM_ScrollStepRedraw/32767"), "ms", "< 16 ms", lambda v: v < 16)
+
+# The print benchmarks name themselves; every one of them is listed.
+path = folder / "bench_print.json"
+if path.exists():
+    names = []
+    for b in json.loads(path.read_text())["benchmarks"]:
+        n = b.get("run_name", b["name"])
+        if b.get("run_type") != "aggregate" and n not in names:
+            names.append(n)
+    for n in names:
+        unit = runs("bench_print", n)[0].get("time_unit", "ms")
+        add(f"PDF: {n.removeprefix('BM_')}", median("bench_print", n), unit, "(no target)",
+            lambda v: True)
+else:
+    add("PDF writing", None, "", "(no target)", lambda v: True)
+
+startup = folder / "startup.txt"
+ms, rss = [], []
+if startup.exists():
+    for line in startup.read_text().splitlines():
+        m = re.search(r"after (\d+) ms, VmRSS (\d+) kB", line)
+        if m:
+            ms.append(int(m.group(1)))
+            rss.append(int(m.group(2)) / 1024)
+add("Start-up to the first painted window", statistics.median(ms) if ms else None, "ms",
+    "< 500 ms", lambda v: v < 500, 0)
+add("Resident memory after start-up", statistics.median(rss) if rss else None, "MB", "< 80 MB",
+    lambda v: v < 80, 1)
+
+width = max(len(r[0]) for r in rows)
+print(f"{'Figure':<{width}}  {'Median':>10}  {'Unit':<4}  {'Target':<12}  Result")
+for figure, value, unit, target, result in rows:
+    print(f"{figure:<{width}}  {value:>10}  {unit:<4}  {target:<12}  {result}")
+missed = [r for r in rows if r[4] in ("MISSED", "MISSING")]
+sys.exit(1 if missed else 0)
