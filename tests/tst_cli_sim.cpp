@@ -79,8 +79,13 @@ void TestCliSim::statusPrintsEveryCaption() {
            (QStringList{"Model: QM720-XC", "Firmware: QM720-XC V1.02", "Name: LAB1",
                         "State: Record stop", "Start time: 2024/05/01 09:00:00",
                         "Points: 144 point", "Interval: 10 Min", "Memory mode: One Time",
-                        "Upper bound: 30 C", "Lower bound: OFF", "Battery: 3.05 V", "End: "}));
+                        "Upper bound: 30 C", "Lower bound: OFF", "Battery: 3.05 V"}));
   QVERIFY2(r.err.isEmpty(), CLI_DIAG(r));
+
+  // The end line appears only with something to say.
+  START_SIM(low, "lowbattery.json", "");
+  CLI_RUN(l, 0, low.run(words("status")));
+  QCOMPARE(l.field("End"), QStringLiteral("End due to the voltage decrease."));
 }
 
 void TestCliSim::otherModelHasNoBounds() {

@@ -29,7 +29,9 @@ int runStatus(const GlobalOptions& global, const ParsedArgs& args) {
     printField(QStringLiteral("Lower bound"), v.Label46);
   }
   printField(QStringLiteral("Battery"), v.Label7);
-  printField(QStringLiteral("End"), v.Label8);
+  // The window's end label is blank unless the logger stopped for a low
+  // battery; a blank line would only puzzle a reader.
+  if (!v.Label8.isEmpty()) printField(QStringLiteral("End"), v.Label8);
   return kExitOk;
 }
 
@@ -43,7 +45,8 @@ Command statusCommand() {
                      "\n"
                      "Reads the logger's state and prints one 'Caption: value' line each:\n"
                      "Model, Firmware, Name, State, Start time, Points, Interval, Memory mode,\n"
-                     "Upper bound and Lower bound (QM720-XC only), Battery, End.\n"
+                     "Upper bound and Lower bound (QM720-XC only), Battery, and End when the\n"
+                     "logger ended a recording because its battery ran low.\n"
                      "Values are those the window's status area shows."),
       {},
       runStatus};
