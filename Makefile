@@ -31,6 +31,11 @@ test-fast: build
 bench: build
 	@bash scripts/bench.sh $(BUILD)
 
+# The libFuzzer targets (clang), each run for FUZZ_SECONDS.
+FUZZ_SECONDS ?= 600
+fuzz: deps
+	@bash scripts/fuzz.sh $(FUZZ_SECONDS)
+
 # The Debian package, stripped, with its dependencies worked out from the
 # programs: build/hygrotab_VERSION_ARCH.deb.
 package: build

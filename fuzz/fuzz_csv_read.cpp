@@ -15,7 +15,7 @@ class CountingPrompt : public hygro::UserPrompt {
  public:
   int messages = 0;
   void message(const QString&, const QString&) override { ++messages; }
-  bool question(const QString&, const QString&) override { return false; }
+  bool question(hygro::QuestionId, const QString&, const QString&) override { return false; }
   std::optional<QString> saveFileName(const QString&, const QString&, bool*) override {
     return std::nullopt;
   }
