@@ -4,7 +4,7 @@ ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-.PHONY: deps configure build demo test test-fast test-asan bench fuzz package clean
+.PHONY: deps configure build demo test test-fast test-asan bench fuzz memcheck package clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -35,6 +35,10 @@ bench: build
 FUZZ_SECONDS ?= 600
 fuzz: deps
 	@bash scripts/fuzz.sh $(FUZZ_SECONDS)
+
+# The core's tests under Valgrind's memcheck.
+memcheck: build
+	@bash scripts/memcheck.sh $(BUILD)
 
 # The Debian package, stripped, with its dependencies worked out from the
 # programs: build/hygrotab_VERSION_ARCH.deb.
