@@ -16,7 +16,7 @@ status=0
 for t in "${tests[@]}"; do
   log=$out/$t.log
   rc=0
-  valgrind --tool=memcheck --leak-check=full --show-leak-kinds=definite,indirect \
+  valgrind --tool=memcheck --suppressions=scripts/valgrind.supp --leak-check=full --show-leak-kinds=definite,indirect \
     --errors-for-leak-kinds=definite,indirect --error-exitcode=99 --track-origins=yes \
     "$build/bin/$t" >"$log.out" 2>"$log" || rc=$?
   errors=$(grep -o 'ERROR SUMMARY: [0-9]*' "$log" | tail -1 | awk '{print $3}')
