@@ -12,6 +12,7 @@ pkgs=(
   clang libclang-rt-14-dev
   fonts-dejavu-core fonts-ipaexfont-gothic
   xvfb xauth imagemagick
+  poppler-utils
 )
 
 missing=()
