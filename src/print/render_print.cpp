@@ -245,7 +245,9 @@ bool PrintGraphs(PageOutput& out, const DataSets& sets, const PrintJob& job,
     p.save();
     bool drawn = false;
     {
-      Surface surface(p, boxes[i]);
+      // The value labels of the right margin ("100％") and the date under
+      // the right edge reach a little beyond the graph's own area.
+      Surface surface(p, boxes[i].adjusted(0, 0, -static_cast<int>(std::ceil(3 * t.charWidth)), 0));
       surface.BackColor = kPaper;
       drawn = i == 0 ? Temp_Graph(surface, sets, job.set, view, colors)
                      : Humi_Graph(surface, sets, job.set, view, colors);
