@@ -160,8 +160,7 @@ void TestCliOffline::refusedWithTheWindowsMessage_data() {
   QTest::newRow("start --name x:y") << words("start --interval 1m --name x:y") << forbidden;
   // A character the logger cannot hold gets the core's message too.
   QTest::newRow("set-name Ä1") << words("set-name Ä1")
-                               << hygro::SettingsOperation::SingleByteNameMessage() +
-                                      QLatin1Char('\n');
+                               << hygro::SettingsOperation::SingleByteNameMessage() + QLatin1Char('\n');
   const QString past =
       QDateTime::currentDateTime().addSecs(-120).toString(QStringLiteral("yyyy-MM-dd HH:mm"));
   QTest::newRow("reservation in the past")
