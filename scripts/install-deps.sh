@@ -13,7 +13,7 @@ pkgs=(
   fonts-dejavu-core fonts-ipaexfont-gothic
   python3
   xvfb xauth imagemagick
-  valgrind
+  valgrind poppler-utils
 )
 
 missing=()

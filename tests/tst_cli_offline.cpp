@@ -34,7 +34,8 @@ const char* const kCommands[][2] = {{"status", "Battery"},
                                     {"set-alarm", "-19 to 70"},
                                     {"set-mode", "one-time|loop"},
                                     {"recover", "LEFTOVER"},
-                                    {"plot", "--temperature-range CENTRE:HALF"}};
+                                    {"plot", "--temperature-range CENTRE:HALF"},
+                                    {"print", "--range FIRST-LAST"}};
 }  // namespace
 
 class TestCliOffline : public QObject {

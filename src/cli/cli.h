@@ -195,6 +195,7 @@ Command setModeCommand();
 Command recoverCommand();
 // Needs a QGuiApplication (text drawing).
 Command plotCommand();
+Command printCommand();
 
 // Prints the `Caption: value` line.
 void printField(const QString& caption, const QString& value);

@@ -14,7 +14,7 @@ namespace {
 std::vector<Command> commands() {
   return {statusCommand(),  measureCommand(),  downloadCommand(), startCommand(),
           stopCommand(),    setClockCommand(), setNameCommand(),  setAlarmCommand(),
-          setModeCommand(), recoverCommand(),  plotCommand()};
+          setModeCommand(), recoverCommand(),  plotCommand(),     printCommand()};
 }
 
 QString toolHelp(const std::vector<Command>& cmds) {

@@ -22,8 +22,8 @@ class DumpModel;
 
 // What one print covers.
 struct PrintJob {
-  int set = LogData;         // LogData, RealTimeData or FileData
-  QString recognitionName;   // the identification name in the header
+  int set = LogData;        // LogData, RealTimeData or FileData
+  QString recognitionName;  // the identification name in the header
   // The records (1-based, inclusive) of the "Range of selection" block;
   // last = 0 stands for the last record of the set.
   int first = 1;
@@ -96,11 +96,17 @@ class ImageOutput : public PageOutput {
   bool newPage() override;
   // The pages so far; the last one is finished by pages() itself.
   const std::vector<QImage>& pages();
+  // Keeps only the newest `n` pages in memory (0: all), for long prints
+  // that are counted rather than looked at; pageCount() still counts all.
+  void setKeptPages(int n) { kept_ = n; }
+  int pageCount() const { return dropped_ + static_cast<int>(pages_.size()); }
 
  private:
   void start();
   QSize size_;
   int dpi_;
+  int kept_ = 0;
+  int dropped_ = 0;
   std::vector<QImage> pages_;
   std::unique_ptr<QPainter> painter_;
   bool open_ = false;
@@ -123,8 +129,8 @@ bool PrintDump(PageOutput& out, const DataSets& sets, const PrintJob& job, const
 
 // Writes the pages `draw` produces into a PDF at `path` (A4, 300 dpi). The
 // file appears only when everything was written; otherwise nothing is left
-// at `path` and *error holds the message to show.
-bool WritePdf(const QString& path, const std::function<bool(PageOutput&)>& draw,
-              QString* error);
+// at `path` and *error holds the message to show: "File error" when the file
+// could not be written, empty when `draw` itself declined (no records).
+bool WritePdf(const QString& path, const std::function<bool(PageOutput&)>& draw, QString* error);
 
 }  // namespace hygro

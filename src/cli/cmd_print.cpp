@@ -1,0 +1,170 @@
+// print: the graph page or the dump pages of a CSV file or of the logger's
+// log, written as a PDF file as the window's "Save as PDF" does.
+#include <QDir>
+
+#include "cli/cli.h"
+#include "data/csv.h"
+#include "data/dump.h"
+#include "print/render_print.h"
+
+namespace hygro::cli {
+
+namespace {
+
+const QString kCmd = QStringLiteral("print");
+
+// "FIRST-LAST", 1-based and inclusive.
+bool parseRange(const QString& text, int* first, int* last, QString* error) {
+  const QStringList parts = text.split(QLatin1Char('-'));
+  bool okF = false, okL = false;
+  *first = parts.size() == 2 ? parts[0].trimmed().toInt(&okF) : 0;
+  *last = parts.size() == 2 ? parts[1].trimmed().toInt(&okL) : 0;
+  if (!okF || !okL || *first < 1 || *last < 1) {
+    *error =
+        QStringLiteral("--range takes FIRST-LAST, two record numbers from 1 (\"%1\")").arg(text);
+    return false;
+  }
+  if (*first > *last) {
+    *error = QStringLiteral("--range %1: the first record comes after the last").arg(text);
+    return false;
+  }
+  return true;
+}
+
+// Writes the PDF of `set`; the exit status.
+int writeReport(DataSets& sets, const PrintJob& job, bool dump, const QString& pdf) {
+  const int points = sets.info(job.set).Points;
+  if (points <= 0) {
+    err(QStringLiteral("%1: there are no records to print").arg(kProgram));
+    return kExitFailure;
+  }
+  if (job.last > points) {
+    return usageError(QStringLiteral("--range %1-%2 reaches past the last record (%3)")
+                          .arg(job.first)
+                          .arg(job.last)
+                          .arg(points),
+                      kCmd);
+  }
+  sets.DataSetIndex = static_cast<quint8>(job.set);
+  DumpModel rows(sets);
+  if (dump) rows.Dump_Fill();
+  const ScrollState view = Scroll_Set(sets, job.set, InitialScrollState(), false);
+  QString error;
+  const bool ok = WritePdf(
+      pdf,
+      [&](PageOutput& out) {
+        return dump ? PrintDump(out, sets, job, rows) : PrintGraphs(out, sets, job, view);
+      },
+      &error);
+  if (!ok) {
+    if (!error.isEmpty()) err(error);
+    err(QStringLiteral("%1: %2 was not written").arg(kProgram, QDir::toNativeSeparators(pdf)));
+    return kExitFailure;
+  }
+  return kExitOk;
+}
+
+int runPrint(const GlobalOptions& global, const ParsedArgs& args) {
+  if (!args.positional.isEmpty())
+    return usageError(QStringLiteral("print takes no arguments besides its options"), kCmd);
+  const QString pdf = args.value(QStringLiteral("pdf"));
+  if (pdf.isEmpty()) return usageError(QStringLiteral("--pdf needs the PDF file to write"), kCmd);
+  const QString csv = args.value(QStringLiteral("csv"));
+  if (args.has(QStringLiteral("csv")) && csv.isEmpty())
+    return usageError(QStringLiteral("--csv needs the file to print"), kCmd);
+  PrintJob job;
+  if (args.has(QStringLiteral("range"))) {
+    QString error;
+    if (!parseRange(args.value(QStringLiteral("range")), &job.first, &job.last, &error))
+      return usageError(error, kCmd);
+  }
+  const bool dump = args.has(QStringLiteral("dump"));
+
+  // Before anything is read, and above all before the logger is touched.
+  QString why;
+  if (!csvTargetWritable(pdf, &why)) {
+    err(QStringLiteral("File error"));
+    err(QStringLiteral("%1: cannot write %2: %3")
+            .arg(kProgram, QDir::toNativeSeparators(pdf), why));
+    return kExitFailure;
+  }
+
+  if (!csv.isEmpty()) {
+    // The file set, in memory only: nothing here is ever saved.
+    CliPrompt prompt;
+    DataSets sets(&prompt);
+    if (Csv_Read(sets, csv, prompt, QString()) != CsvOpenResult::Opened) return kExitFailure;
+    job.set = FileData;
+    job.recognitionName = sets.info(FileData).Name;
+    return writeReport(sets, job, dump, pdf);
+  }
+
+  Tool tool(global);
+  if (const int rc = tool.open()) return rc;
+  Session& s = tool.session();
+  // Nothing is saved here, so the logger keeps its log as never downloaded.
+  s.download().setMarkAtOnce(false);
+  if (!tool.connect()) return kExitFailure;
+  tool.prompt().answerer = [](QuestionId q) -> std::optional<bool> {
+    if (q == QuestionId::SaveLogBeforeDownload) return false;
+    return std::nullopt;
+  };
+  bool finished = false, ok = false;
+  QObject::connect(&s.download(), &DownloadOperation::finished, [&](bool success) {
+    finished = true;
+    ok = success;
+  });
+  const int messagesBefore = tool.prompt().messages;
+  s.download().Command5_Click();
+  if (!s.download().downloading() && !s.busy()) {
+    if (tool.prompt().messages == messagesBefore)
+      err(QStringLiteral("%1: the download did not start").arg(kProgram));
+    return kExitFailure;
+  }
+  tool.runUntilIdle();
+  if (tool.failed() || !finished || !ok) {
+    if (tool.prompt().messages == messagesBefore)
+      err(QStringLiteral("%1: the download did not complete").arg(kProgram));
+    return kExitFailure;
+  }
+  job.set = LogData;
+  job.recognitionName = s.status().IdentName;
+  return writeReport(s.data(), job, dump, pdf);
+}
+
+}  // namespace
+
+Command printCommand() {
+  return {kCmd,
+          QStringLiteral("write the graph or dump print of a CSV file or the log as a PDF"),
+          QStringLiteral(
+              "Usage: hygrotab-cli [global options] print --pdf OUT.pdf [--dump]\n"
+              "                                           [--csv IN.csv] [--range FIRST-LAST]\n"
+              "\n"
+              "Prints as the window's print dialogs do, into a PDF file (A4): the report\n"
+              "header with the statistics of all records and of the range of selection,\n"
+              "then the temperature and humidity graphs of the whole set (0 to 40 C and\n"
+              "0 to 100 %), or with --dump the list of every record.\n"
+              "\n"
+              "  --pdf OUT.pdf       the PDF file to write\n"
+              "  --dump              print the dump list instead of the graphs\n"
+              "  --csv IN.csv        print a CSV file, read as the window's File open does;\n"
+              "                      without it the log is downloaded from the logger as\n"
+              "                      download does (the logger keeps it marked as never\n"
+              "                      downloaded) and printed\n"
+              "  --range FIRST-LAST  the records (1-based, inclusive) of the \"Range of\n"
+              "                      selection\" block; the whole set by default\n"
+              "\n"
+              "Exit status: 0 when the PDF was written; 1 when the input cannot be read\n"
+              "(\"File error\"), holds no records, the logger fails, or the PDF cannot be\n"
+              "written (no PDF is left then); 2 on a wrong command line, including a\n"
+              "--range that is not FIRST-LAST with 1 <= FIRST <= LAST and one that reaches\n"
+              "past the last record of the set (known once the set is read)."),
+          {{QStringLiteral("pdf"), true},
+           {QStringLiteral("dump"), false},
+           {QStringLiteral("csv"), true},
+           {QStringLiteral("range"), true}},
+          runPrint};
+}
+
+}  // namespace hygro::cli

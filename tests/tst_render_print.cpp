@@ -1,0 +1,394 @@
+// The printed report: its texts as strings, the dump pages on pictures, and
+// PDF files read back with pdftotext.
+#include <QFontMetricsF>
+#include <QGuiApplication>
+#include <QImage>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QtTest>
+#include <cmath>
+
+#include "data/dump.h"
+#include "data/formats.h"
+#include "print/render_print.h"
+#include "support/data_fixtures.h"
+
+using namespace hygro;
+using hygro::test::addSample;
+using hygro::test::fillReferenceSet;
+
+namespace {
+
+const QString kSp = QStringLiteral(u"\u3000");
+
+// The text of a PDF, pages separated by form feeds; fails the test when
+// poppler's tool is missing, which install-deps.sh installs. `mode` is
+// "-layout" (columns kept apart) or "-raw" (the order the text was drawn in).
+bool pdfText(const QString& pdf, QString* text, const QString& mode = QStringLiteral("-layout"),
+             const QStringList& more = {}) {
+  const QString tool = QStandardPaths::findExecutable(QStringLiteral("pdftotext"));
+  if (tool.isEmpty()) {
+    qWarning("pdftotext is missing: run scripts/install-deps.sh");
+    return false;
+  }
+  QProcess p;
+  p.start(tool, QStringList{mode, QStringLiteral("-enc"), QStringLiteral("UTF-8")} + more +
+                    QStringList{pdf, QStringLiteral("-")});
+  if (!p.waitForFinished(120000) || p.exitCode() != 0) return false;
+  *text = QString::fromUtf8(p.readAllStandardOutput());
+  return true;
+}
+
+// pdftotext reads the ideographic space as a word gap: lines compared with
+// it as one blank and every run of blanks as one.
+QString flat(const QString& line) {
+  return QString(line).replace(QChar(0x3000), QLatin1Char(' ')).simplified();
+}
+QStringList flatLines(const QString& text) {
+  QStringList lines;
+  for (const QString& l : text.split(QLatin1Char('\n'))) lines << flat(l);
+  return lines;
+}
+
+// The words of the first page and where they lie, in points.
+struct Word {
+  double x0, x1, y0;
+  QString text;
+};
+QList<Word> pdfWords(const QString& pdf) {
+  QString html;
+  if (!pdfText(
+          pdf, &html, QStringLiteral("-bbox"),
+          {QStringLiteral("-f"), QStringLiteral("1"), QStringLiteral("-l"), QStringLiteral("1")}))
+    return {};
+  static const QRegularExpression word(
+      QStringLiteral("<word xMin=\"([\\d.]+)\" yMin=\"([\\d.]+)\" xMax=\"([\\d.]+)\" "
+                     "yMax=\"[\\d.]+\">([^<]*)</word>"));
+  QList<Word> words;
+  for (auto it = word.globalMatch(html); it.hasNext();) {
+    const QRegularExpressionMatch m = it.next();
+    words.append({m.captured(1).toDouble(), m.captured(3).toDouble(), m.captured(2).toDouble(),
+                  m.captured(4)});
+  }
+  return words;
+}
+// The gap in points between `before` and the word after it on its line; -1
+// when not found.
+double gapAfter(const QList<Word>& words, const QString& before) {
+  for (int i = 0; i + 1 < words.size(); ++i)
+    if (words[i].text == before && std::abs(words[i + 1].y0 - words[i].y0) < 1)
+      return words[i + 1].x0 - words[i].x1;
+  return -1;
+}
+
+// A set of `n` records a minute apart, temperatures running from -20 up.
+void fillRows(DataSets& sets, int set, int n) {
+  sets.Empty(set);
+  sets.info(set).Interval = 60;
+  for (int i = 0; i < n; ++i)
+    addSample(sets, set, -20.0f + float(i % 700) / 10.0f, float(i % 1000) / 10.0f);
+}
+
+}  // namespace
+
+class TstRenderPrint : public QObject {
+  Q_OBJECT
+ private slots:
+  void headerTexts();
+  void statisticsBlocks();
+  void dumpPdfHasEveryRowOnceUnderHeadsOnEachPage();
+  void graphPdfCarriesHeaderBlocksAndFullWidthText();
+  void longDumpFillsPagesWithoutEmptyTrailingPage();
+  void unwritablePdfLeavesNothing();
+};
+
+void TstRenderPrint::headerTexts() {
+  QCOMPARE(IntervalText(90), QStringLiteral("1 Min30 Sec"));
+  QCOMPARE(IntervalText(60), QStringLiteral("1 Min"));
+  QCOMPARE(IntervalText(5), QStringLiteral("5 Sec"));
+  QCOMPARE(IntervalText(3605), QStringLiteral("60 Min5 Sec"));
+
+  DataSets sets;
+  fillReferenceSet(sets, LogData);
+  PrintJob job{LogData, QStringLiteral("ROOM1"), 1, 0};
+  DataSetInfo& info = sets.info(LogData);
+  info.Model = QStringLiteral("QM720-XC");
+  QCOMPARE(ReportHeaderLines(sets, job),
+           QStringList(
+               {QStringLiteral("Recognition name ROOM1"),
+                QStringLiteral("Start time 2010/05/01 13:04:05"),
+                QStringLiteral("Recording points") + kSp + QStringLiteral("4 Point"),
+                QStringLiteral("Record interval 10 Min"),
+                QStringLiteral("Upper bound temperature setting ON") + kSp + QStringLiteral("30 C"),
+                QStringLiteral("Lower bound temperature setting") + kSp + QStringLiteral("OFF")}));
+  // Negative bounds round toward minus infinity: 3400 counts are -5.1 -> -6.
+  info.UpperOn = false;
+  info.LowerOn = true;
+  info.LowerRaw = 3400;
+  QStringList lines = ReportHeaderLines(sets, job);
+  QCOMPARE(lines.value(4), QStringLiteral("Upper bound temperature setting OFF"));
+  QCOMPARE(lines.value(5), QStringLiteral("Lower bound temperature setting") + kSp +
+                               QStringLiteral("ON") + kSp + QStringLiteral("-6 C"));
+  info.LowerRaw = fmt::degreesToRaw(-5);
+  QVERIFY(ReportHeaderLines(sets, job).value(5).endsWith(kSp + QStringLiteral("-5 C")));
+  // The other models keep no bounds: no bound lines at all.
+  for (const char* model : {"QM720-XCB", "QM510-XC", ""}) {
+    info.Model = QString::fromLatin1(model);
+    lines = ReportHeaderLines(sets, job);
+    QCOMPARE(lines.size(), 4);
+    QVERIFY2(!lines.join(QLatin1Char('\n')).contains(QStringLiteral("bound")), model);
+  }
+}
+
+void TstRenderPrint::statisticsBlocks() {
+  DataSets sets;
+  fillReferenceSet(sets, LogData);
+  const auto line = [](const char* label, const char* no, const char* time, const char* value,
+                       const char* unit) {
+    return QLatin1String(label) + kSp + QLatin1Char(' ') + QLatin1String(no) + kSp +
+           QLatin1String(time) + kSp + QLatin1String(value) + QLatin1String(unit);
+  };
+  const QStringList all = {
+      QStringLiteral("In all records"),
+      line("Maximum temperature", "00001", "2010/05/01 13:04:05", "23.46", " C"),
+      line("Minimum temperature", "00004", "2010/05/02 00:10:00", "-5.00", " C"),
+      line("Maximum humidity", "00002", "2010/05/01 13:14:05", "100.00", " %RH"),
+      line("Minimum humidity", "00003", "2010/05/02 00:00:00", "0.50", " %RH")};
+  QCOMPARE(
+      StatsBlockLines(sets, LogData, sets.info(LogData).Stats, QStringLiteral("In all records")),
+      all);
+
+  // Records 2..3: the extremes of that range only, negatives with a digit
+  // before the point.
+  const QStringList range = {
+      QStringLiteral("Range of selection"),
+      line("Maximum temperature", "00002", "2010/05/01 13:14:05", "0.04", " C"),
+      line("Minimum temperature", "00003", "2010/05/02 00:00:00", "-0.25", " C"),
+      line("Maximum humidity", "00002", "2010/05/01 13:14:05", "100.00", " %RH"),
+      line("Minimum humidity", "00003", "2010/05/02 00:00:00", "0.50", " %RH")};
+  QCOMPARE(StatsBlockLines(sets, LogData, RangeStats(sets, LogData, 2, 3),
+                           QStringLiteral("Range of selection")),
+           range);
+
+  // A range of one record: all four extremes are that record.
+  const DataSetStats one = RangeStats(sets, LogData, 4, 4);
+  for (const auto& e : one.e) QCOMPARE(int(e.RecordNo), 4);
+  QCOMPARE(one.e[0].Value, -5.0);
+  QCOMPARE(one.e[3].Value, double(9.5f));
+  // A range reaching past the set is cut to it.
+  const DataSetStats clamped = RangeStats(sets, LogData, 0, 99);
+  for (int i = 0; i < 4; ++i)
+    QCOMPARE(clamped.e[i].RecordNo, sets.info(LogData).Stats.e[i].RecordNo);
+
+  // The whole header: the set's lines, then both blocks; last = 0 is the
+  // whole set.
+  sets.info(LogData).Model = QStringLiteral("QM510-XC");
+  PrintJob job{LogData, QStringLiteral("ROOM1"), 2, 3};
+  QCOMPARE(ReportLines(sets, job), ReportHeaderLines(sets, job) + all + range);
+  job = {LogData, QStringLiteral("ROOM1"), 1, 0};
+  QStringList whole = all;
+  whole[0] = QStringLiteral("Range of selection");
+  QCOMPARE(ReportLines(sets, job).mid(4 + 5), whole);
+}
+
+void TstRenderPrint::dumpPdfHasEveryRowOnceUnderHeadsOnEachPage() {
+  constexpr int kRows = 1500;
+  DataSets sets;
+  fillRows(sets, LogData, kRows);
+  sets.DataSetIndex = LogData;
+  DumpModel rows(sets);
+  rows.Dump_Fill();
+  QTemporaryDir dir;
+  QVERIFY(dir.isValid());
+  const QString pdf = dir.filePath(QStringLiteral("dump.pdf"));
+  const PrintJob job{LogData, QStringLiteral("LONG"), 1, 0};
+  QString error;
+  QVERIFY(WritePdf(
+      pdf, [&](PageOutput& out) { return PrintDump(out, sets, job, rows); }, &error));
+  QVERIFY(error.isEmpty());
+  QString text;
+  QVERIFY2(pdfText(pdf, &text), "pdftotext could not read the PDF");
+
+  QStringList pages = text.split(QLatin1Char('\f'));
+  if (pages.last().trimmed().isEmpty()) pages.removeLast();
+  QVERIFY2(pages.size() > 10, qPrintable(QString::number(pages.size())));
+  QVERIFY(flatLines(pages.first()).contains(QStringLiteral("Recognition name LONG")));
+  QVERIFY(flatLines(pages.first()).contains(QStringLiteral("Recording points 1500 Point")));
+  const QRegularExpression head(
+      QStringLiteral("^\\s*Record No\\s+Date\\s+Temp \\(C\\)\\s+Humi \\(%RH\\)\\s+Remarks\\s*$"),
+      QRegularExpression::MultilineOption);
+  const QRegularExpression row(QStringLiteral("^\\s*(\\d{5})\\s+(\\d{4}/\\d\\d/\\d\\d "
+                                              "\\d\\d:\\d\\d:\\d\\d)\\s+(-?\\d+\\.\\d\\d)\\s+"
+                                              "(\\d+\\.\\d\\d)"),
+                               QRegularExpression::MultilineOption);
+  int expected = 1;
+  for (int p = 0; p < pages.size(); ++p) {
+    const QRegularExpressionMatch h = head.match(pages[p]);
+    QVERIFY2(h.hasMatch(), qPrintable(QStringLiteral("no column heads on page %1").arg(p + 1)));
+    auto it = row.globalMatch(pages[p]);
+    int onPage = 0;
+    while (it.hasNext()) {
+      const QRegularExpressionMatch m = it.next();
+      QVERIFY2(m.capturedStart() > h.capturedStart(), "a row above the heads");
+      QCOMPARE(m.captured(1), fmt::format00000(expected));
+      // The cells are those of the list.
+      QCOMPARE(m.captured(2), rows.cellText(expected - 1, DumpModel::DateColumn));
+      QCOMPARE(m.captured(3), rows.cellText(expected - 1, DumpModel::TempColumn));
+      QCOMPARE(m.captured(4), rows.cellText(expected - 1, DumpModel::HumiColumn));
+      ++expected;
+      ++onPage;
+    }
+    QVERIFY2(onPage > 0, qPrintable(QStringLiteral("page %1 holds no rows").arg(p + 1)));
+  }
+  QCOMPARE(expected - 1, kRows);
+}
+
+void TstRenderPrint::graphPdfCarriesHeaderBlocksAndFullWidthText() {
+  DataSets sets;
+  fillReferenceSet(sets, FileData);
+  sets.info(FileData).Model = QStringLiteral("QM720-XC");
+  const PrintJob job{FileData, QStringLiteral("ROOM1"), 2, 3};
+  const ScrollState view = Scroll_Set(sets, FileData, InitialScrollState(), false);
+  QTemporaryDir dir;
+  QVERIFY(dir.isValid());
+  const QString pdf = dir.filePath(QStringLiteral("graph.pdf"));
+  QString error;
+  QVERIFY(WritePdf(
+      pdf, [&](PageOutput& out) { return PrintGraphs(out, sets, job, view); }, &error));
+  QString text;
+  QVERIFY2(pdfText(pdf, &text, QStringLiteral("-raw")), "pdftotext could not read the PDF");
+  QStringList pages = text.split(QLatin1Char('\f'));
+  if (pages.last().trimmed().isEmpty()) pages.removeLast();
+  QCOMPARE(pages.size(), 1);
+  // Every header line, in order, each on a line of its own.
+  const QStringList lines = flatLines(text);
+  qsizetype from = 0;
+  for (const QString& line : ReportLines(sets, job)) {
+    const qsizetype at = lines.indexOf(flat(line), from);
+    QVERIFY2(at >= 0, qPrintable(QStringLiteral("missing: ") + line + QStringLiteral("\n---\n") +
+                                 text.left(3000)));
+    from = at + 1;
+  }
+  QVERIFY(lines.contains(QStringLiteral("Temperature")));
+  QVERIFY(lines.contains(QStringLiteral("Humidity")));
+  // The full-width characters came out as glyphs: the humidity unit is
+  // there, and the ideographic space is a full em (10.5 points) wide where
+  // an ordinary space is a third of that.
+  QVERIFY2(text.contains(QStringLiteral(u"\uFF05")), "the humidity unit is missing");
+  const QList<Word> words = pdfWords(pdf);
+  const double wide = gapAfter(words, QStringLiteral("points"));
+  const double narrow = gapAfter(words, QStringLiteral("interval"));
+  QVERIFY2(narrow > 0 && wide > 2 * narrow && wide > 9 && wide < 13,
+           qPrintable(QStringLiteral("%1 %2").arg(wide).arg(narrow)));
+
+  // On a picture the two graphs lie below the header, one over the other,
+  // each with its curve in black.
+  ImageOutput out;
+  QVERIFY(PrintGraphs(out, sets, job, view));
+  const QImage page = out.pages().front();
+  const QRect area = out.pageRect();
+  auto darkRowsIn = [&](int top, int bottom) {
+    int dark = 0;
+    for (int y = top; y < bottom; ++y)
+      for (int x = area.left() + 5; x < area.right() - 5; ++x)
+        if (qGray(page.pixel(x, y)) < 40) {
+          ++dark;
+          break;
+        }
+    return dark;
+  };
+  // The header takes not quite half of the page; a quarter further down is
+  // the temperature graph, the last fifth is the humidity graph.
+  const int at = area.top();
+  const int h = area.height();
+  QVERIFY(darkRowsIn(at + h / 2, at + h * 7 / 10) > 20);
+  QVERIFY(darkRowsIn(at + h * 8 / 10, area.bottom() - 5) > 20);
+
+  // Nothing to print: no graph page.
+  DataSets empty;
+  ImageOutput none;
+  QVERIFY(!PrintGraphs(none, empty, PrintJob{FileData, {}, 1, 0}, view));
+}
+
+void TstRenderPrint::longDumpFillsPagesWithoutEmptyTrailingPage() {
+  DataSets sets;
+  sets.DataSetIndex = RealTimeData;
+  DumpModel rows(sets);
+  const PrintJob job{RealTimeData, QStringLiteral("R"), 1, 0};
+  // Line pitch 1.5 x the text height at 10.5 points; the header, a blank line
+  // before each block and before the heads, the heads on every page.
+  ImageOutput probe(QSize(500, 700), 60);
+  QImage sample(1, 1, QImage::Format_RGB32);
+  sample.setDotsPerMeterX(int(std::lround(60 / 0.0254)));
+  sample.setDotsPerMeterY(int(std::lround(60 / 0.0254)));
+  QFont font = QGuiApplication::font();
+  font.setPointSizeF(10.5);
+  const double pitch = 1.5 * QFontMetricsF(font, &sample).height();
+  const double height = probe.pageRect().height();
+
+  for (const int n : {15000, 1}) {
+    fillRows(sets, RealTimeData, n);
+    rows.Dump_Fill();
+    QCOMPARE(rows.rowCount(), n);
+    const int headerLines = int(ReportLines(sets, job).size()) + 3;
+    const int first = int(std::floor((height - (headerLines + 1) * pitch) / pitch));
+    const int later = int(std::floor((height - pitch) / pitch));
+    QVERIFY(first > 0 && later > first);
+    const int expected = n <= first ? 1 : 1 + (n - first + later - 1) / later;
+
+    ImageOutput out(QSize(500, 700), 60);
+    out.setKeptPages(2);
+    QVERIFY(PrintDump(out, sets, job, rows));
+    QCOMPARE(out.pageCount(), expected);
+    // The last page holds rows: ink below the heads' line.
+    const QImage last = out.pages().back();
+    bool ink = false;
+    const int below = out.pageRect().top() + int(std::ceil(pitch * (n == 1 ? headerLines + 1 : 1)));
+    for (int y = below; y < below + int(pitch) && !ink; ++y)
+      for (int x = out.pageRect().left(); x < out.pageRect().right() && !ink; ++x)
+        ink = qGray(last.pixel(x, y)) < 128;
+    QVERIFY2(ink, "the last page holds no row");
+  }
+}
+
+void TstRenderPrint::unwritablePdfLeavesNothing() {
+  DataSets sets;
+  fillReferenceSet(sets, FileData);
+  const PrintJob job{FileData, QStringLiteral("ROOM1"), 1, 0};
+  const ScrollState view = Scroll_Set(sets, FileData, InitialScrollState(), false);
+  QTemporaryDir dir;
+  QVERIFY(dir.isValid());
+  auto graphs = [&](PageOutput& out) { return PrintGraphs(out, sets, job, view); };
+
+  const QString missing = dir.filePath(QStringLiteral("no-such-folder/out.pdf"));
+  QString error;
+  QVERIFY(!WritePdf(missing, graphs, &error));
+  QCOMPARE(error, QStringLiteral("File error"));
+  QVERIFY(!QFile::exists(missing));
+  QVERIFY(!QFileInfo::exists(dir.filePath(QStringLiteral("no-such-folder"))));
+
+  // A folder in the way.
+  QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("taken.pdf")));
+  error.clear();
+  QVERIFY(!WritePdf(dir.filePath(QStringLiteral("taken.pdf")), graphs, &error));
+  QCOMPARE(error, QStringLiteral("File error"));
+
+  // A drawing that declines leaves an older file as it was and no new one.
+  const QString older = dir.filePath(QStringLiteral("older.pdf"));
+  {
+    QFile f(older);
+    QVERIFY(f.open(QIODevice::WriteOnly));
+    f.write("kept");
+  }
+  DataSets empty;
+  QVERIFY(!WritePdf(
+      older, [&](PageOutput& out) { return PrintGraphs(out, empty, job, view); }, &error));
+  QVERIFY(error.isEmpty());
+  QCOMPARE(test::readFile(older), QByteArray("kept"));
+  QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QStringLiteral("older.pdf")});
+}
+
+QTEST_MAIN(TstRenderPrint)
+#include "tst_render_print.moc"
