@@ -36,6 +36,7 @@
 #include "data/formats.h"
 #include "data/recovery.h"
 #include "dialogs/downloadprogress.h"
+#include "dialogs/form10.h"
 #include "dialogs/form11.h"
 #include "dialogs/form12.h"
 #include "dialogs/form2.h"
@@ -44,6 +45,7 @@
 #include "dialogs/form6.h"
 #include "dialogs/form7.h"
 #include "dialogs/form8.h"
+#include "dialogs/form9.h"
 #include "link/connection.h"
 #include "link/exchange.h"
 #include "logger/controls.h"
@@ -451,7 +453,7 @@ QWidget* Form1::buildDataArea() {
   dataStack = named<QStackedWidget>("DataStack");
 
   // The graphs' page: temperature (ondo) above humidity (situdo), each with
-  // its four bars, and the two graph print buttons under them.
+  // its four bars.
   auto* graphPage = new QWidget;
   auto* gcol = new QVBoxLayout(graphPage);
   gcol->setContentsMargins(0, 0, 0, 0);
@@ -459,19 +461,14 @@ QWidget* Form1::buildDataArea() {
   graphs_ = new GraphPanel(session_->data());
   graphs_->setContinuousRun([this] { return session_->realtime().running(); });
   gcol->addWidget(graphs_, 1);
-  Command24 = named<QPushButton>("Command24", QStringLiteral("Print temperature…"));
-  Command25 = named<QPushButton>("Command25", QStringLiteral("Print humidity…"));
-  auto* printRow = new QHBoxLayout;
-  printRow->addStretch();
-  printRow->addWidget(Command24);
-  printRow->addWidget(Command25);
-  gcol->addLayout(printRow);
   dataStack->addWidget(graphPage);
 
   ListView1 = named<QTreeView>("ListView1");
   ListView1->setRootIsDecorated(false);
   ListView1->setUniformRowHeights(true);
   ListView1->setAlternatingRowColors(true);
+  // A run of rows selected is what the list print offers as its range.
+  ListView1->setSelectionMode(QAbstractItemView::ExtendedSelection);
   ListView1->setModel(dump_);
   ListView1->header()->setSectionsClickable(true);
   ListView1->header()->setStretchLastSection(true);
@@ -484,6 +481,16 @@ QWidget* Form1::buildDataArea() {
   }
   dataStack->addWidget(ListView1);
   col->addWidget(dataStack, 1);
+
+  // Under the data: the print button of the view shown (the other is hidden).
+  Command24 = named<QPushButton>("Command24", QStringLiteral("Print graphs…"));
+  Command25 = named<QPushButton>("Command25", QStringLiteral("Print list…"));
+  Command25->setVisible(false);
+  auto* printRow = new QHBoxLayout;
+  printRow->addStretch();
+  printRow->addWidget(Command24);
+  printRow->addWidget(Command25);
+  col->addLayout(printRow);
   return area;
 }
 
@@ -681,6 +688,11 @@ void Form1::applyControls(const ControlTable& table) {
   // The Open button goes with its menu entry.
   if (auto* open = qobject_cast<QAction*>(controls_.value(QStringLiteral("m11"))))
     Command14->setEnabled(open->isEnabled() && open->isVisible());
+  // The other print entry points go with the print button.
+  Command24->setEnabled(Command23->isEnabled());
+  Command25->setEnabled(Command23->isEnabled());
+  if (auto* print = qobject_cast<QAction*>(controls_.value(QStringLiteral("m13"))))
+    print->setEnabled(Command23->isEnabled());
 }
 
 void Form1::lockControls() {
@@ -754,6 +766,8 @@ void Form1::showView(bool dump) {
 
 void Form1::refreshDataArea() {
   Label3->setText(QString::fromLatin1(kSetNames[qBound(0, shownSet(), 2)]));
+  Command24->setVisible(!dumpView_);
+  Command25->setVisible(dumpView_);
   if (dumpView_) {
     dataStack->setCurrentWidget(ListView1);
     dump_->Dump_Fill();
@@ -875,8 +889,94 @@ void Form1::showDownloadProgress() {
 }
 
 void Form1::openPrintDialog() {
-  prompt_->message(QStringLiteral("Printing is not available in this version."),
-                   session_->windowTitle());
+  if (session_->data().info(shownSet()).Points <= 0) {
+    prompt_->message(QStringLiteral("There is no data to print."), session_->windowTitle());
+    return;
+  }
+  if (dumpView_)
+    showDialog<Form10>(this);
+  else
+    showDialog<Form9>(this);
+}
+
+// ---- printing
+
+QString Form1::printName(int set) const {
+  if (set == FileData) return session_->data().info(FileData).Name;
+  return session_->status().IdentName;
+}
+
+PrintJob Form1::printJob(int set, int first, int last) const {
+  PrintJob job;
+  job.set = set;
+  job.recognitionName = printName(set);
+  job.first = qMax(1, first);
+  job.last = qMax(0, last);
+  return job;
+}
+
+bool Form1::graphPrint(const QString& procedure, PageOutput& out, int set, int first, int last) {
+  const DataSets& sets = session_->data();
+  if (sets.info(set).Points <= 0) return false;
+  const PrintJob job = printJob(set, first, last);
+  // The window's own time window and bands for the set it shows; any other
+  // set is printed whole.
+  const ScrollState view = set == shownSet() && !dumpView_
+                               ? graphs_->state()
+                               : Scroll_Set(sets, set, InitialScrollState(), false);
+  Q_EMIT printStarted(procedure, job);
+  return PrintGraphs(out, sets, job, view);
+}
+
+bool Form1::dumpPrint(const QString& procedure, PageOutput& out, int set, int first, int last) {
+  DataSets& sets = session_->data();
+  if (sets.info(set).Points <= 0) return false;
+  const PrintJob job = printJob(set, first, last);
+  // The list as shown (its order included) when it holds that set; otherwise
+  // a list of the set's own, in record order.
+  const DumpModel* rows = dump_;
+  DumpModel own(sets);
+  if (!dumpView_ || dump_->dataSet() != set || dump_->rowCount() != sets.info(set).Points) {
+    const quint8 shown = sets.DataSetIndex;
+    sets.DataSetIndex = static_cast<quint8>(set);
+    own.Dump_Fill();
+    sets.DataSetIndex = shown;
+    rows = &own;
+  }
+  Q_EMIT printStarted(procedure, job);
+  return PrintDump(out, sets, job, *rows);
+}
+
+bool Form1::Real_G_Print(PageOutput& out, int first, int last) {
+  return graphPrint(QStringLiteral("Real_G_Print"), out, RealTimeData, first, last);
+}
+bool Form1::Log_G_Print(PageOutput& out, int first, int last) {
+  return graphPrint(QStringLiteral("Log_G_Print"), out, LogData, first, last);
+}
+bool Form1::File_G_Print(PageOutput& out, int first, int last) {
+  return graphPrint(QStringLiteral("File_G_Print"), out, FileData, first, last);
+}
+bool Form1::Real_D_Print(PageOutput& out, int first, int last) {
+  return dumpPrint(QStringLiteral("Real_D_Print"), out, RealTimeData, first, last);
+}
+bool Form1::Log_D_Print(PageOutput& out, int first, int last) {
+  return dumpPrint(QStringLiteral("Log_D_Print"), out, LogData, first, last);
+}
+bool Form1::File_D_Print(PageOutput& out, int first, int last) {
+  return dumpPrint(QStringLiteral("File_D_Print"), out, FileData, first, last);
+}
+
+bool Form1::printSet(PageOutput& out, int set, bool dump, int first, int last) {
+  switch (set) {
+    case LogData:
+      return dump ? Log_D_Print(out, first, last) : Log_G_Print(out, first, last);
+    case RealTimeData:
+      return dump ? Real_D_Print(out, first, last) : Real_G_Print(out, first, last);
+    case FileData:
+      return dump ? File_D_Print(out, first, last) : File_G_Print(out, first, last);
+    default:
+      return false;
+  }
 }
 
 // ---- shutdown

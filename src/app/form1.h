@@ -9,6 +9,7 @@
 #include <QTimer>
 
 #include "logger/statusview.h"
+#include "print/render_print.h"
 
 class QAction;
 class QComboBox;
@@ -68,6 +69,29 @@ class Form1 : public QMainWindow {
   // humidity); false when nothing was written.
   bool saveGraphImage(const QString& path);
 
+  // ---- printing
+  // One procedure for each set and kind of print: the set's report drawn on
+  // `out`, records first..last (1-based, inclusive; last 0 for the set's
+  // last record) making the "Range of selection" block. The graphs show the
+  // window's bars when the set is the one on display, otherwise the whole
+  // set. False when the set has no records or a page could not be started.
+  bool Real_G_Print(PageOutput& out, int first, int last);
+  bool Log_G_Print(PageOutput& out, int first, int last);
+  bool File_G_Print(PageOutput& out, int first, int last);
+  bool Real_D_Print(PageOutput& out, int first, int last);
+  bool Log_D_Print(PageOutput& out, int first, int last);
+  bool File_D_Print(PageOutput& out, int first, int last);
+  // The procedure of `set` for the graphs or (dump) the list.
+  bool printSet(PageOutput& out, int set, bool dump, int first, int last);
+  // The identification name a print of `set` carries: the file's own name for
+  // the file data, the logger's for the others.
+  QString printName(int set) const;
+  QtPrompt* prompt() const { return prompt_; }
+
+ Q_SIGNALS:
+  // A print procedure has made its job and is about to draw it.
+  void printStarted(const QString& procedure, const hygro::PrintJob& job);
+
  protected:
   void closeEvent(QCloseEvent* event) override;
   void dragEnterEvent(QDragEnterEvent* event) override;
@@ -111,6 +135,9 @@ class Form1 : public QMainWindow {
   void lockControls();
   void applyRealtime();
   void followDataSet();
+  bool graphPrint(const QString& procedure, PageOutput& out, int set, int first, int last);
+  bool dumpPrint(const QString& procedure, PageOutput& out, int set, int first, int last);
+  PrintJob printJob(int set, int first, int last) const;
 
   // The view selection: which set, graph or dump.
   void showSet(int set);

@@ -1,0 +1,376 @@
+// Printing from the main window: which print dialog each entry point opens,
+// the records it offers, and that its choice reaches the print procedure of
+// the set on display, into a PDF file or through a printer.
+#include <QApplication>
+#include <QComboBox>
+#include <QHeaderView>
+#include <QItemSelectionModel>
+#include <QPrinter>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QScrollBar>
+#include <QSpinBox>
+#include <QTreeView>
+#include <QtTest>
+
+#include "app/form1.h"
+#include "app/graphpanel.h"
+#include "app/qtprompt.h"
+#include "data/formats.h"
+#include "dialogs/form10.h"
+#include "dialogs/form9.h"
+#include "logger/session.h"
+#include "sim/demostate.h"
+#include "sim/simtransport.h"
+#include "support/data_fixtures.h"
+
+using namespace hygro;
+using hygro::test::addSample;
+
+namespace {
+
+class AnsweringPrompt : public QtPrompt {
+ public:
+  QStringList messages;
+  QStringList proposed;
+  QQueue<QString> savePaths;
+  void message(const QString& text, const QString&) override { messages << text; }
+  bool question(QuestionId, const QString&, const QString&) override { return false; }
+  std::optional<QString> saveFileName(const QString& name, const QString&, bool* failed) override {
+    if (failed) *failed = false;
+    proposed << name;
+    if (savePaths.isEmpty()) return std::nullopt;
+    return savePaths.dequeue();
+  }
+  std::optional<QString> openFileName(const QString&) override { return std::nullopt; }
+};
+
+struct Rig {
+  Rig() {
+    sim = new sim::SimTransport;
+    sim::LoadDemoState(sim->model());
+    session = std::make_unique<Session>(std::unique_ptr<Transport>(sim),
+                                        std::make_unique<NoBridge>(), &prompt);
+    session->connection().CloseWaitMs = 1;
+    session->connection().PulseHighMs = 1;
+    session->connection().PulseLowMs = 1;
+  }
+  AnsweringPrompt prompt;
+  sim::SimTransport* sim = nullptr;
+  std::unique_ptr<Session> session;
+};
+
+// What a print procedure was asked to do.
+struct Printed {
+  QString procedure;
+  PrintJob job;
+};
+
+template <typename T>
+T* child(QWidget& w, const char* name) {
+  T* c = w.findChild<T*>(QString::fromLatin1(name));
+  if (!c) qWarning("no %s", name);
+  return c;
+}
+
+PrintDialog* openDialog() {
+  for (QWidget* t : QApplication::topLevelWidgets()) {
+    auto* d = qobject_cast<PrintDialog*>(t);
+    if (d && d->isVisible()) return d;
+  }
+  return nullptr;
+}
+
+void closeDialog() {
+  if (PrintDialog* d = openDialog()) d->close();
+  QTRY_VERIFY(!openDialog());
+}
+
+const double kNoon = fmt::dateSerial(2010, 5, 1, 12, 0, 0);
+
+void fillSeconds(DataSets& sets, int set, int n, int step, float t0 = 20.0f) {
+  for (int i = 0; i < n; ++i)
+    addSample(sets, set, t0 + 0.01f * float(i % 500), 50.0f, {}, kNoon + i * step / 86400.0);
+}
+
+bool isPdf(const QString& path) {
+  QFile f(path);
+  return f.open(QIODevice::ReadOnly) && f.read(5) == "%PDF-" && f.size() > 100;
+}
+
+void choose(PrintDialog* d, const char* option) {
+  d->findChild<QRadioButton*>(QString::fromLatin1(option))->setChecked(true);
+}
+
+void setRange(PrintDialog* d, int first, int last) {
+  choose(d, "Option2");
+  d->findChild<QSpinBox*>(QStringLiteral("Text1"))->setValue(first);
+  d->findChild<QSpinBox*>(QStringLiteral("Text2"))->setValue(last);
+}
+
+void clickPrint(PrintDialog* d) { d->findChild<QPushButton*>(QStringLiteral("Command1"))->click(); }
+
+}  // namespace
+
+class TstUiPrint : public QObject {
+  Q_OBJECT
+ private Q_SLOTS:
+  void entryPointsOpenTheDialogOfTheView() {
+    Rig rig;
+    fillSeconds(rig.session->data(), LogData, 30, 60);
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    auto* graphButton = child<QPushButton>(w, "Command24");
+    auto* listButton = child<QPushButton>(w, "Command25");
+    QCOMPARE(graphButton->text(), QStringLiteral("Print graphs…"));
+    QCOMPARE(listButton->text(), QStringLiteral("Print list…"));
+
+    const auto trigger = [&w](const char* control) {
+      if (auto* b = w.findChild<QPushButton*>(QString::fromLatin1(control)))
+        b->click();
+      else
+        w.findChild<QAction*>(QString::fromLatin1(control))->trigger();
+    };
+    for (const bool dump : {false, true}) {
+      child<QRadioButton>(w, dump ? "Option9" : "Option8")->setChecked(true);
+      QCOMPARE(w.dumpView(), dump);
+      QCOMPARE(graphButton->isVisible(), !dump);
+      QCOMPARE(listButton->isVisible(), dump);
+      for (const char* control : {"Command23", "Command24", "Command25", "m13"}) {
+        trigger(control);
+        PrintDialog* d = openDialog();
+        QVERIFY2(d, control);
+        QCOMPARE(d->objectName(), dump ? QStringLiteral("Form10") : QStringLiteral("Form9"));
+        QCOMPARE(d->windowModality(), Qt::ApplicationModal);
+        QCOMPARE(d->dataSet(), int(LogData));
+        closeDialog();
+      }
+    }
+
+    // A set without records: said so, no dialog.
+    child<QRadioButton>(w, "Option6")->setChecked(true);
+    QVERIFY(rig.prompt.messages.isEmpty());
+    trigger("Command23");
+    QVERIFY(!openDialog());
+    QCOMPARE(rig.prompt.messages, QStringList{QStringLiteral("There is no data to print.")});
+  }
+
+  void rangeDefaultsFollowWhatIsShown() {
+    Rig rig;
+    DataSets& d = rig.session->data();
+    fillSeconds(d, LogData, 2000, 10);
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.resize(1200, 800);
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+
+    // The whole set on display: all records.
+    auto* span = child<QScrollBar>(w, "HScroll1");
+    auto* position = child<QScrollBar>(w, "HScroll2");
+    span->setValue(span->maximum());
+    QVERIFY(w.graphs()->state().HScroll1.value * w.graphs()->state().ScrollUnit >= 19990);
+    child<QPushButton>(w, "Command23")->click();
+    PrintDialog* g = openDialog();
+    QVERIFY(g);
+    QVERIFY(g->allRecords());
+    QCOMPARE(g->records(), std::make_pair(1, 2000));
+    closeDialog();
+
+    // The newest hour: about the last 360 records.
+    span->setValue(3600);
+    position->setValue(position->minimum());
+    QCOMPARE(w.graphs()->state().HScroll2.value, 0);
+    child<QPushButton>(w, "Command23")->click();
+    g = openDialog();
+    QVERIFY(g && !g->allRecords());
+    QCOMPARE(g->records().second, 2000);
+    QVERIFY2(qAbs(g->records().first - 1640) <= 1, qPrintable(QString::number(g->records().first)));
+    closeDialog();
+
+    // An hour further back.
+    position->setValue(3600);
+    child<QPushButton>(w, "Command23")->click();
+    g = openDialog();
+    QVERIFY(g && !g->allRecords());
+    QVERIFY2(qAbs(g->records().second - 1640) <= 1,
+             qPrintable(QString::number(g->records().second)));
+    QVERIFY2(qAbs(g->records().first - 1280) <= 1, qPrintable(QString::number(g->records().first)));
+    closeDialog();
+
+    // The list: the selected rows' records, lowest to highest, whatever the order.
+    child<QRadioButton>(w, "Option9")->setChecked(true);
+    auto* list = child<QTreeView>(w, "ListView1");
+    child<QPushButton>(w, "Command25")->click();
+    g = openDialog();
+    QVERIFY(g && g->allRecords());
+    closeDialog();
+
+    // Sorted by record number, descending: rows 0, 3 and 7 are 2000, 1997, 1993.
+    QHeaderView* h = list->header();
+    for (int i = 0; i < 3 && list->model()->index(0, 0).data().toString() != "02000"; ++i)
+      QTest::mouseClick(h->viewport(), Qt::LeftButton, {},
+                        QPoint(h->sectionViewportPosition(0) + 5, h->height() / 2));
+    QCOMPARE(list->model()->index(0, 0).data().toString(), QStringLiteral("02000"));
+    auto* selection = list->selectionModel();
+    for (int row : {3, 0, 7})
+      selection->select(list->model()->index(row, 0),
+                        QItemSelectionModel::Select | QItemSelectionModel::Rows);
+    child<QPushButton>(w, "Command25")->click();
+    g = openDialog();
+    QVERIFY(g && !g->allRecords());
+    QCOMPARE(g->records(), std::make_pair(1993, 2000));
+    closeDialog();
+  }
+
+  void pdfGoesThroughTheProcedureOfTheSet() {
+    QTemporaryDir dir;
+    Rig rig;
+    DataSets& d = rig.session->data();
+    fillSeconds(d, LogData, 30, 60);
+    fillSeconds(d, RealTimeData, 20, 5);
+    fillSeconds(d, FileData, 12, 600);
+    d.info(FileData).Name = QStringLiteral("Kitchen");
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    rig.prompt.startFolder = dir.path();
+    QList<Printed> printed;
+    QObject::connect(&w, &Form1::printStarted, [&printed](const QString& p, const PrintJob& job) {
+      printed << Printed{p, job};
+    });
+
+    const struct {
+      const char* option;
+      int set;
+      const char* graphs;
+      const char* list;
+    } sets[] = {{"Option5", LogData, "Log_G_Print", "Log_D_Print"},
+                {"Option6", RealTimeData, "Real_G_Print", "Real_D_Print"},
+                {"Option7", FileData, "File_G_Print", "File_D_Print"}};
+    for (const auto& s : sets) {
+      for (const bool dump : {false, true}) {
+        child<QRadioButton>(w, s.option)->setChecked(true);
+        child<QRadioButton>(w, dump ? "Option9" : "Option8")->setChecked(true);
+        child<QPushButton>(w, "Command23")->click();
+        PrintDialog* dlg = openDialog();
+        QVERIFY(dlg);
+        QCOMPARE(dlg->dataSet(), s.set);
+        setRange(dlg, 7, 3);  // given backwards: still records 3..7
+        choose(dlg, "Option4");
+        QCOMPARE(dlg->findChild<QPushButton*>(QStringLiteral("Command1"))->text(),
+                 QStringLiteral("Save"));
+        const QString path =
+            dir.filePath(QStringLiteral("%1_%2.pdf").arg(s.set).arg(dump ? "list" : "graphs"));
+        rig.prompt.savePaths.enqueue(path);
+        printed.clear();
+        clickPrint(dlg);
+        QTRY_VERIFY(!openDialog());
+        QVERIFY2(isPdf(path), qPrintable(path));
+        QCOMPARE(printed.size(), 1);
+        QCOMPARE(printed[0].procedure, QString::fromLatin1(dump ? s.list : s.graphs));
+        QCOMPARE(printed[0].job.set, s.set);
+        QCOMPARE(printed[0].job.first, 3);
+        QCOMPARE(printed[0].job.last, 7);
+        QCOMPARE(printed[0].job.recognitionName,
+                 s.set == FileData ? QStringLiteral("Kitchen") : rig.session->status().IdentName);
+      }
+    }
+    // The file name offered: the name and record 1's time, where CSVs went.
+    QCOMPARE(rig.prompt.proposed.last(), QStringLiteral("Kitchen_100501_120000.pdf"));
+    QVERIFY(rig.prompt.messages.isEmpty());
+  }
+
+  void failuresAreSaidAndLoseNothing() {
+    QTemporaryDir dir;
+    Rig rig;
+    DataSets& d = rig.session->data();
+    fillSeconds(d, LogData, 40, 60);
+    const double lastTime = d.Get(LogData, 40).Time;
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    QList<Printed> printed;
+    QObject::connect(&w, &Form1::printStarted, [&printed](const QString& p, const PrintJob& job) {
+      printed << Printed{p, job};
+    });
+
+    // A PDF that cannot be written: the message, no file, the dialog stays.
+    child<QPushButton>(w, "Command23")->click();
+    PrintDialog* dlg = openDialog();
+    QVERIFY(dlg);
+    choose(dlg, "Option4");
+    const QString badPath = dir.filePath(QStringLiteral("missing/out.pdf"));
+    rig.prompt.savePaths.enqueue(badPath);
+    clickPrint(dlg);
+    QCOMPARE(rig.prompt.messages, QStringList{QStringLiteral("File error")});
+    QVERIFY(!QFileInfo::exists(badPath));
+    QCOMPARE(openDialog(), dlg);
+
+    // A cancelled file dialog: nothing printed, nothing said.
+    rig.prompt.messages.clear();
+    printed.clear();
+    clickPrint(dlg);
+    QVERIFY(printed.isEmpty() && rig.prompt.messages.isEmpty());
+    QCOMPARE(openDialog(), dlg);
+
+    // The printer: cancelled, it prints nothing; one that cannot start its
+    // job says so; one that can, prints all records through the procedure.
+    choose(dlg, "Option3");
+    QCOMPARE(dlg->findChild<QPushButton*>(QStringLiteral("Command1"))->text(),
+             QStringLiteral("Print"));
+    QString printerFile;
+    bool answer = false;
+    dlg->choosePrinter = [&](QPrinter& p) {
+      p.setOutputFormat(QPrinter::PdfFormat);
+      p.setOutputFileName(printerFile);
+      return answer;
+    };
+    clickPrint(dlg);
+    QVERIFY(printed.isEmpty() && rig.prompt.messages.isEmpty());
+    answer = true;
+    printerFile = dir.filePath(QStringLiteral("missing/printer.pdf"));
+    clickPrint(dlg);
+    QCOMPARE(rig.prompt.messages, QStringList{QStringLiteral("The printer could not print.")});
+    QCOMPARE(openDialog(), dlg);
+    printerFile = dir.filePath(QStringLiteral("printer.pdf"));
+    clickPrint(dlg);
+    QTRY_VERIFY(!openDialog());
+    QVERIFY(isPdf(printerFile));
+    QCOMPARE(printed.size(), 1);
+    QCOMPARE(printed.last().procedure, QStringLiteral("Log_G_Print"));
+    QCOMPARE(printed.last().job.first, 1);
+    QCOMPARE(printed.last().job.last, 40);
+
+    // The data held is as it was.
+    QCOMPARE(int(d.info(LogData).Points), 40);
+    QCOMPARE(d.Get(LogData, 40).Time, lastTime);
+    QVERIFY(!d.info(LogData).Modified);
+  }
+
+  void printControlsFollowThePrintButton() {
+    Rig rig;
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    child<QComboBox>(w, "Combo4")->setCurrentText(QStringLiteral("1"));
+    QTest::mouseClick(child<QPushButton>(w, "Command20"), Qt::LeftButton);
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && rig.session->connected(), 20000);
+    QAction* menu = w.findChild<QAction*>(QStringLiteral("m13"));
+    const auto printControls = [&] {
+      return QList<bool>{child<QPushButton>(w, "Command23")->isEnabled(),
+                         child<QPushButton>(w, "Command24")->isEnabled(),
+                         child<QPushButton>(w, "Command25")->isEnabled(), menu->isEnabled()};
+    };
+    QCOMPARE(printControls(), (QList<bool>{true, true, true, true}));
+
+    // A continuous run takes the print button away, and the others with it.
+    auto* continuous = child<QPushButton>(w, "Command2");
+    QTest::mouseClick(continuous, Qt::LeftButton);
+    QCOMPARE(continuous->text(), QStringLiteral("Stop"));
+    QCOMPARE(printControls(), (QList<bool>{false, false, false, false}));
+    QTest::mouseClick(continuous, Qt::LeftButton);
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && continuous->text() == "Continuous", 20000);
+    QCOMPARE(printControls(), (QList<bool>{true, true, true, true}));
+  }
+};
+
+QTEST_MAIN(TstUiPrint)
+#include "tst_ui_print.moc"
