@@ -44,27 +44,29 @@ class TestLoggerOps : public QObject {
   void statusOfEachKindOfLogger_data() {
     QTest::addColumn<QString>("state");
     QTest::addColumn<QString>("expect");  // control=value pairs, split at '|'
-    QTest::newRow("idle") << "idle.json"
-                          << "Label16=Record stop|Command4=Start|Label14=LAB1|"
-                             "Label26=2024/05/01 09:00:00|Label21=144 point|Label6=10 Min|"
-                             "Label48=One Time|Label29=30 C|Label46=OFF|Label7=3.05 V|Label8=";
-    QTest::newRow("recording") << "recording.json"
-                               << "Label16=Recording|Command4=Stop|Label21=120 point|"
-                                  "Label6=1 Min|Label29=35 C|Label46=0 C|Label7=3.10 V";
     // Reserved: the interval is the one set for the coming recording; the
     // fresh log blanks mode and bounds.
-    QTest::newRow("reserved") << "reserved.json"
-                              << "Label16=Reserving|Command4=Reservation cancel|"
-                                 "Label26=15Day08:30 Record beginning|Label21=0 Point|"
-                                 "Label6=5 Min|Label48=|Label29=|Label46=";
-    QTest::newRow("fresh") << "fresh.json"
-                           << "Label14=    |Label26=----/--/-- --:--:--|Label21=0 point|"
-                              "Label6=|Label48=|Label29=|Label46=";
-    QTest::newRow("low battery") << "lowbattery.json"
-                                 << "Label16=Record stop|Label7=ＮＧ 2.49 V|"
-                                    "Label8=End due to the voltage decrease.|Label6=5 Min";
-    QTest::newRow("wrapped loop") << "wrapped_loop.json"
-                                  << "Label21=15000 Point|Label48=Loop";
+    const struct {
+      const char *name, *state, *expect;
+    } rows[] = {
+        {"idle", "idle.json",
+         "Label16=Record stop|Command4=Start|Label14=LAB1|Label26=2024/05/01 09:00:00|"
+         "Label21=144 point|Label6=10 Min|Label48=One Time|Label29=30 C|Label46=OFF|"
+         "Label7=3.05 V|Label8="},
+        {"recording", "recording.json",
+         "Label16=Recording|Command4=Stop|Label21=120 point|Label6=1 Min|Label29=35 C|"
+         "Label46=0 C|Label7=3.10 V"},
+        {"reserved", "reserved.json",
+         "Label16=Reserving|Command4=Reservation cancel|Label26=15Day08:30 Record beginning|"
+         "Label21=0 Point|Label6=5 Min|Label48=|Label29=|Label46="},
+        {"fresh", "fresh.json",
+         "Label14=    |Label26=----/--/-- --:--:--|Label21=0 point|Label6=|Label48=|Label29=|"
+         "Label46="},
+        {"low battery", "lowbattery.json",
+         "Label16=Record stop|Label7=ＮＧ 2.49 V|Label8=End due to the voltage decrease.|"
+         "Label6=5 Min"},
+        {"wrapped loop", "wrapped_loop.json", "Label21=15000 Point|Label48=Loop"}};
+    for (const auto& row : rows) QTest::newRow(row.name) << row.state << row.expect;
   }
   void statusOfEachKindOfLogger() {
     QFETCH(QString, state);
@@ -284,8 +286,7 @@ class TestLoggerOps : public QObject {
     prompt.session = &session;
     QTemporaryDir dir;
     session.data().open(dir.path(), nullptr);
-    session.connection().CloseWaitMs = session.connection().PulseHighMs =
-        session.connection().PulseLowMs = 1;
+    test::ShortenWaits(session.connection());
     session.Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
     QTRY_VERIFY(session.connected() && !session.busy());
     // "Set completion" is raised by the answer to 46; the status read that

@@ -30,7 +30,8 @@ QList<int> CommandCodes(const QList<QByteArray>& frames) {
   return c;
 }
 
-EmulatorRig::EmulatorRig(const QString& state, const QString& model) {
+EmulatorRig::EmulatorRig(const QString& state, const QString& model, sim::SimTransport* emulator)
+    : sim(emulator ? emulator : new sim::SimTransport) {
   if (!state.isEmpty()) {
     QString error;
     if (!sim->model().loadFile(QStringLiteral(HYGROTAB_TEST_DATA "/sim/") + state, &error))

@@ -24,15 +24,17 @@ QList<int> CommandCodes(const QList<QByteArray>& frames);
 
 struct EmulatorRig {
   ScriptedPrompt prompt;
-  sim::SimTransport* sim = new sim::SimTransport;
+  sim::SimTransport* sim;
   Session session{std::unique_ptr<Transport>(sim), std::make_unique<NoBridge>(), &prompt};
   QTemporaryDir dir;
   QList<QByteArray> frames;  // sent since connecting, or since the last takeCodes()
   QList<int> connectCodes;   // the command codes sent while connecting
 
   // `state` names a file in the emulator's state folder; empty keeps the
-  // emulator's own. A `model` given replaces the state's model name.
-  explicit EmulatorRig(const QString& state = QString(), const QString& model = QString());
+  // emulator's own. A `model` given replaces the state's model name. The
+  // session takes `emulator` (a plain one when null).
+  explicit EmulatorRig(const QString& state = QString(), const QString& model = QString(),
+                       sim::SimTransport* emulator = nullptr);
   ~EmulatorRig();
   EmulatorRig(const EmulatorRig&) = delete;
   EmulatorRig& operator=(const EmulatorRig&) = delete;
