@@ -585,10 +585,7 @@ class TestLoggerOps : public QObject {
     for (const QChar c : QStringLiteral("\\/:*?\"<>|"))
       QVERIFY2(!r.session.settings().IdentNameCheck(QStringLiteral("A") + c),
                qPrintable(QString(c)));
-    QCOMPARE(r.prompt.calls.size(), 9);
-    QCOMPARE(r.prompt.calls.last().text,
-             QStringLiteral("認識名称には次の文字は使えません\r\r           \\ / : * ? \" < > |"));
-    QCOMPARE(r.prompt.calls.last().title, QStringLiteral("QM510-XC"));
+    QCOMPARE(r.prompt.calls.size(), 9);  // its text and title: tst_ui_dialogs_settings
     // A character the logger cannot hold never turns into another one.
     QVERIFY(!r.session.settings().IdentNameCheck(QStringLiteral(u"K\u00FC")));
     QCOMPARE(r.prompt.calls.last().text, SettingsOperation::SingleByteNameMessage());

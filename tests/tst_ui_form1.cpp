@@ -25,7 +25,6 @@
 #include "link/connection.h"
 #include "link/frame.h"
 #include "logger/session.h"
-#include "sim/demostate.h"
 #include "sim/simtransport.h"
 #include "support/data_fixtures.h"
 #include "support/emulator_rig.h"
@@ -106,12 +105,6 @@ void connectWindow(Form1& w, Session& s) {
 void update(Form1& w, Session& s) {
   QTest::mouseClick(child<QPushButton>(w, "Command11"), Qt::LeftButton);
   QTRY_VERIFY_WITH_TIMEOUT(!s.busy(), 20000);
-}
-
-std::unique_ptr<Session> demoSession(UserPrompt* prompt) {
-  auto sim = std::make_unique<sim::SimTransport>();
-  sim::LoadDemoState(sim->model());
-  return std::make_unique<Session>(std::move(sim), std::make_unique<NoBridge>(), prompt);
 }
 
 QStringList scratchAndLock(const QString& folder) {
@@ -564,7 +557,7 @@ class TestForm1 : public QObject {
     QVERIFY(test::writeScratchFile(dir.filePath("log.rand"), {}));
 
     AnsweringPrompt prompt;
-    auto session = demoSession(&prompt);
+    auto session = test::DemoSession(new sim::SimTransport, &prompt);
     session->data().announceLeftovers = false;
     QCOMPARE(OpenDataFolder(session->data(), dir.path(), &prompt), FolderOpen::Opened);
     QCOMPARE(session->data().recoveredFiles().size(), 1);
@@ -600,7 +593,7 @@ class TestForm1 : public QObject {
     // Declining leaves the set empty; the file is offered no more once it
     // has been moved aside.
     AnsweringPrompt again;
-    auto second = demoSession(&again);
+    auto second = test::DemoSession(new sim::SimTransport, &again);
     second->data().announceLeftovers = false;
     QVERIFY(test::writeScratchFile(dir.filePath("log.rand"), recs));
     QCOMPARE(OpenDataFolder(second->data(), dir.path(), &again), FolderOpen::Opened);
@@ -615,7 +608,7 @@ class TestForm1 : public QObject {
   void signalKeepsUnsavedScratchFiles() {
     QTemporaryDir dir;
     AnsweringPrompt prompt;
-    auto session = demoSession(&prompt);
+    auto session = test::DemoSession(new sim::SimTransport, &prompt);
     QVERIFY(session->data().open(dir.path(), nullptr));
     Form1 w(session.get(), &prompt);
     w.show();
