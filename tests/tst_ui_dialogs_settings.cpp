@@ -93,6 +93,7 @@ class TestSettingsDialogs : public QObject {
     {
       Form11 f(&r.session);
       QCOMPARE(f.objectName(), QStringLiteral("Form11"));
+      QVERIFY(child<QPushButton>(f, "Command1")->isDefault());  // Enter presses OK
       QCOMPARE(f.windowTitle(), QStringLiteral("Alarm bound pair temperature setting"));
       QStringList frames;
       for (QGroupBox* g : f.findChildren<QGroupBox*>()) frames << g->title();
@@ -191,6 +192,7 @@ class TestSettingsDialogs : public QObject {
     {
       Form8 f(&r.session);
       QCOMPARE(f.objectName(), QStringLiteral("Form8"));
+      QVERIFY(child<QPushButton>(f, "Command1")->isDefault());  // Enter presses OK
       QCOMPARE(f.windowTitle(), QStringLiteral("Memory Mode"));
       QCOMPARE(child<QRadioButton>(f, "Option1")->text(), QStringLiteral("Endless Mode"));
       QCOMPARE(child<QRadioButton>(f, "Option2")->text(), QStringLiteral("One Time Mode"));
@@ -218,6 +220,7 @@ class TestSettingsDialogs : public QObject {
     QVERIFY(r.connect());
     Form2 f(&r.session);
     QCOMPARE(f.objectName(), QStringLiteral("Form2"));
+    QVERIFY(child<QPushButton>(f, "Command1")->isDefault());  // Enter presses OK
     QCOMPARE(f.windowTitle(), QStringLiteral("Recognition name setting"));
     f.show();
     auto* text = child<QLineEdit>(f, "Text1");
@@ -257,6 +260,7 @@ class TestSettingsDialogs : public QObject {
     {
       Form5 f(&r.session, QStringLiteral("1"));
       QCOMPARE(f.objectName(), QStringLiteral("Form5"));
+      QVERIFY(child<QPushButton>(f, "Command1")->isDefault());  // Enter presses OK
       QCOMPARE(child<QRadioButton>(f, "Option1")->text(), QStringLiteral("Online"));
       QCOMPARE(child<QRadioButton>(f, "Option2")->text(), QStringLiteral("Offline"));
       QVERIFY(!f.online());
