@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 #include <QTemporaryDir>
 
+#include "benchsupport.h"
 #include "data/csv.h"
 #include "data/dump.h"
 #include "data/formats.h"
@@ -47,6 +48,16 @@ void fillFull(DataSets& ds, int set) {
   }
 }
 
+// A full set saved as in.csv in the folder, for the readers to measure with.
+QString writeFullCsv(const QTemporaryDir& dir) {
+  DataSets source;
+  fillFull(source, LogData);
+  const QString path = dir.filePath(QStringLiteral("in.csv"));
+  QString err;
+  Csv_Write(source, LogData, QStringLiteral("QM720-XC"), QStringLiteral("ROOM1"), path, &err);
+  return path;
+}
+
 // Export to a file in the scratch folder, as the save command does.
 void BM_CsvExport(benchmark::State& state) {
   QTemporaryDir dir;
@@ -66,12 +77,9 @@ BENCHMARK(BM_CsvExport)->Unit(benchmark::kMillisecond);
 // Import from a file into FileData backed by its scratch file.
 void BM_CsvImport(benchmark::State& state) {
   QTemporaryDir dir;
-  DataSets source;
-  fillFull(source, LogData);
-  const QString path = dir.filePath(QStringLiteral("in.csv"));
-  QString err;
-  Csv_Write(source, LogData, QStringLiteral("QM720-XC"), QStringLiteral("ROOM1"), path, &err);
+  const QString path = writeFullCsv(dir);
   DataSets ds;
+  QString err;
   ds.open(dir.path(), &err);
   SilentPrompt prompt;
   for (auto _ : state) {
@@ -111,11 +119,7 @@ BENCHMARK(BM_DumpSortByTemperature)->Unit(benchmark::kMillisecond);
 // Baseline for the import figure: a plain pass over the same file's bytes.
 void BM_ReadFileBaseline(benchmark::State& state) {
   QTemporaryDir dir;
-  DataSets source;
-  fillFull(source, LogData);
-  const QString path = dir.filePath(QStringLiteral("in.csv"));
-  QString err;
-  Csv_Write(source, LogData, QStringLiteral("QM720-XC"), QStringLiteral("ROOM1"), path, &err);
+  const QString path = writeFullCsv(dir);
   for (auto _ : state) {
     QFile f(path);
     f.open(QIODevice::ReadOnly);
@@ -128,9 +132,5 @@ BENCHMARK(BM_ReadFileBaseline)->Unit(benchmark::kMillisecond);
 }  // namespace
 
 int main(int argc, char** argv) {
-  QCoreApplication app(argc, argv);
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
+  return hygro::bench::RunBenchmarks<QCoreApplication>(argc, argv);
 }

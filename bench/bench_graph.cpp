@@ -8,6 +8,7 @@
 #include <QImage>
 #include <cmath>
 
+#include "benchsupport.h"
 #include "data/datasets.h"
 #include "data/formats.h"
 #include "graph/render_graph.h"
@@ -82,12 +83,4 @@ BENCHMARK(BM_Curve)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-  QGuiApplication app(argc, argv);
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}
+int main(int argc, char** argv) { return hygro::bench::RunBenchmarks<QGuiApplication>(argc, argv); }

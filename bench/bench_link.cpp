@@ -8,6 +8,7 @@
 #include <QTemporaryDir>
 #include <QTimer>
 
+#include "benchsupport.h"
 #include "logger/session.h"
 #include "sim/simtransport.h"
 
@@ -115,9 +116,5 @@ BENCHMARK(BM_Download15000Unpaced)
 }  // namespace
 
 int main(int argc, char** argv) {
-  QCoreApplication app(argc, argv);
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
+  return hygro::bench::RunBenchmarks<QCoreApplication>(argc, argv);
 }

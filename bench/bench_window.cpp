@@ -8,6 +8,7 @@
 #include <QTreeView>
 
 #include "app/graphpanel.h"
+#include "benchsupport.h"
 #include "data/datasets.h"
 #include "data/dump.h"
 #include "data/formats.h"
@@ -79,13 +80,4 @@ BENCHMARK(BM_DumpFillVisible)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  qputenv("QT_QPA_PLATFORM", qgetenv("QT_QPA_PLATFORM").isEmpty() ? QByteArray("offscreen")
-                                                                  : qgetenv("QT_QPA_PLATFORM"));
-  QApplication app(argc, argv);
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}
+int main(int argc, char** argv) { return hygro::bench::RunBenchmarks<QApplication>(argc, argv); }

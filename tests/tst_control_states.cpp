@@ -4,44 +4,14 @@
 
 #include "logger/controls.h"
 #include "logger/session.h"
-#include "sim/simtransport.h"
-#include "support/scripted_prompt.h"
+#include "support/emulator_rig.h"
 
 using namespace hygro;
-using hygro::test::ScriptedPrompt;
 
 namespace {
 
-struct Rig {
-  ScriptedPrompt prompt;
-  sim::SimTransport* sim = new sim::SimTransport;
-  Session session{std::unique_ptr<Transport>(sim), std::make_unique<NoBridge>(), &prompt};
-  QTemporaryDir dir;
-
-  explicit Rig(const QString& state = QString(), const QString& model = QString()) {
-    if (!state.isEmpty()) {
-      QString error;
-      if (!sim->model().loadFile(QStringLiteral(HYGROTAB_TEST_DATA "/sim/") + state, &error))
-        qFatal("state %s: %s", qPrintable(state), qPrintable(error));
-    }
-    if (!model.isEmpty()) sim->model().setModel(model);
-    session.connection().CloseWaitMs = 1;
-    session.connection().PulseHighMs = 1;
-    session.connection().PulseLowMs = 1;
-    session.data().open(dir.path(), nullptr);
-  }
-  ~Rig() { session.data().closeAndRemove(); }
-
-  bool waitIdle() {
-    QDeadlineTimer deadline(15000);
-    while (session.busy() && !deadline.hasExpired())
-      QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    return !session.busy();
-  }
-  bool connect() {
-    session.Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
-    return waitIdle() && session.connected();
-  }
+struct Rig : test::EmulatorRig {
+  using EmulatorRig::EmulatorRig;
   ControlTable table() const { return StatusControls(session.view()); }
 };
 
@@ -163,62 +133,57 @@ class TestControlStates : public QObject {
     QCOMPARE(first.entries().size(), std::size_t(3));
   }
 
-  void notConnected() {
-    Rig r;
-    r.session.statusOp().Status_Disp();
-    const ControlTable t = r.table();
-    CHECK_TABLE(t,
-                "Combo1+|Combo3+|Combo4+|Command27-|m1+|m2+|m3+|m11+|m12+|m21+|m22+|m23+|"
-                "m31+|m32+|m33-|m34-|Frame8+|Frame11+|Option5+|Option6+|Option7+|Option8+|"
-                "Option9+|Label16=----|Command2=Continuous|Label49=Unconnection|"
-                "Label49@Black|Label7=----|Label7@ButtonFace|Label8=|Label8@ButtonFace|"
-                "Label14=----|Label19=|Label6=|Label21=|Label26=|Label10=|Label2=|Label4=|"
-                "Label48=|Label29=|Label46=");
-    CHECK_TABLE(t, each(kScrollBars, "^"));
+  void tableOfEachState_data() {
+    QTest::addColumn<QString>("state");  // the emulator's state; empty: never connected
+    QTest::addColumn<int>("shown");      // the DisplayState the status lands in
+    QTest::addColumn<QString>("expect");
     // The buttons that need a logger are greyed; the shown set stays.
-    CHECK_TABLE(t,
-                "Command1-|Command2-|Command4-|Command5-|Command11-|Command26-|Command28-|"
-                "Command4=Start|Label3?");
+    QTest::newRow("not connected")
+        << QString() << -1
+        << "Combo1+|Combo3+|Combo4+|Command27-|m1+|m2+|m3+|m11+|m12+|m21+|m22+|m23+|"
+           "m31+|m32+|m33-|m34-|Frame8+|Frame11+|Option5+|Option6+|Option7+|Option8+|"
+           "Option9+|Label16=----|Command2=Continuous|Label49=Unconnection|"
+           "Label49@Black|Label7=----|Label7@ButtonFace|Label8=|Label8@ButtonFace|"
+           "Label14=----|Label19=|Label6=|Label21=|Label26=|Label10=|Label2=|Label4=|"
+           "Label48=|Label29=|Label46=|"
+           "Command1-|Command2-|Command4-|Command5-|Command11-|Command26-|Command28-|"
+           "Command4=Start|Label3?|" +
+               each(kScrollBars, "^");
+    QTest::newRow("idle") << "idle.json" << int(DisplayState::Idle)
+                          << "Command4+|Command4=Start|Label16=Record stop|Command2=Continuous|"
+                             "Combo4-|Combo1-|Combo3-|Command27+|m22+|m33+|m34+|m2+|m11+|m12+|"
+                             "Frame8+|Frame11+|Option5+|Option6+|Option7+|Option8+|Option9+|"
+                             "Command1+|Command5+|Combo2+|Label49=Communicating|"
+                             "Label49@LightGreen|Label7=3.05 V|Label7@ButtonFace|Label8=|"
+                             "Label8@ButtonFace|Label14=LAB1|Label21=144 point|Label6=10 Min|"
+                             "Label3=Log|Label29=30 C|Label29^|Label31^|Label32^|Label46^|"
+                             "Command10+|Command12+|Command22+|Command23+|" +
+                                 each(kScrollBars, "^");
+    QTest::newRow("recording")
+        << "recording.json" << int(DisplayState::Recording)
+        << "Command4+|Command4=Stop|Label16=Recording|Option6-|Command11+|m22-|m21+|"
+           "m1+|m2+|m3+|m11+|m12+|m23+|Option5+|Option7+|Option8+|Option9+|"
+           "Command1-|Command2-|Command5-|Combo4-|Combo5-|m31-|m32-|m33-|m34-|"
+           "Command27+|Label49@LightGreen";
+    QTest::newRow("reserving")
+        << "reserved.json" << int(DisplayState::Reserving)
+        << "Command4+|Command4=Reservation cancel|Label16=Reserving|m22-|Option6-|"
+           "Command11+|m1+|m2+|m3+|m11+|m12+|m21+|m23+|Option5+|Option7+|Option8+|"
+           "Option9+|Command1-|Command5-|m31-|Label8=|Label8@ButtonFace|"
+           "Label26=15Day08:30 Record beginning|Label21=0 Point|Label6=5 Min";
   }
-
-  void idle() {
-    Rig r(QStringLiteral("idle.json"));
-    QVERIFY(r.connect());
-    QCOMPARE(r.session.view().state, DisplayState::Idle);
-    const ControlTable t = r.table();
-    CHECK_TABLE(t,
-                "Command4+|Command4=Start|Label16=Record stop|Command2=Continuous|Combo4-|"
-                "Combo1-|Combo3-|Command27+|m22+|m33+|m34+|m2+|m11+|m12+|Frame8+|Frame11+|"
-                "Option5+|Option6+|Option7+|Option8+|Option9+|Command1+|Command5+|Combo2+|"
-                "Label49=Communicating|Label49@LightGreen|Label7=3.05 V|Label7@ButtonFace|"
-                "Label8=|Label8@ButtonFace|Label14=LAB1|Label21=144 point|Label6=10 Min|"
-                "Label3=Log|Label29=30 C|Label29^|Label31^|Label32^|Label46^|"
-                "Command10+|Command12+|Command22+|Command23+");
-    CHECK_TABLE(t, each(kScrollBars, "^"));
-  }
-
-  void recording() {
-    Rig r(QStringLiteral("recording.json"));
-    QVERIFY(r.connect());
-    QCOMPARE(r.session.view().state, DisplayState::Recording);
-    const ControlTable t = r.table();
-    CHECK_TABLE(t,
-                "Command4+|Command4=Stop|Label16=Recording|Option6-|Command11+|m22-|m21+|"
-                "m1+|m2+|m3+|m11+|m12+|m23+|Option5+|Option7+|Option8+|Option9+|"
-                "Command1-|Command2-|Command5-|Combo4-|Combo5-|m31-|m32-|m33-|m34-|"
-                "Command27+|Label49@LightGreen");
-  }
-
-  void reserving() {
-    Rig r(QStringLiteral("reserved.json"));
-    QVERIFY(r.connect());
-    QCOMPARE(r.session.view().state, DisplayState::Reserving);
-    const ControlTable t = r.table();
-    CHECK_TABLE(t,
-                "Command4+|Command4=Reservation cancel|Label16=Reserving|m22-|Option6-|"
-                "Command11+|m1+|m2+|m3+|m11+|m12+|m21+|m23+|Option5+|Option7+|Option8+|"
-                "Option9+|Command1-|Command5-|m31-|Label8=|Label8@ButtonFace|"
-                "Label26=15Day08:30 Record beginning|Label21=0 Point|Label6=5 Min");
+  void tableOfEachState() {
+    QFETCH(QString, state);
+    QFETCH(int, shown);
+    QFETCH(QString, expect);
+    Rig r(state);
+    if (state.isEmpty()) {
+      r.session.statusOp().Status_Disp();
+    } else {
+      QVERIFY(r.connect());
+      QCOMPARE(int(r.session.view().state), shown);
+    }
+    CHECK_TABLE(r.table(), expect);
   }
 
   void continuousRunAndBackToIdle() {

@@ -12,6 +12,7 @@
 #include "link/serialtransport.h"
 #include "logger/session.h"
 #include "sim/simtransport.h"
+#include "support/emulator_rig.h"
 #include "support/fake_transport.h"
 #include "support/recording_bridge.h"
 #include "support/scripted_prompt.h"
@@ -38,10 +39,7 @@ struct SimRig {
   Session session{std::unique_ptr<Transport>(sim), std::unique_ptr<BridgePins>(bridge), &prompt};
   QTemporaryDir dir;
   SimRig() {
-    Connection& c = session.connection();
-    c.CloseWaitMs = 1;
-    c.PulseHighMs = 1;
-    c.PulseLowMs = 1;
+    test::ShortenWaits(session.connection());
     session.data().open(dir.path(), nullptr);
   }
   ~SimRig() { session.data().closeAndRemove(); }
@@ -71,9 +69,7 @@ struct SilentRig {
   SilentRig() {
     port.listed = QStringList{PortPath(QStringLiteral("5"))};
     bridge.detaches = false;
-    c.CloseWaitMs = 1;
-    c.PulseHighMs = 1;
-    c.PulseLowMs = 1;
+    test::ShortenWaits(c);
     c.AnswerWaitMs = 1;
     c.QuietMs = 1;
     c.IdentifyAttempts = 1;

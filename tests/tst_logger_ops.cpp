@@ -12,74 +12,22 @@
 #include "logger/session.h"
 #include "sim/simtransport.h"
 #include "support/data_fixtures.h"
+#include "support/emulator_rig.h"
 #include "support/fake_transport.h"
 #include "support/scripted_prompt.h"
-#include "support/session_ops.h"
 
 using namespace hygro;
 using hygro::test::ScriptedPrompt;
 
 namespace {
 
-struct Rig {
-  ScriptedPrompt prompt;
-  sim::SimTransport* sim = new sim::SimTransport;
-  Session session{std::unique_ptr<Transport>(sim), std::make_unique<NoBridge>(), &prompt};
-  QTemporaryDir dir;
-  QList<QByteArray> frames;  // sent since connecting, or since the last codes()
-  QList<int> connectCodes;   // the command codes sent while connecting
-
-  explicit Rig(const QString& state = QString()) {
-    if (!state.isEmpty()) {
-      QString error;
-      const bool ok =
-          sim->model().loadFile(QStringLiteral(HYGROTAB_TEST_DATA "/sim/") + state, &error);
-      if (!ok) qFatal("state %s: %s", qPrintable(state), qPrintable(error));
-    }
-    session.connection().CloseWaitMs = 1;
-    session.connection().PulseHighMs = 1;
-    session.connection().PulseLowMs = 1;
-    session.data().open(dir.path(), nullptr);
-    QObject::connect(&session.exchange(), &Exchange::frameSent,
-                     [this](const QByteArray& f) { frames << f; });
-  }
-  ~Rig() { session.data().closeAndRemove(); }
-
-  bool connectAndWait() {
-    session.Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
-    const bool idle = waitIdle();
-    connectCodes = codes();
-    return idle;
-  }
-  bool waitIdle(int ms = 10000) {
-    QDeadlineTimer deadline(ms);
-    while (session.busy() && !deadline.hasExpired())
-      QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    return !session.busy();
-  }
-  // The command codes sent since the last call, in order.
-  QList<int> codes() {
-    QList<int> c;
-    for (const QByteArray& f : frames) c << (f[2] * 100 + ((f[3] >> 4) & 0xF) * 10 + (f[3] & 0xF));
-    frames.clear();
-    return c;
-  }
-  const MeasurementRecord& rec(int set, int n) { return *session.data().at(set, n); }
-  // Runs a button's handler, then waits until the exchange it started ended.
-  template <typename C, typename R, typename... Params, typename... Args>
-  bool run(R (C::*handler)(Params...), Args&&... args) {
-    (test::opOf<C>(session).*handler)(std::forward<Args>(args)...);
-    return waitIdle();
-  }
-};
+using Rig = test::EmulatorRig;
+using test::kStatusCodes;
 
 // Declares `r`, a rig on the emulator in `state`, connected and idle.
 #define CONNECTED_RIG(r, state) \
   Rig r(QStringLiteral(state)); \
-  QVERIFY(r.connectAndWait())
-
-const QList<int> kStatusCodes{99, 42, 43, 30, 23, 23, 23, 23, 23, 38,
-                              34, 35, 36, 37, 47, 48, 50, 51, 57};
+  QVERIFY(r.connect())
 
 }  // namespace
 
@@ -96,33 +44,35 @@ class TestLoggerOps : public QObject {
   void statusOfEachKindOfLogger_data() {
     QTest::addColumn<QString>("state");
     QTest::addColumn<QString>("expect");  // control=value pairs, split at '|'
-    QTest::newRow("idle") << "idle.json"
-                          << "Label16=Record stop|Command4=Start|Label14=LAB1|"
-                             "Label26=2024/05/01 09:00:00|Label21=144 point|Label6=10 Min|"
-                             "Label48=One Time|Label29=30 C|Label46=OFF|Label7=3.05 V|Label8=";
-    QTest::newRow("recording") << "recording.json"
-                               << "Label16=Recording|Command4=Stop|Label21=120 point|"
-                                  "Label6=1 Min|Label29=35 C|Label46=0 C|Label7=3.10 V";
     // Reserved: the interval is the one set for the coming recording; the
     // fresh log blanks mode and bounds.
-    QTest::newRow("reserved") << "reserved.json"
-                              << "Label16=Reserving|Command4=Reservation cancel|"
-                                 "Label26=15Day08:30 Record beginning|Label21=0 Point|"
-                                 "Label6=5 Min|Label48=|Label29=|Label46=";
-    QTest::newRow("fresh") << "fresh.json"
-                           << "Label14=    |Label26=----/--/-- --:--:--|Label21=0 point|"
-                              "Label6=|Label48=|Label29=|Label46=";
-    QTest::newRow("low battery") << "lowbattery.json"
-                                 << "Label16=Record stop|Label7=ＮＧ 2.49 V|"
-                                    "Label8=End due to the voltage decrease.|Label6=5 Min";
-    QTest::newRow("wrapped loop") << "wrapped_loop.json"
-                                  << "Label21=15000 Point|Label48=Loop";
+    const struct {
+      const char *name, *state, *expect;
+    } rows[] = {
+        {"idle", "idle.json",
+         "Label16=Record stop|Command4=Start|Label14=LAB1|Label26=2024/05/01 09:00:00|"
+         "Label21=144 point|Label6=10 Min|Label48=One Time|Label29=30 C|Label46=OFF|"
+         "Label7=3.05 V|Label8="},
+        {"recording", "recording.json",
+         "Label16=Recording|Command4=Stop|Label21=120 point|Label6=1 Min|Label29=35 C|"
+         "Label46=0 C|Label7=3.10 V"},
+        {"reserved", "reserved.json",
+         "Label16=Reserving|Command4=Reservation cancel|Label26=15Day08:30 Record beginning|"
+         "Label21=0 Point|Label6=5 Min|Label48=|Label29=|Label46="},
+        {"fresh", "fresh.json",
+         "Label14=    |Label26=----/--/-- --:--:--|Label21=0 point|Label6=|Label48=|Label29=|"
+         "Label46="},
+        {"low battery", "lowbattery.json",
+         "Label16=Record stop|Label7=ＮＧ 2.49 V|Label8=End due to the voltage decrease.|"
+         "Label6=5 Min"},
+        {"wrapped loop", "wrapped_loop.json", "Label21=15000 Point|Label48=Loop"}};
+    for (const auto& row : rows) QTest::newRow(row.name) << row.state << row.expect;
   }
   void statusOfEachKindOfLogger() {
     QFETCH(QString, state);
     QFETCH(QString, expect);
     Rig r(state);
-    QVERIFY(r.connectAndWait());
+    QVERIFY(r.connect());
     QVERIFY2(r.prompt.calls.isEmpty(), qPrintable(r.prompt.messages().join('|')));
     QCOMPARE(r.connectCodes, QList<int>{16} + kStatusCodes);
     const StatusView& v = r.session.view();
@@ -157,7 +107,7 @@ class TestLoggerOps : public QObject {
     QCOMPARE(reads, 1);
     QVERIFY(r.rec(RealTimeData, 1).Time > fmt::dateSerial(2020, 1, 1, 0, 0, 0));
     QCOMPARE(r.rec(RealTimeData, 1).Temperature, 24.4f);
-    QCOMPARE(r.codes(), (QList<int>{25, 16, 22, 21}));
+    QCOMPARE(r.takeCodes(), (QList<int>{25, 16, 22, 21}));
     const DataSetInfo& rt = r.session.data().info(RealTimeData);
     QCOMPARE(int(rt.Points), 1);
     QVERIFY(rt.Modified);
@@ -336,8 +286,7 @@ class TestLoggerOps : public QObject {
     prompt.session = &session;
     QTemporaryDir dir;
     session.data().open(dir.path(), nullptr);
-    session.connection().CloseWaitMs = session.connection().PulseHighMs =
-        session.connection().PulseLowMs = 1;
+    test::ShortenWaits(session.connection());
     session.Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
     QTRY_VERIFY(session.connected() && !session.busy());
     // "Set completion" is raised by the answer to 46; the status read that
@@ -377,7 +326,7 @@ class TestLoggerOps : public QObject {
     QVERIFY(r.waitIdle(60000));
     QCOMPARE(finished.count(), 1);
     QCOMPARE(finished[0][0].toBool(), true);
-    const QList<int> codes = r.codes();
+    const QList<int> codes = r.takeCodes();
     QCOMPARE(codes.mid(0, 20), QList<int>{12} + kStatusCodes);
     // The segment table is read up to its first erased entry, two reads an
     // entry, then the stream is asked for once.
@@ -476,7 +425,7 @@ class TestLoggerOps : public QObject {
     } else {
       QCOMPARE(r.session.view().statusBar, QStringLiteral("Unconnection"));
       r.sim->plugIn();  // and it connects again
-      QVERIFY(r.connectAndWait());
+      QVERIFY(r.connect());
     }
   }
 
@@ -499,7 +448,7 @@ class TestLoggerOps : public QObject {
         "clock": "2024-05-12 12:00:00", "startTime": "2024-05-10 00:00:00", "interval": 60,
         "points": {"generate": 2000, "t": 23.0, "h": 48.0}, "downloaded": false})"));
     r.session.connection().BaudText = QStringLiteral("115200");
-    QVERIFY(r.connectAndWait());
+    QVERIFY(r.connect());
     const QString firmware = r.session.status().FirmwareVersion;
     r.sim->setBaud(115200);
     r.sim->setPacing(true);
@@ -520,7 +469,7 @@ class TestLoggerOps : public QObject {
     QVERIFY(r.prompt.calls.isEmpty());
     const DataSetInfo& log = r.session.data().info(LogData);
     QCOMPARE(int(log.Points), kept);
-    QCOMPARE(r.codes().count(56), complete ? 1 : 0);
+    QCOMPARE(r.takeCodes().count(56), complete ? 1 : 0);
     QVERIFY(log.Unsaved);
     QCOMPARE(int(r.session.data().DataSetIndex), int(LogData));
 
@@ -540,18 +489,18 @@ class TestLoggerOps : public QObject {
     QCOMPARE(finished[0][0].toBool(), true);
     const DataSetInfo& log = r.session.data().info(LogData);
     QCOMPARE(int(log.Points), 200);
-    const QList<int> codes = r.codes();
+    const QList<int> codes = r.takeCodes();
     QCOMPARE(codes.last(), 44);
     QVERIFY(!codes.contains(56));
     QVERIFY(log.Modified);  // still never downloaded, as the logger sees it
     QVERIFY(r.run(&StatusOperation::Command11_Click));
     QVERIFY(log.Modified);
-    r.codes();
+    r.takeCodes();
 
     QVERIFY(r.session.download().Download_Mark());
     QVERIFY(!r.session.download().Download_Mark());  // one exchange at a time
     QVERIFY(r.waitIdle());
-    QCOMPARE(r.codes(), QList<int>{56});
+    QCOMPARE(r.takeCodes(), QList<int>{56});
     QVERIFY(!log.Modified);
     QCOMPARE(int(log.Points), 200);
     // The logger agrees: a new recording asks nothing.
@@ -577,7 +526,7 @@ class TestLoggerOps : public QObject {
     QCOMPARE(int(log.Points), 15000);
     QCOMPARE(fmt::formatDateTime(r.rec(LogData, 15000).Time),
              QStringLiteral("2024/05/12 09:59:00"));
-    const QList<int> codes = r.codes();
+    const QList<int> codes = r.takeCodes();
     QCOMPARE(codes.mid(codes.size() - 2), (QList<int>{44, 56}));
     // Said once, with what the system reports, not "Unknown error".
     const QStringList messages = r.prompt.messages();
@@ -599,7 +548,7 @@ class TestLoggerOps : public QObject {
     r.session.download().Command5_Click();
     QCOMPARE(r.prompt.messages(), QStringList{QStringLiteral("No download data.")});
     QVERIFY(!r.session.busy());
-    QVERIFY(r.codes().isEmpty());
+    QVERIFY(r.takeCodes().isEmpty());
   }
 
   void alarmBoundsAndMemoryMode() {
@@ -636,10 +585,7 @@ class TestLoggerOps : public QObject {
     for (const QChar c : QStringLiteral("\\/:*?\"<>|"))
       QVERIFY2(!r.session.settings().IdentNameCheck(QStringLiteral("A") + c),
                qPrintable(QString(c)));
-    QCOMPARE(r.prompt.calls.size(), 9);
-    QCOMPARE(r.prompt.calls.last().text,
-             QStringLiteral("認識名称には次の文字は使えません\r\r           \\ / : * ? \" < > |"));
-    QCOMPARE(r.prompt.calls.last().title, QStringLiteral("QM510-XC"));
+    QCOMPARE(r.prompt.calls.size(), 9);  // its text and title: tst_ui_dialogs_settings
     // A character the logger cannot hold never turns into another one.
     QVERIFY(!r.session.settings().IdentNameCheck(QStringLiteral(u"K\u00FC")));
     QCOMPARE(r.prompt.calls.last().text, SettingsOperation::SingleByteNameMessage());
@@ -668,7 +614,7 @@ class TestLoggerOps : public QObject {
     QFETCH(QByteArrayList, sent);
     Rig r(QStringLiteral("idle.json"));
     r.sim->model().setModel(model);
-    QVERIFY(r.connectAndWait());
+    QVERIFY(r.connect());
     QCOMPARE(r.session.recording().Command4_Click(), RecordButton::ShowStartDialog);
     StartSettings s;
     s.name = QStringLiteral("T1");
@@ -679,7 +625,8 @@ class TestLoggerOps : public QObject {
     s.lowerDegrees = -5;
     QVERIFY(r.run(&RecordingOperation::Log_Start, s));
     const QList<QByteArray> frames = r.frames;
-    QCOMPARE(r.codes(), QList<int>({40, 41, 45, 46, 49, 1, 2, 3, 4, 5, 6, 25, 11}) + kStatusCodes);
+    QCOMPARE(r.takeCodes(),
+             QList<int>({40, 41, 45, 46, 49, 1, 2, 3, 4, 5, 6, 25, 11}) + kStatusCodes);
     QCOMPARE((QByteArrayList{frames[2], frames[3], frames[11], frames[12]}), sent);
     QVERIFY2(r.prompt.calls.isEmpty(), "a start shows no confirmation");
     QCOMPARE(r.session.view().boundsVisible, model == QLatin1String("QM720-XC"));
@@ -703,7 +650,7 @@ class TestLoggerOps : public QObject {
     QCOMPARE(r.frames.mid(7, 4),
              (QByteArrayList{CommandFrame(1, 31, 15, 0), CommandFrame(1, 32, 8, 0),
                              CommandFrame(1, 33, 30, 0), CommandFrame(1, 17, 0x83, 5)}));
-    QCOMPARE(r.codes(), QList<int>({1, 2, 3, 4, 5, 6, 25, 31, 32, 33, 17}) + kStatusCodes);
+    QCOMPARE(r.takeCodes(), QList<int>({1, 2, 3, 4, 5, 6, 25, 31, 32, 33, 17}) + kStatusCodes);
     QCOMPARE(r.session.view().Label16, QStringLiteral("Reserving"));
     QCOMPARE(r.session.view().Label26, QStringLiteral("15Day08:30 Record beginning"));
     QCOMPARE(r.session.recording().Command4_Click(), RecordButton::Stopping);
@@ -715,42 +662,29 @@ class TestLoggerOps : public QObject {
     QVERIFY(!RecordingOperation::ReservationTimeValid(fmt::dateSerial(2024, 5, 2, 10, 29, 0), now));
 
     // The dialog's check says so under that one model's name, and sends nothing.
-    r.codes();
+    r.takeCodes();
     QVERIFY(!r.session.recording().Reservation_Check(fmt::nowSerial() - 2.0 / 1440));
     QCOMPARE(r.prompt.calls.last().text,
              QStringLiteral("The mistake is found at the reservation time."));
     QCOMPARE(r.prompt.calls.last().title, QStringLiteral("QM510-XC"));
     QVERIFY(r.session.recording().Reservation_Check(fmt::nowSerial()));
-    QVERIFY(r.codes().isEmpty());
+    QVERIFY(r.takeCodes().isEmpty());
   }
 
   void theRecordButtonGuards() {
     Rig low(QStringLiteral("lowbattery.json"));
-    QVERIFY(low.connectAndWait());
+    QVERIFY(low.connect());
     QCOMPARE(low.session.recording().Command4_Click(), RecordButton::Refused);
     QCOMPARE(low.prompt.messages(), QStringList{QStringLiteral("Please change a battery. ")});
 
     Rig pending(QStringLiteral("two_segments.json"));  // data never downloaded
-    QVERIFY(pending.connectAndWait());
+    QVERIFY(pending.connect());
     pending.prompt.questionAnswers.enqueue(false);
     QCOMPARE(pending.session.recording().Command4_Click(), RecordButton::Declined);
     QCOMPARE(
         pending.prompt.texts(QStringLiteral("question")),
         QStringList{QStringLiteral(
             "There is data never downloaded. \rMay I begin the data before though it is lost?")});
-  }
-
-  void settingTheClockReadsItBack() {
-    CONNECTED_RIG(r, "idle.json");
-    QVERIFY(r.run(&RecordingOperation::Now_Time_set));
-    QCOMPARE(r.codes(), (QList<int>{1, 2, 3, 4, 5, 6}));
-    QCOMPARE(r.prompt.messages().size(), 1);
-    const QString text = r.prompt.messages().first();
-    QVERIFY(text.startsWith(QStringLiteral("Set completion\r\r")));
-    // The logger's clock as read back: the computer's time of a moment ago.
-    double readBack = 0;
-    QVERIFY2(fmt::parseGeneralDate(text.mid(16), &readBack), qPrintable(text));
-    QVERIFY2(qAbs(readBack - fmt::nowSerial()) * 86400 < 5, qPrintable(text));
   }
 
   // A logger whose every answer comes 2.4 to 3 time-outs late: the resends

@@ -18,8 +18,7 @@
 #include "dialogs/form5.h"
 #include "dialogs/form8.h"
 #include "logger/session.h"
-#include "sim/simtransport.h"
-#include "support/scripted_prompt.h"
+#include "support/emulator_rig.h"
 
 using namespace hygro;
 using hygro::test::ScriptedPrompt;
@@ -48,30 +47,18 @@ QByteArray frame(int code, int p2, int p3) {
   return f;
 }
 
-struct Rig {
-  ScriptedPrompt prompt;
-  ListeningSim* sim = new ListeningSim;
-  Session session{std::unique_ptr<Transport>(sim), std::make_unique<NoBridge>(), &prompt};
-  QTemporaryDir dir;
-
-  explicit Rig(const QString& state) {
-    QString error;
-    if (!sim->model().loadFile(QStringLiteral(HYGROTAB_TEST_DATA "/sim/") + state, &error))
-      qFatal("state %s: %s", qPrintable(state), qPrintable(error));
-    session.connection().CloseWaitMs = 1;
-    session.connection().PulseHighMs = 1;
-    session.connection().PulseLowMs = 1;
-    session.data().open(dir.path(), nullptr);
-  }
-  ~Rig() { session.data().closeAndRemove(); }
+struct Rig : test::EmulatorRig {
+  ListeningSim* listening;
+  explicit Rig(const QString& state, ListeningSim* emulator = new ListeningSim)
+      : EmulatorRig(state, QString(), emulator), listening(emulator) {}
 
   bool connect() {
-    session.Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
-    const bool ok = idle() && session.connected();
-    sim->received.clear();
-    prompt.calls.clear();
+    const bool ok = EmulatorRig::connect();
+    listening->received.clear();
     return ok;
   }
+  // A download cancelled before its stream began holds no exchange, yet
+  // is not over.
   bool idle() {
     QDeadlineTimer deadline(15000);
     while ((session.busy() || session.download().downloading()) && !deadline.hasExpired())
@@ -79,7 +66,7 @@ struct Rig {
     return !session.busy() && !session.download().downloading();
   }
   // The received bytes, taken.
-  QByteArray take() { return std::exchange(sim->received, QByteArray()); }
+  QByteArray take() { return std::exchange(listening->received, QByteArray()); }
 };
 
 template <typename T>
@@ -106,6 +93,7 @@ class TestSettingsDialogs : public QObject {
     {
       Form11 f(&r.session);
       QCOMPARE(f.objectName(), QStringLiteral("Form11"));
+      QVERIFY(child<QPushButton>(f, "Command1")->isDefault());  // Enter presses OK
       QCOMPARE(f.windowTitle(), QStringLiteral("Alarm bound pair temperature setting"));
       QStringList frames;
       for (QGroupBox* g : f.findChildren<QGroupBox*>()) frames << g->title();
@@ -204,6 +192,7 @@ class TestSettingsDialogs : public QObject {
     {
       Form8 f(&r.session);
       QCOMPARE(f.objectName(), QStringLiteral("Form8"));
+      QVERIFY(child<QPushButton>(f, "Command1")->isDefault());  // Enter presses OK
       QCOMPARE(f.windowTitle(), QStringLiteral("Memory Mode"));
       QCOMPARE(child<QRadioButton>(f, "Option1")->text(), QStringLiteral("Endless Mode"));
       QCOMPARE(child<QRadioButton>(f, "Option2")->text(), QStringLiteral("One Time Mode"));
@@ -231,6 +220,7 @@ class TestSettingsDialogs : public QObject {
     QVERIFY(r.connect());
     Form2 f(&r.session);
     QCOMPARE(f.objectName(), QStringLiteral("Form2"));
+    QVERIFY(child<QPushButton>(f, "Command1")->isDefault());  // Enter presses OK
     QCOMPARE(f.windowTitle(), QStringLiteral("Recognition name setting"));
     f.show();
     auto* text = child<QLineEdit>(f, "Text1");
@@ -270,6 +260,7 @@ class TestSettingsDialogs : public QObject {
     {
       Form5 f(&r.session, QStringLiteral("1"));
       QCOMPARE(f.objectName(), QStringLiteral("Form5"));
+      QVERIFY(child<QPushButton>(f, "Command1")->isDefault());  // Enter presses OK
       QCOMPARE(child<QRadioButton>(f, "Option1")->text(), QStringLiteral("Online"));
       QCOMPARE(child<QRadioButton>(f, "Option2")->text(), QStringLiteral("Offline"));
       QVERIFY(!f.online());

@@ -25,9 +25,9 @@
 #include "link/connection.h"
 #include "link/frame.h"
 #include "logger/session.h"
-#include "sim/demostate.h"
 #include "sim/simtransport.h"
 #include "support/data_fixtures.h"
+#include "support/emulator_rig.h"
 
 using namespace hygro;
 
@@ -70,12 +70,7 @@ class NumberedPortsSim : public sim::SimTransport {
 struct Rig {
   explicit Rig(const QString& folder, bool numberedPorts = false) {
     sim = numberedPorts ? new NumberedPortsSim : new sim::SimTransport;
-    sim::LoadDemoState(sim->model());
-    session = std::make_unique<Session>(std::unique_ptr<Transport>(sim),
-                                        std::make_unique<NoBridge>(), &prompt);
-    session->connection().CloseWaitMs = 1;
-    session->connection().PulseHighMs = 1;
-    session->connection().PulseLowMs = 1;
+    session = test::DemoSession(sim, &prompt);
     if (!folder.isEmpty()) opened = session->data().open(folder, nullptr);
   }
   AnsweringPrompt prompt;
@@ -112,12 +107,6 @@ void update(Form1& w, Session& s) {
   QTRY_VERIFY_WITH_TIMEOUT(!s.busy(), 20000);
 }
 
-std::unique_ptr<Session> demoSession(UserPrompt* prompt) {
-  auto sim = std::make_unique<sim::SimTransport>();
-  sim::LoadDemoState(sim->model());
-  return std::make_unique<Session>(std::move(sim), std::make_unique<NoBridge>(), prompt);
-}
-
 QStringList scratchAndLock(const QString& folder) {
   return QDir(folder).entryList({QStringLiteral("*.rand"), DataFolder::kLockName}, QDir::Files,
                                 QDir::Name);
@@ -136,64 +125,36 @@ class TestForm1 : public QObject {
  private Q_SLOTS:
   void connectsAndShowsTheLogger() {
     QTemporaryDir dir;
-    QtPrompt prompt;
-    auto* sim = new sim::SimTransport;
-    sim::LoadDemoState(sim->model());
-    Session session(std::unique_ptr<Transport>(sim), std::make_unique<NoBridge>(), &prompt);
-    session.connection().CloseWaitMs = 1;
-    session.connection().PulseHighMs = 1;
-    session.connection().PulseLowMs = 1;
-    QVERIFY(session.data().open(dir.path(), nullptr));
-    Form1 w(&session, &prompt);
+    Rig rig(dir.path());
+    QVERIFY(rig.opened);
+    Form1 w(rig.session.get(), &rig.prompt);
     w.show();
-
-    const auto label = [&w](const char* name) {
-      return w.findChild<QLabel*>(QString::fromLatin1(name))->text();
-    };
-    auto* panel = w.findChild<QLabel*>(QStringLiteral("StatusBar1_Panel1"));
-    auto* connectButton = w.findChild<QPushButton*>(QStringLiteral("Command20"));
-    auto* baud = w.findChild<QComboBox*>(QStringLiteral("Combo1"));
-    auto* interval = w.findChild<QComboBox*>(QStringLiteral("Combo5"));
-    QVERIFY(panel && connectButton && baud && interval);
-    QCOMPARE(panel->text(), QStringLiteral("Unconnection"));
+    const auto label = [&w](const char* name) { return child<QLabel>(w, name)->text(); };
+    auto* baud = child<QComboBox>(w, "Combo1");
+    QCOMPARE(label("StatusBar1_Panel1"), QStringLiteral("Unconnection"));
     QCOMPARE(w.windowTitle(), QStringLiteral("[Hygrotab] Temperature and Humidity Logger"));
-    QCOMPARE(baud->currentText(), QStringLiteral("57600"));
-    QCOMPARE(baud->count(), 6);
-    QCOMPARE(interval->currentText(), QStringLiteral("5"));
 
-    w.findChild<QComboBox*>(QStringLiteral("Combo4"))->setCurrentText(QStringLiteral("1"));
-    QTest::mouseClick(connectButton, Qt::LeftButton);
-    QTRY_VERIFY(!session.busy());
-    QCOMPARE(panel->text(), QStringLiteral("Communicating\u3000Port1"));
+    connectWindow(w, *rig.session);
+    QCOMPARE(label("StatusBar1_Panel1"), QStringLiteral("Communicating\u3000Port1"));
     QCOMPARE(w.windowTitle(),
              QStringLiteral("[Hygrotab] Temperature and Humidity Logger QM720-XC"));
     QCOMPARE(label("Label14"), QStringLiteral("DEMO"));
     QCOMPARE(label("Label16"), QStringLiteral("Record stop"));
-    QCOMPARE(connectButton->text(), QStringLiteral("Disconnect"));
     QVERIFY(!baud->isEnabled());
 
     // One measurement fills the three real-time labels.
-    auto* once = w.findChild<QPushButton*>(QStringLiteral("Command1"));
-    QVERIFY(once->isEnabled());
-    QTest::mouseClick(once, Qt::LeftButton);
-    QTRY_VERIFY(!session.busy());
+    QTest::mouseClick(child<QPushButton>(w, "Command1"), Qt::LeftButton);
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 20000);
     QVERIFY(label("Label2").endsWith(QStringLiteral(" C")));
     QVERIFY(label("Label4").endsWith(QStringLiteral(" %RH")));
     QCOMPARE(label("Label10").size(), 19);
 
-    // A recording logger locks them.
-    sim->model().setStateBits(sim::DeviceModel::Recording);
-    QTest::mouseClick(w.findChild<QPushButton*>(QStringLiteral("Command11")), Qt::LeftButton);
-    QTRY_VERIFY(!session.busy());
-    QCOMPARE(label("Label16"), QStringLiteral("Recording"));
-    QVERIFY(!once->isEnabled());
-
-    QTest::mouseClick(connectButton, Qt::LeftButton);
-    QCOMPARE(panel->text(), QStringLiteral("Unconnection"));
+    QTest::mouseClick(child<QPushButton>(w, "Command20"), Qt::LeftButton);
+    QCOMPARE(label("StatusBar1_Panel1"), QStringLiteral("Unconnection"));
     QCOMPARE(label("Label2"), QString());
     QCOMPARE(label("Label7"), QStringLiteral("----"));
     QVERIFY(baud->isEnabled());
-    session.data().closeAndRemove();
+    rig.session->data().closeAndRemove();
   }
 
   void startsInItsFirstState() {
@@ -596,7 +557,7 @@ class TestForm1 : public QObject {
     QVERIFY(test::writeScratchFile(dir.filePath("log.rand"), {}));
 
     AnsweringPrompt prompt;
-    auto session = demoSession(&prompt);
+    auto session = test::DemoSession(new sim::SimTransport, &prompt);
     session->data().announceLeftovers = false;
     QCOMPARE(OpenDataFolder(session->data(), dir.path(), &prompt), FolderOpen::Opened);
     QCOMPARE(session->data().recoveredFiles().size(), 1);
@@ -632,7 +593,7 @@ class TestForm1 : public QObject {
     // Declining leaves the set empty; the file is offered no more once it
     // has been moved aside.
     AnsweringPrompt again;
-    auto second = demoSession(&again);
+    auto second = test::DemoSession(new sim::SimTransport, &again);
     second->data().announceLeftovers = false;
     QVERIFY(test::writeScratchFile(dir.filePath("log.rand"), recs));
     QCOMPARE(OpenDataFolder(second->data(), dir.path(), &again), FolderOpen::Opened);
@@ -647,7 +608,7 @@ class TestForm1 : public QObject {
   void signalKeepsUnsavedScratchFiles() {
     QTemporaryDir dir;
     AnsweringPrompt prompt;
-    auto session = demoSession(&prompt);
+    auto session = test::DemoSession(new sim::SimTransport, &prompt);
     QVERIFY(session->data().open(dir.path(), nullptr));
     Form1 w(session.get(), &prompt);
     w.show();

@@ -20,9 +20,9 @@
 #include "data/dump.h"
 #include "data/formats.h"
 #include "logger/session.h"
-#include "sim/demostate.h"
 #include "sim/simtransport.h"
 #include "support/data_fixtures.h"
+#include "support/emulator_rig.h"
 
 using namespace hygro;
 using hygro::test::addSample;
@@ -46,12 +46,7 @@ class AnsweringPrompt : public QtPrompt {
 struct Rig {
   Rig() {
     sim = new sim::SimTransport;
-    sim::LoadDemoState(sim->model());
-    session = std::make_unique<Session>(std::unique_ptr<Transport>(sim),
-                                        std::make_unique<NoBridge>(), &prompt);
-    session->connection().CloseWaitMs = 1;
-    session->connection().PulseHighMs = 1;
-    session->connection().PulseLowMs = 1;
+    session = test::DemoSession(sim, &prompt);
   }
   AnsweringPrompt prompt;
   sim::SimTransport* sim = nullptr;

@@ -35,6 +35,7 @@
 #include "data/dump.h"
 #include "data/formats.h"
 #include "data/recovery.h"
+#include "dialogs/dialogparts.h"
 #include "dialogs/downloadprogress.h"
 #include "dialogs/form10.h"
 #include "dialogs/form11.h"
@@ -54,13 +55,6 @@
 namespace hygro {
 
 namespace {
-
-template <typename W, typename... Args>
-W* named(const char* name, Args&&... args) {
-  auto* w = new W(std::forward<Args>(args)...);
-  w->setObjectName(QString::fromLatin1(name));
-  return w;
-}
 
 QAction* namedAction(QMenu* menu, const char* name, const QString& text) {
   QAction* a = menu->addAction(text);

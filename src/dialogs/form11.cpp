@@ -12,6 +12,7 @@
 #include <algorithm>
 
 #include "data/formats.h"
+#include "dialogs/dialogparts.h"
 #include "logger/conversions.h"
 #include "logger/session.h"
 
@@ -97,14 +98,10 @@ Form11::Form11(Session* session, QWidget* parent) : QDialog(parent), session_(se
   Option4 = lower.off;
   Label2 = lower.value;
 
-  Command1 = new QPushButton(QStringLiteral("OK"), this);
-  Command1->setObjectName(QStringLiteral("Command1"));
-  Command1->setDefault(true);
-  Command2 = new QPushButton(QStringLiteral("Cancel"), this);
-  Command2->setObjectName(QStringLiteral("Command2"));
-  auto* buttons = new QDialogButtonBox(this);
-  buttons->addButton(Command1, QDialogButtonBox::AcceptRole);
-  buttons->addButton(Command2, QDialogButtonBox::RejectRole);
+  const OkCancelRow row = MakeOkCancelRow(this, "Command1", "Command2");
+  Command1 = row.ok;
+  Command2 = row.cancel;
+  QDialogButtonBox* buttons = row.box;
 
   auto* frames = new QHBoxLayout;
   frames->addWidget(upperFrame);

@@ -17,18 +17,12 @@
 #include <algorithm>
 
 #include "data/formats.h"
+#include "dialogs/dialogparts.h"
 #include "logger/conversions.h"
 
 namespace hygro {
 
 namespace {
-
-template <typename W, typename... Args>
-W* named(const char* name, Args&&... args) {
-  auto* w = new W(std::forward<Args>(args)...);
-  w->setObjectName(QString::fromLatin1(name));
-  return w;
-}
 
 QString boundCaption(int degrees) { return QString::number(degrees) + QLatin1Char('C'); }
 

@@ -8,6 +8,7 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include "dialogs/dialogparts.h"
 #include "logger/session.h"
 
 namespace hygro {
@@ -31,15 +32,11 @@ Form2::Form2(Session* session, QWidget* parent) : QDialog(parent), session_(sess
   Text1->setMinimumWidth(Text1->fontMetrics().horizontalAdvance(QStringLiteral("WWWWWW")) + 16);
   Text1->installEventFilter(this);
 
-  Command1 = new QPushButton(QStringLiteral("OK"), this);
-  Command1->setObjectName(QStringLiteral("Command1"));
   // Enter in the box presses OK.
-  Command1->setDefault(true);
-  auto* cancel = new QPushButton(QStringLiteral("Cancel"), this);
-  cancel->setObjectName(QStringLiteral("CancelButton"));
-  auto* buttons = new QDialogButtonBox(this);
-  buttons->addButton(Command1, QDialogButtonBox::AcceptRole);
-  buttons->addButton(cancel, QDialogButtonBox::RejectRole);
+  const OkCancelRow row = MakeOkCancelRow(this, "Command1", "CancelButton");
+  Command1 = row.ok;
+  QPushButton* cancel = row.cancel;
+  QDialogButtonBox* buttons = row.box;
 
   auto* form = new QFormLayout;
   form->addRow(QStringLiteral("Recognition name"), Text1);

@@ -7,6 +7,7 @@
 #include <QRadioButton>
 #include <QVBoxLayout>
 
+#include "dialogs/dialogparts.h"
 #include "logger/session.h"
 
 namespace hygro {
@@ -32,14 +33,10 @@ Form5::Form5(Session* session, const QString& port, QWidget* parent)
                  frame);
   options->addWidget(where);
 
-  Command1 = new QPushButton(QStringLiteral("OK"), this);
-  Command1->setObjectName(QStringLiteral("Command1"));
-  Command1->setDefault(true);
-  Command2 = new QPushButton(QStringLiteral("Cancel"), this);
-  Command2->setObjectName(QStringLiteral("Command2"));
-  auto* buttons = new QDialogButtonBox(this);
-  buttons->addButton(Command1, QDialogButtonBox::AcceptRole);
-  buttons->addButton(Command2, QDialogButtonBox::RejectRole);
+  const OkCancelRow row = MakeOkCancelRow(this, "Command1", "Command2");
+  Command1 = row.ok;
+  Command2 = row.cancel;
+  QDialogButtonBox* buttons = row.box;
 
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(frame);

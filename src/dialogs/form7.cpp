@@ -14,18 +14,12 @@
 #include <QVBoxLayout>
 
 #include "data/formats.h"
+#include "dialogs/dialogparts.h"
 #include "logger/session.h"
 
 namespace hygro {
 
 namespace {
-
-template <typename W, typename... Args>
-W* named(const char* name, Args&&... args) {
-  auto* w = new W(std::forward<Args>(args)...);
-  w->setObjectName(QString::fromLatin1(name));
-  return w;
-}
 
 // Up is later.
 QScrollBar* verticalBar(const char* name, int min, int max, int page) {

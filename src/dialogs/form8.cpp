@@ -5,6 +5,7 @@
 #include <QRadioButton>
 #include <QVBoxLayout>
 
+#include "dialogs/dialogparts.h"
 #include "logger/session.h"
 
 namespace hygro {
@@ -22,14 +23,10 @@ Form8::Form8(Session* session, QWidget* parent) : QDialog(parent), session_(sess
   const bool loop = session_ && session_->connected() && session_->status().LoopMode != 0;
   (loop ? Option1 : Option2)->setChecked(true);
 
-  Command1 = new QPushButton(QStringLiteral("OK"), this);
-  Command1->setObjectName(QStringLiteral("Command1"));
-  Command1->setDefault(true);
-  auto* cancel = new QPushButton(QStringLiteral("Cancel"), this);
-  cancel->setObjectName(QStringLiteral("CancelButton"));
-  auto* buttons = new QDialogButtonBox(this);
-  buttons->addButton(Command1, QDialogButtonBox::AcceptRole);
-  buttons->addButton(cancel, QDialogButtonBox::RejectRole);
+  const OkCancelRow row = MakeOkCancelRow(this, "Command1", "CancelButton");
+  Command1 = row.ok;
+  QPushButton* cancel = row.cancel;
+  QDialogButtonBox* buttons = row.box;
 
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(Option1);
