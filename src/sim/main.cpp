@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <functional>
+#include <memory>
 
 #include "sim/devicemodel.h"
 #include "sim/pacing.h"
@@ -345,8 +346,7 @@ int main(int argc, char* argv[]) {
     // and waits for the "ok" before it acts.
     ::fcntl(STDIN_FILENO, F_SETFL, ::fcntl(STDIN_FILENO, F_GETFL) | O_NONBLOCK);
     auto* input = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, &app);
-    auto* buffer = new QByteArray;
-    QObject::connect(&app, &QObject::destroyed, [buffer] { delete buffer; });
+    auto buffer = std::make_shared<QByteArray>();
     QObject::connect(input, &QSocketNotifier::activated, &app, [&line, input, buffer, unplug] {
       char chunk[256];
       for (;;) {
