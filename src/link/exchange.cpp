@@ -188,6 +188,7 @@ void Exchange::gatherAnswers() {
   while (listening()) {
     const QByteArray chunk = pending_.isEmpty() ? port_->readAll() : std::exchange(pending_, {});
     if (chunk.isEmpty()) break;
+    lastInputMs_ = clock_.elapsed();
     for (qsizetype i = 0; i < chunk.size(); ++i) {
       const auto b = static_cast<quint8>(chunk[i]);
       // A flood without a terminator cannot run past the buffer: the excess is
@@ -281,6 +282,9 @@ void Exchange::onTimeOut() {
     if (acceptedCount_ != before || queue.Count == 0) return;
   }
   if (RetryCount < MaxRetries) {
+    // An answer that broke off and has been quiet since will never end: its
+    // bytes must not become the front of the answer to the resend.
+    if (clock_.elapsed() - lastInputMs_ >= TimeOutMs / 2) rx.ReceiveCount = 0;
     Command_Send();
     ++RetryCount;
   } else {
