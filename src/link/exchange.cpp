@@ -38,14 +38,7 @@ bool AnswerFits(const QByteArray& frame, const ReceiveBuffer& rx) {
   const int n = qMin<int>(rx.ReceiveCount, ReceiveBuffer::Capacity);
   if (n >= 1 && rx.bytes[0] == kRefusal) return true;
   const int code = FrameValue(frame, 1);
-  if (code == 99) {
-    if (n < 2) return false;
-    for (int i = 0; i < n - 1; ++i) {
-      const quint8 b = rx.bytes[static_cast<size_t>(i)];
-      if (b < 0x20 || b > 0x7E) return false;
-    }
-    return true;
-  }
+  if (code == 99) return n >= 2 && VersionTextStart(rx) < n - 1;
   std::array<int, 4> v{};
   if (!AnswerValues(rx, v)) return false;
   if (code == 8 || code == 44) return true;
@@ -195,6 +188,7 @@ void Exchange::gatherAnswers() {
   while (listening()) {
     const QByteArray chunk = pending_.isEmpty() ? port_->readAll() : std::exchange(pending_, {});
     if (chunk.isEmpty()) break;
+    lastInputMs_ = clock_.elapsed();
     for (qsizetype i = 0; i < chunk.size(); ++i) {
       const auto b = static_cast<quint8>(chunk[i]);
       // A flood without a terminator cannot run past the buffer: the excess is
@@ -205,7 +199,9 @@ void Exchange::gatherAnswers() {
         if (rx.ReceiveCount < ReceiveBuffer::Capacity) ++rx.ReceiveCount;
         continue;
       }
-      if (!answerIsCurrent()) {
+      // No answer is that long: what overflowed the buffer was noise, and the
+      // terminator that ends it belongs to an answer it swallowed.
+      if (rx.ReceiveCount >= ReceiveBuffer::Capacity || !answerIsCurrent()) {
         // Late, or an answer to a resend already answered: dropped, and the
         // frame in flight keeps its time-out and retries.
         rx.ReceiveCount = 0;
@@ -286,6 +282,9 @@ void Exchange::onTimeOut() {
     if (acceptedCount_ != before || queue.Count == 0) return;
   }
   if (RetryCount < MaxRetries) {
+    // An answer that broke off and has been quiet since will never end: its
+    // bytes must not become the front of the answer to the resend.
+    if (clock_.elapsed() - lastInputMs_ >= TimeOutMs / 2) rx.ReceiveCount = 0;
     Command_Send();
     ++RetryCount;
   } else {

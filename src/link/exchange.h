@@ -118,6 +118,7 @@ class Exchange : public QObject {
   std::deque<Outstanding> sent_;
   QElapsedTimer clock_;
   qint64 lastAnswerMs_ = 0;
+  qint64 lastInputMs_ = 0;     // when the last byte came in
   QByteArray pending_;         // read, not yet gathered: bytes after an answer that
                                // ended the waiting
   QByteArray inFlight_;        // the frame last sent for the entry in flight

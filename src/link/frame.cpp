@@ -54,4 +54,15 @@ void DecodeAnswer(ReceiveBuffer& rx) {
   }
 }
 
+int VersionTextStart(const ReceiveBuffer& rx) {
+  const int n = qMin<int>(rx.ReceiveCount, ReceiveBuffer::Capacity);
+  int start = n - 1;
+  while (start > 0) {
+    const quint8 b = rx.bytes[static_cast<size_t>(start - 1)];
+    if (b < 0x20 || b > 0x7E) break;
+    --start;
+  }
+  return qMax(start, 0);
+}
+
 }  // namespace hygro

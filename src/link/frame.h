@@ -49,4 +49,9 @@ QByteArray CommandFrame(quint8 p0, quint8 p1, quint8 p2, quint8 p3);
 // decoded as far as it goes and never read out of bounds.
 void DecodeAnswer(ReceiveBuffer& rx);
 
+// Where the text of the version answer begins: after the last byte in front
+// of the version byte that no text holds. Noise the line put in front of the
+// text is not part of it. Equal to ReceiveCount - 1 when there is no text.
+int VersionTextStart(const ReceiveBuffer& rx);
+
 }  // namespace hygro

@@ -178,7 +178,7 @@ void RecordingOperation::Clock_Set_Queue(CommMode mode) {
 }
 
 void RecordingOperation::Now_Time_set() {
-  if (busy() || !connected()) return;
+  if (busy()) return;  // a closed port times out with a message
   x().Queue_Reset();
   Clock_Set_Queue(kTSet);
   s_.send();

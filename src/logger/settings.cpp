@@ -15,7 +15,9 @@ const QString kForbidden = QStringLiteral("|><\"?*:/\\");
 SettingsOperation::SettingsOperation(Session& session) : Operation(session) { registerBranches(); }
 
 void SettingsOperation::Alarm_set(int upperDegrees, bool upperOn, int lowerDegrees, bool lowerOn) {
-  if (busy() || !connected()) return;
+  // The port gone under an open dialog: sent to a closed port, the commands
+  // time out and the user is told, as with a recording start.
+  if (busy()) return;
   const BoundBytes up = BoundToBytes(upperDegrees, upperOn);
   const BoundBytes lo = BoundToBytes(lowerDegrees, lowerOn);
   x().Queue_Reset();
@@ -26,7 +28,7 @@ void SettingsOperation::Alarm_set(int upperDegrees, bool upperOn, int lowerDegre
 }
 
 void SettingsOperation::M_Mode_Set(bool loop) {
-  if (busy() || !connected()) return;
+  if (busy()) return;  // a closed port times out with a message
   const quint8 m = loop ? 1 : 0;
   x().Queue_Reset();
   x().Command_Add(1, 49, m, m, CommMode::None);
@@ -89,7 +91,7 @@ std::array<quint8, 4> SettingsOperation::NameBytes(const QString& name) {
 }
 
 void SettingsOperation::Set_HGName(const QString& name) {
-  if (busy() || !connected()) return;
+  if (busy()) return;  // a closed port times out with a message
   const std::array<quint8, 4> c = NameBytes(name);
   x().Queue_Reset();
   x().Command_Add(1, 40, c[0], c[1], CommMode::None);

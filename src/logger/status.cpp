@@ -80,7 +80,8 @@ void StatusOperation::registerBranches() {
     const int n = qMin<int>(rx.ReceiveCount, ReceiveBuffer::Capacity);
     if (n <= 0) return BranchResult::Advance;
     QString text;
-    for (int i = 0; i < n - 1; ++i) text += QChar(rx.bytes[static_cast<size_t>(i)]);
+    for (int i = VersionTextStart(rx); i < n - 1; ++i)
+      text += QChar(rx.bytes[static_cast<size_t>(i)]);
     st().FirmwareVersion =
         text + QLatin1Char('.') + fmt::format00(rx.bytes[static_cast<size_t>(n - 1)]);
     return BranchResult::Advance;

@@ -15,6 +15,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <memory>
 
 #include "sim/devicemodel.h"
 #include "sim/pacing.h"
@@ -74,6 +76,8 @@ class PtyHost : public QObject {
   }
 
   QString path() const { return m_path; }
+  // Called once the line has been pulled out by a fault setting.
+  std::function<void()> onUnplug;
 
   // The device goes away: the program's descriptor sees a hang-up.
   void shut() {
@@ -101,6 +105,13 @@ class PtyHost : public QObject {
   }
 
   void arm() {
+    if (m_line.unplugDue() && onUnplug) {
+      // Not from inside the notifier that brought us here: it is deleted by shut().
+      QTimer::singleShot(0, this, [this] {
+        if (m_master >= 0 && onUnplug) onUnplug();
+      });
+      return;
+    }
     if (!m_line.hasPending()) return;
     const qint64 delta = m_line.headAnswerDue() - hygro::sim::monotonicMicros();
     m_timer.start(hygro::sim::timerMillis(delta, m_line.headIsLast()));
@@ -149,6 +160,50 @@ int intOption(const QCommandLineParser& p, const QString& name, int fallback, bo
   return n;
 }
 
+// One fault setting by its option name; the control channel takes the same
+// names. False (with *error) for a value that does not parse.
+bool applyFault(hygro::sim::Faults& f, const QString& name, const QString& value, QString* error) {
+  const auto number = [&](const QString& text, int* out) {
+    bool good = false;
+    *out = text.toInt(&good);
+    if (!good || *out < 0) *error = QStringLiteral("--%1 needs a number").arg(name);
+    return good && *out >= 0;
+  };
+  int n = 0;
+  if (name == QLatin1String("refuse")) return number(value, &f.refuseNext);
+  if (name == QLatin1String("silence")) {
+    if (value == QLatin1String("all")) {
+      f.silenceNext = -1;
+      return true;
+    }
+    return number(value, &f.silenceNext);
+  }
+  if (name == QLatin1String("late")) {
+    const QStringList parts = value.split(QLatin1Char(':'));
+    int ms = 0;
+    if (parts.size() != 2 || !number(parts[0], &n) || !number(parts[1], &ms)) {
+      *error = QStringLiteral("--late needs N:MS");
+      return false;
+    }
+    f.lateNext = n;
+    f.lateMs = ms;
+    return true;
+  }
+  if (name == QLatin1String("truncate")) return number(value, &f.truncateNext);
+  if (name == QLatin1String("flood")) return number(value, &f.floodNext);
+  if (name == QLatin1String("garbage")) {
+    const bool on = value != QLatin1String("off");
+    f.garbageBefore = on ? QByteArrayLiteral("\x13\x57\x9B") : QByteArray();
+    f.garbageAfter = on ? QByteArrayLiteral("\x42") : QByteArray();
+    return true;
+  }
+  if (name == QLatin1String("stall-after")) return number(value, &f.stallAfterPoints);
+  if (name == QLatin1String("unplug-on")) return number(value, &f.unplugOnCode);
+  if (name == QLatin1String("unplug-after-points")) return number(value, &f.unplugAfterPoints);
+  *error = QStringLiteral("unknown fault %1").arg(name);
+  return false;
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
@@ -187,6 +242,26 @@ int main(int argc, char* argv[]) {
       {QStringLiteral("unplug-after-ms"),
        QStringLiteral("Close the terminal (the logger is pulled out) after MS and exit."),
        QStringLiteral("MS")},
+      {QStringLiteral("late"),
+       QStringLiteral("The next N answers arrive MS milliseconds later than they would."),
+       QStringLiteral("N:MS")},
+      {QStringLiteral("truncate"),
+       QStringLiteral("The next N answers lose their last bytes, the terminator among them."),
+       QStringLiteral("N")},
+      {QStringLiteral("flood"),
+       QStringLiteral("The next N answers are replaced by more than 100 bytes without a "
+                      "terminator."),
+       QStringLiteral("N")},
+      {QStringLiteral("unplug-on"),
+       QStringLiteral("Pull the logger out when a frame with command code CODE arrives."),
+       QStringLiteral("CODE")},
+      {QStringLiteral("unplug-after-points"),
+       QStringLiteral("Pull the logger out after K points of a point stream."),
+       QStringLiteral("K")},
+      {QStringLiteral("control"),
+       QStringLiteral("Take fault settings from standard input, one a line, named as the "
+                      "options (\"refuse 11\", \"late 1:900\", \"garbage off\"; \"unplug\" "
+                      "pulls the logger out now); each is answered \"ok\" or \"error\".")},
   });
   p.process(app);
 
@@ -217,6 +292,14 @@ int main(int argc, char* argv[]) {
   if (p.isSet(QStringLiteral("garbage"))) {
     f.garbageBefore = QByteArrayLiteral("\x13\x57\x9B");
     f.garbageAfter = QByteArrayLiteral("\x42");
+  }
+  for (const char* name : {"late", "truncate", "flood", "unplug-on", "unplug-after-points"}) {
+    const QString option = QString::fromLatin1(name);
+    QString why;
+    if (p.isSet(option) && !applyFault(f, option, p.value(option), &why)) {
+      std::fprintf(stderr, "hygrotab-sim: %s\n", qPrintable(why));
+      ok = false;
+    }
   }
   const int unplugMs = intOption(p, QStringLiteral("unplug-after-ms"), -1, &ok);
   if (!ok) return 2;
@@ -251,11 +334,48 @@ int main(int argc, char* argv[]) {
     auto* sn = new QSocketNotifier(g_signalPipe[0], QSocketNotifier::Read, &app);
     QObject::connect(sn, &QSocketNotifier::activated, &app, [] { QCoreApplication::quit(); });
   }
-  if (unplugMs >= 0) {
-    QTimer::singleShot(unplugMs, &app, [&host] {
-      host.shut();
-      std::fprintf(stderr, "hygrotab-sim: unplugged\n");
-      QCoreApplication::quit();
+  const auto unplug = [&host] {
+    host.shut();
+    std::fprintf(stderr, "hygrotab-sim: unplugged\n");
+    QCoreApplication::quit();
+  };
+  host.onUnplug = unplug;
+  if (unplugMs >= 0) QTimer::singleShot(unplugMs, &app, unplug);
+  if (p.isSet(QStringLiteral("control"))) {
+    // A test arms each fault at the moment it chooses (after connecting, say)
+    // and waits for the "ok" before it acts.
+    ::fcntl(STDIN_FILENO, F_SETFL, ::fcntl(STDIN_FILENO, F_GETFL) | O_NONBLOCK);
+    auto* input = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, &app);
+    auto buffer = std::make_shared<QByteArray>();
+    QObject::connect(input, &QSocketNotifier::activated, &app, [&line, input, buffer, unplug] {
+      char chunk[256];
+      for (;;) {
+        const auto n = ::read(STDIN_FILENO, chunk, sizeof chunk);
+        if (n > 0) {
+          buffer->append(chunk, int(n));
+          continue;
+        }
+        if (n == 0) input->setEnabled(false);  // the test went away: keep serving
+        break;
+      }
+      qsizetype end;
+      while ((end = buffer->indexOf('\n')) >= 0) {
+        const QString command = QString::fromUtf8(buffer->left(end)).trimmed();
+        buffer->remove(0, end + 1);
+        if (command.isEmpty()) continue;
+        if (command == QLatin1String("unplug")) {
+          std::printf("ok\n");
+          std::fflush(stdout);
+          unplug();
+          return;
+        }
+        QString why;
+        const bool good = applyFault(line.faults(), command.section(QLatin1Char(' '), 0, 0),
+                                     command.section(QLatin1Char(' '), 1), &why);
+        if (!good) std::fprintf(stderr, "hygrotab-sim: %s\n", qPrintable(why));
+        std::printf(good ? "ok\n" : "error\n");
+        std::fflush(stdout);
+      }
     });
   }
 

@@ -49,6 +49,16 @@ void SimLine::complete(double arrivedUs) {
     return;  // the initialise sequence is never answered
   }
   ++m_frames;
+  if (m_unplug) return;  // nobody at the other end any more
+  if (m_faults.unplugOnCode >= 0 && body.size() >= 8) {
+    const auto values = wire::decodeValues(body.right(8));
+    if (values && (*values)[1] == m_faults.unplugOnCode) {
+      // Pulled out as the frame arrives: nothing more leaves the logger.
+      m_out.clear();
+      m_unplug = true;
+      return;
+    }
+  }
   int delayMs = m_faults.delayMs;
   if (m_faults.delayJitterMs > 0)
     delayMs += int(m_jitter() % std::uint32_t(m_faults.delayJitterMs + 1));
@@ -76,13 +86,29 @@ void SimLine::complete(double arrivedUs) {
   const bool isStream = answers.size() > 1;
   if (isStream && m_faults.stallAfterPoints >= 0 && answers.size() > m_faults.stallAfterPoints)
     answers.resize(m_faults.stallAfterPoints);
-  for (const QByteArray& a : answers) {
-    const bool refused = a.size() == 2 && static_cast<std::uint8_t>(a[0]) == wire::kRefusal;
-    if (refused || (m_faults.garbageBefore.isEmpty() && m_faults.garbageAfter.isEmpty())) {
-      schedule(a, readyUs);
-    } else {
-      schedule(m_faults.garbageBefore + a + m_faults.garbageAfter, readyUs);
+  if (isStream && m_faults.unplugAfterPoints >= 0) {
+    if (answers.size() > m_faults.unplugAfterPoints) answers.resize(m_faults.unplugAfterPoints);
+    m_unplug = true;
+  }
+  for (QByteArray a : answers) {
+    double at = readyUs;
+    if (m_faults.lateNext > 0) {
+      --m_faults.lateNext;
+      at += double(m_faults.lateMs) * 1000.0;
     }
+    if (m_faults.floodNext > 0) {
+      --m_faults.floodNext;
+      schedule(QByteArray(kFloodBytes, char(0x5A)), at);
+      continue;
+    }
+    const bool refused = a.size() == 2 && static_cast<std::uint8_t>(a[0]) == wire::kRefusal;
+    if (!refused && !(m_faults.garbageBefore.isEmpty() && m_faults.garbageAfter.isEmpty()))
+      a = m_faults.garbageBefore + a + m_faults.garbageAfter;
+    if (m_faults.truncateNext > 0) {
+      --m_faults.truncateNext;
+      a.chop(std::min<qsizetype>(kTruncatedBytes, a.size() - 1));
+    }
+    schedule(a, at);
   }
 }
 

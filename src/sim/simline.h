@@ -22,7 +22,18 @@ struct Faults {
   QByteArray garbageBefore;   // sent in front of every ordinary answer
   QByteArray garbageAfter;    // sent behind every ordinary answer
   int stallAfterPoints = -1;  // a point stream stops after this many points; -1: never
+  int lateNext = 0;           // the next N answers come lateMs later still
+  int lateMs = 0;
+  int truncateNext = 0;        // the next N answers lose their last kTruncatedBytes
+  int floodNext = 0;           // the next N answers are replaced by kFloodBytes of noise
+  int unplugOnCode = -1;       // a frame with this command code pulls the logger out
+  int unplugAfterPoints = -1;  // a point stream pulls the logger out after K points
 };
+
+// An answer cut short loses this many bytes at its end, the terminator among them.
+inline constexpr int kTruncatedBytes = 3;
+// Noise without a terminator, longer than any receive buffer the program has.
+inline constexpr int kFloodBytes = 120;
 
 class SimLine {
  public:
@@ -54,6 +65,11 @@ class SimLine {
   // Drops everything in flight and any half-received frame (port closed).
   void reset();
 
+  // The logger has been pulled out: the host closes the line once
+  // everything due before (the points of a stream cut short) has gone.
+  bool unplugRequested() const { return m_unplug; }
+  bool unplugDue() const { return m_unplug && m_out.empty(); }
+
   int framesReceived() const { return m_frames; }
   int initialiseCount() const { return m_inits; }
 
@@ -77,6 +93,7 @@ class SimLine {
   std::deque<Chunk> m_out;
   int m_frames = 0;
   int m_inits = 0;
+  bool m_unplug = false;
   std::minstd_rand m_jitter{20240501};  // fixed seed: a run can be repeated
 };
 

@@ -66,6 +66,13 @@ void SimTransport::unplug() {
 }
 
 void SimTransport::arm() {
+  if (m_line.unplugDue() && m_present) {
+    // Pulled out by a fault setting: from the event loop, as a real unplug comes.
+    QTimer::singleShot(0, this, [this] {
+      if (m_present) unplug();
+    });
+    return;
+  }
   if (!m_line.hasPending()) {
     m_timer.stop();
     return;

@@ -1,0 +1,563 @@
+// Every logger operation under every fault the line can bring, through the
+// real serial port path: hygrotab-sim on a pseudo-terminal, the headless
+// session driven as the window's buttons drive it. Each cell checks what the
+// user is told, whether the port is left as it should be, that the operation
+// ends within a ceiling, and that records already held survive.
+//
+// The session is driven in-process rather than through hygrotab-cli: the
+// cli has no command for every button (initialise, a continuous run as the
+// window runs it), and in-process the data sets and the port state can be
+// looked at directly instead of being inferred from output.
+//
+// By default one cell per fault runs (the ctest run); with
+// HYGROTAB_FAULT_MATRIX=full every cell does. With HYGROTAB_FAULT_TABLE=FILE
+// each cell appends its row to FILE (scripts/fault-matrix.sh builds the table
+// in docs/reliability.md from those rows).
+#include <QDeadlineTimer>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+#include <cstring>
+#include <functional>
+#include <memory>
+
+#include "data/formats.h"
+#include "link/bridge.h"
+#include "link/serialtransport.h"
+#include "logger/session.h"
+#include "sim/devicemodel.h"
+#include "sim/simline.h"
+#include "sim/wire.h"
+#include "support/data_fixtures.h"
+#include "support/fake_transport.h"
+#include "support/scripted_prompt.h"
+#include "support/sim_process.h"
+
+using namespace hygro;
+using hygro::test::ScriptedPrompt;
+using hygro::test::SimProcess;
+
+namespace {
+
+// Long enough for a loaded machine running every test twice over; a cell
+// that is still busy then has hung.
+constexpr int kCeilingMs = 30000;
+constexpr int kTotalLogPoints = 144;  // what idle.json holds
+const QString kModel = QStringLiteral("QM720-XC");
+
+// The operations, in the order of the table.
+const QStringList kOps{
+    "connect",   "status read",     "one-time measurement", "continuous measurement",
+    "download",  "start recording", "stop recording",       "reserve a start",
+    "set clock", "set name",        "set alarm bounds",     "set memory mode",
+    "initialise"};
+// The faults, in the order of the table.
+const QStringList kFaults{"1 refusal",        "10 refusals",        "11 refusals",
+                          "silence",          "late answer",        "garbage around",
+                          "truncated answer", "flood without end",  "stalled stream",
+                          "unplug idle",      "unplug in exchange", "unplug in download"};
+// Operations a dialog's OK button starts; the rest are buttons of the window.
+const QStringList kFromDialogs{"start recording", "reserve a start",  "set clock",
+                               "set name",        "set alarm bounds", "set memory mode"};
+// One cell per fault for the quick run.
+const QStringList kQuickCells{"download/1 refusal",           "set name/10 refusals",
+                              "set alarm bounds/11 refusals", "one-time measurement/silence",
+                              "set clock/late answer",        "status read/garbage around",
+                              "status read/truncated answer", "status read/flood without end",
+                              "download/stalled stream",      "continuous measurement/unplug idle",
+                              "set name/unplug idle",         "start recording/unplug in exchange",
+                              "download/unplug in download"};
+
+// The first command code of each operation's own exchange: pulling the
+// logger out when it arrives is "during the exchange".
+int unplugCode(const QString& op) {
+  static const QHash<QString, int> codes{{"connect", 16},
+                                         {"status read", 30},
+                                         {"one-time measurement", 22},
+                                         {"continuous measurement", 22},
+                                         {"download", 8},
+                                         {"start recording", 49},
+                                         {"stop recording", 12},
+                                         {"reserve a start", 17},
+                                         {"set clock", 2},
+                                         {"set name", 41},
+                                         {"set alarm bounds", 46},
+                                         {"set memory mode", 49}};
+  return codes.value(op, -1);
+}
+
+bool applies(const QString& op, const QString& fault) {
+  if (fault == QLatin1String("stalled stream") || fault == QLatin1String("unplug in download"))
+    return op == QLatin1String("download");
+  // The initialise sequence is written without an exchange.
+  if (op == QLatin1String("initialise")) return fault != QLatin1String("unplug in exchange");
+  return true;
+}
+
+// What the fault setting on the emulator's control line is.
+QString faultCommand(const QString& op, const QString& fault) {
+  if (fault == QLatin1String("1 refusal")) return QStringLiteral("refuse 1");
+  if (fault == QLatin1String("10 refusals")) return QStringLiteral("refuse 10");
+  if (fault == QLatin1String("11 refusals")) return QStringLiteral("refuse 11");
+  if (fault == QLatin1String("silence")) return QStringLiteral("silence all");
+  // Past the first time-out (500 ms), before the second.
+  if (fault == QLatin1String("late answer")) return QStringLiteral("late 1:900");
+  if (fault == QLatin1String("garbage around")) return QStringLiteral("garbage on");
+  if (fault == QLatin1String("truncated answer")) return QStringLiteral("truncate 1");
+  if (fault == QLatin1String("flood without end")) return QStringLiteral("flood 1");
+  if (fault == QLatin1String("stalled stream")) return QStringLiteral("stall-after 50");
+  if (fault == QLatin1String("unplug idle")) return QStringLiteral("unplug");
+  if (fault == QLatin1String("unplug in exchange"))
+    return QStringLiteral("unplug-on %1").arg(unplugCode(op));
+  return QStringLiteral("unplug-after-points 50");
+}
+
+struct Expected {
+  QString message;  // exact, or a prefix when `prefix`; empty: nothing is said
+  QString title;
+  bool prefix = false;
+  bool portOpen = true;
+  bool completes = true;  // the operation's effect must be there
+};
+
+Expected expectedFor(const QString& op, const QString& fault) {
+  Expected e;
+  e.title = kModel;
+  const bool connect = op == QLatin1String("connect");
+  if (op == QLatin1String("set alarm bounds") || op == QLatin1String("set memory mode"))
+    e.message = RecordingOperation::SetCompletionText();
+  if (op == QLatin1String("set clock")) {
+    e.message = RecordingOperation::SetCompletionText() + QStringLiteral("\r\r");
+    e.prefix = true;
+  }
+  const auto fails = [&](const QString& text, const QString& title, bool portOpen) {
+    e.message = text;
+    e.title = title;
+    e.prefix = false;
+    e.portOpen = portOpen;
+    e.completes = false;
+  };
+  const QString notConnected = Connection::NotConnectedText(QStringLiteral("Hygrotab"));
+  if (fault == QLatin1String("11 refusals") || (connect && fault == QLatin1String("10 refusals"))) {
+    // The identification takes no refusal as an answer: two attempts, both refused.
+    if (connect)
+      fails(notConnected, QStringLiteral("Hygrotab"), false);
+    else
+      fails(Exchange::RefusalText(), kModel, false);
+  } else if (fault == QLatin1String("silence")) {
+    if (connect)
+      fails(notConnected, QStringLiteral("Hygrotab"), false);
+    else
+      fails(Exchange::TimeOutText(), kModel, false);
+  } else if (fault == QLatin1String("stalled stream") ||
+             fault == QLatin1String("unplug in download")) {
+    fails(QStringLiteral("It failed in download."), kModel,
+          fault == QLatin1String("stalled stream"));
+  } else if (fault == QLatin1String("unplug idle")) {
+    if (connect) {
+      // The port is gone before the click.
+      fails(notConnected + QStringLiteral("\r\r"), QStringLiteral("Hygrotab"), false);
+      e.prefix = true;
+    } else if (kFromDialogs.contains(op)) {
+      // A dialog's OK with the port gone: its commands go nowhere and the
+      // exchange times out, as any unanswered one does. (The window's own
+      // buttons are disabled without a port and do nothing.)
+      fails(Exchange::TimeOutText(), QStringLiteral("Hygrotab"), false);
+    } else {
+      fails(QString(), kModel, false);
+    }
+  } else if (fault == QLatin1String("unplug in exchange")) {
+    fails(op == QLatin1String("download") ? QStringLiteral("It failed in download.") : QString(),
+          kModel, false);
+  }
+  if (op == QLatin1String("initialise") && fault != QLatin1String("unplug idle")) {
+    // Written without waiting for an answer: no answer fault can touch it.
+    e = Expected{};
+    e.title = kModel;
+  }
+  return e;
+}
+
+// CR as the table shows it; the clock the logger read back varies from run to run.
+QString shown(const QString& op, QString text) {
+  if (op == QLatin1String("set clock") &&
+      text.startsWith(RecordingOperation::SetCompletionText() + QStringLiteral("\r\r")))
+    text.replace(QRegularExpression(QStringLiteral("\\d")), QStringLiteral("#"));
+  return text.replace(QLatin1Char('\r'), QStringLiteral("↵"));
+}
+
+bool waitUntil(const std::function<bool()>& done, int ms = kCeilingMs) {
+  const QDeadlineTimer deadline(ms);
+  while (!done()) {
+    if (deadline.hasExpired()) return false;
+    QTest::qWait(5);
+  }
+  return true;
+}
+
+bool sameRecords(const QList<MeasurementRecord>& a, const QList<MeasurementRecord>& b) {
+  if (a.size() != b.size()) return false;
+  for (qsizetype i = 0; i < a.size(); ++i)
+    if (std::memcmp(&a[i], &b[i], sizeof(MeasurementRecord)) != 0) return false;
+  return true;
+}
+
+// One cell: an emulated logger with its control line, a session on its
+// terminal, and known records in the sets the operation does not own.
+struct CellRig {
+  ScriptedPrompt prompt;
+  SimProcess sim;
+  std::unique_ptr<Session> session;
+  QTemporaryDir dir;
+  QString link;
+  QList<int> sentCodes;
+  QMap<int, QList<MeasurementRecord>> held;
+
+  bool start(const QString& state, QString* error) {
+    // A link of its own: terminal numbers come back at once to the next
+    // emulator, and a pulled-out logger must leave a port that is not there.
+    link = dir.filePath(QStringLiteral("ttyLOGGER"));
+    if (!sim.start({QStringLiteral("--state"), SimProcess::state(state), QStringLiteral("--link"),
+                    link, QStringLiteral("--control")},
+                   error))
+      return false;
+    session = std::make_unique<Session>(std::make_unique<SerialTransport>(),
+                                        std::make_unique<NoBridge>(), &prompt);
+    session->data().open(dir.path(), nullptr);
+    QObject::connect(&session->exchange(), &Exchange::frameSent, [this](const QByteArray& f) {
+      sentCodes << (f[2] * 100 + ((f[3] >> 4) & 0xF) * 10 + (f[3] & 0xF));
+    });
+    return true;
+  }
+  ~CellRig() {
+    if (session) {
+      session->shutDown();
+      session->data().closeAndRemove();
+      session.reset();
+    }
+  }
+
+  void hold(int set) {
+    test::fillReferenceSet(session->data(), set);
+    held.insert(set, records(set));
+  }
+  QList<MeasurementRecord> records(int set) const {
+    QList<MeasurementRecord> out;
+    for (int n = 1; n <= session->data().info(set).Points; ++n) out << session->data().Get(set, n);
+    return out;
+  }
+  bool heldIntact() const {
+    for (auto it = held.cbegin(); it != held.cend(); ++it)
+      if (!sameRecords(it.value(), records(it.key()))) return false;
+    return true;
+  }
+
+  // Sends one fault setting and waits for the emulator to take it.
+  bool control(const QString& line) {
+    QProcess& p = sim.process();
+    p.write((line + QLatin1Char('\n')).toUtf8());
+    if (!waitUntil([&] { return p.canReadLine(); }, 10000)) return false;
+    return p.readLine().trimmed() == "ok";
+  }
+
+  bool connectAndSettle() {
+    session->Port_Set_Command(PortSearch::Once, link);
+    return waitUntil([&] { return !session->busy(); }) && session->connected();
+  }
+
+  bool idle() const {
+    return !session->busy() && !session->download().downloading() && !session->realtime().running();
+  }
+};
+
+struct Row {
+  QString message, title, port, held, seconds, result, note;
+};
+
+void appendRow(int index, const QString& op, const QString& fault, const Row& r) {
+  const QString path = qEnvironmentVariable("HYGROTAB_FAULT_TABLE");
+  if (path.isEmpty()) return;
+  QFile f(path);
+  if (!f.open(QIODevice::Append | QIODevice::Text)) return;
+  const QStringList fields{QString::number(index),
+                           op,
+                           fault,
+                           r.message,
+                           r.title,
+                           r.port,
+                           r.held,
+                           r.seconds,
+                           r.result,
+                           r.note};
+  QStringList clean;
+  for (QString s : fields)
+    clean << s.replace(QLatin1Char('\t'), QLatin1Char(' '))
+                 .replace(QLatin1Char('\n'), QLatin1Char(' '));
+  f.write((clean.join(QLatin1Char('\t')) + QLatin1Char('\n')).toUtf8());
+}
+
+}  // namespace
+
+class TestFaultMatrix : public QObject {
+  Q_OBJECT
+ private Q_SLOTS:
+  void emulatorFaultsShapeTheAnswers();
+  void noiseOverflowingTheBufferIsNoVersion();
+  void cell_data();
+  void cell();
+};
+
+// The emulator's own fault settings, on its line alone: what the matrix
+// relies on when it says "truncated" or "flood".
+void TestFaultMatrix::emulatorFaultsShapeTheAnswers() {
+  using sim::wire::command;
+  sim::DeviceModel model;
+  QVERIFY(model.loadFile(SimProcess::state(QStringLiteral("idle.json"))));
+  sim::SimLine line(model);  // no pacing: answers are due at once
+  const QByteArray ordinary = sim::wire::answer(1, 30, 0, 0);
+
+  line.faults().truncateNext = 1;
+  line.receive(command(30), 0);
+  QCOMPARE(line.takeDue(0), ordinary.left(ordinary.size() - sim::kTruncatedBytes));
+  line.receive(command(30), 0);
+  QCOMPARE(line.takeDue(0), ordinary);
+
+  line.faults().floodNext = 1;
+  line.receive(command(30), 0);
+  const QByteArray flood = line.takeDue(0);
+  QVERIFY(flood.size() > 100);
+  QVERIFY(!flood.contains(char(0xFF)));
+
+  // A late answer holds up the one behind it: answers keep their order.
+  line.faults().lateNext = 1;
+  line.faults().lateMs = 900;
+  line.receive(command(30) + command(30), 0);
+  QVERIFY(line.takeDue(899'000).isEmpty());
+  QCOMPARE(line.takeDue(900'000), ordinary + ordinary);
+
+  // Pulled out as a frame with the chosen code arrives: no answer, and
+  // nothing that was still on its way.
+  line.faults().delayMs = 10;
+  line.receive(command(16), 0);
+  line.faults().unplugOnCode = 42;
+  line.receive(command(42), 0);
+  QVERIFY(!line.hasPending());
+  QVERIFY(line.unplugDue());
+  line.receive(command(30), 0);
+  QVERIFY(!line.hasPending());
+
+  // A stream pulled out after K points hands over exactly K, then the line goes.
+  sim::SimLine stream(model);
+  stream.faults().unplugAfterPoints = 5;
+  stream.receive(command(44, 2, 40), 0);  // up to 240: 60 points
+  QVERIFY(stream.unplugRequested());
+  QVERIFY(!stream.unplugDue());
+  QCOMPARE(stream.takeDue(0).count(char(0xFF)), 5);
+  QVERIFY(stream.unplugDue());
+}
+
+// A burst of printable noise longer than the receive buffer, straight
+// followed by the version answer: the terminator ends the noise, not a version
+// text, and the resend's answer is the one read.
+void TestFaultMatrix::noiseOverflowingTheBufferIsNoVersion() {
+  test::FakeTransport port;
+  ScriptedPrompt prompt;
+  Exchange x{&port, &prompt};
+  port.open();
+  QByteArrayList versions;
+  x.setBranch(99, [&](QueuedCommand&, const ReceiveBuffer& rx) {
+    versions << QByteArray(reinterpret_cast<const char*>(rx.bytes.data()), rx.ReceiveCount);
+    return BranchResult::Advance;
+  });
+  const QByteArray answer("QM720-XC V1\x02\xFF");
+  QObject::connect(&x, &Exchange::frameSent, [&] {
+    port.feed(port.writes.size() == 1 ? QByteArray(120, 'Z') + answer : answer);
+  });
+  x.Queue_Reset();
+  x.Command_Add(1, 99, 0, 0, CommMode::None);
+  x.Command_Send();
+  QTRY_VERIFY_WITH_TIMEOUT(!x.busy(), 10000);
+  QCOMPARE(versions, QByteArrayList{QByteArray("QM720-XC V1\x02")});
+  QCOMPARE(port.writes.size(), 2);
+  QVERIFY(prompt.calls.isEmpty());
+}
+
+void TestFaultMatrix::cell_data() {
+  QTest::addColumn<int>("index");
+  QTest::addColumn<QString>("op");
+  QTest::addColumn<QString>("fault");
+  const bool full = qEnvironmentVariable("HYGROTAB_FAULT_MATRIX") == QLatin1String("full");
+  int index = 0;
+  for (const QString& op : kOps) {
+    for (const QString& fault : kFaults) {
+      if (!applies(op, fault)) continue;
+      ++index;
+      const QString tag = op + QLatin1Char('/') + fault;
+      if (!full && !kQuickCells.contains(tag)) continue;
+      QTest::newRow(qPrintable(tag)) << index << op << fault;
+    }
+  }
+}
+
+void TestFaultMatrix::cell() {
+  QFETCH(int, index);
+  QFETCH(QString, op);
+  QFETCH(QString, fault);
+  const Expected want = expectedFor(op, fault);
+  const bool connectOp = op == QLatin1String("connect");
+
+  CellRig r;
+  QString error;
+  const QString state = op == QLatin1String("stop recording") ? QStringLiteral("recording.json")
+                                                              : QStringLiteral("idle.json");
+  QVERIFY2(r.start(state, &error), qPrintable(error));
+  r.hold(FileData);
+  if (op != QLatin1String("download")) r.hold(LogData);
+  if (!op.contains(QLatin1String("measurement"))) r.hold(RealTimeData);
+  if (!connectOp) QVERIFY2(r.connectAndSettle(), qPrintable(r.prompt.messages().join('|')));
+  r.prompt.calls.clear();
+  r.sentCodes.clear();
+  QSignalSpy abandoned(&r.session->exchange(), &Exchange::abandoned);
+
+  QVERIFY2(r.control(faultCommand(op, fault)), qPrintable(faultCommand(op, fault)));
+  if (fault == QLatin1String("unplug idle")) {
+    if (connectOp) {
+      QVERIFY(waitUntil([&] { return r.sim.process().state() == QProcess::NotRunning; }, 10000));
+    } else {
+      QVERIFY2(waitUntil([&] { return !r.session->connected(); }, 10000),
+               "the program did not notice that the logger was pulled out");
+    }
+  }
+
+  Session& s = *r.session;
+  QElapsedTimer clock;
+  clock.start();
+  bool ended = true;
+  if (connectOp) {
+    s.Port_Set_Command(PortSearch::Once, r.link);
+  } else if (op == QLatin1String("status read")) {
+    s.statusOp().Command11_Click();
+  } else if (op == QLatin1String("one-time measurement")) {
+    s.realtime().Command1_Click();
+  } else if (op == QLatin1String("continuous measurement")) {
+    s.realtime().setContinuousInterval(QStringLiteral("2"), false);
+    s.realtime().Command2_Click();
+    // A run that works is stopped after its first sample, as a user would.
+    ended = waitUntil([&] {
+      return !s.realtime().running() || (s.data().info(RealTimeData).Points >= 1 && !s.busy());
+    });
+    if (ended && s.realtime().running()) s.realtime().Command2_Click();
+  } else if (op == QLatin1String("download")) {
+    s.download().Command5_Click();
+  } else if (op == QLatin1String("start recording")) {
+    if (s.connected()) QCOMPARE(s.recording().Command4_Click(), RecordButton::ShowStartDialog);
+    StartSettings settings = s.recording().startDefaults();
+    settings.name = QStringLiteral("FLT1");
+    s.recording().Log_Start(settings);
+  } else if (op == QLatin1String("stop recording")) {
+    if (s.connected()) QCOMPARE(s.recording().Command4_Click(), RecordButton::Stopping);
+  } else if (op == QLatin1String("reserve a start")) {
+    ReservationSettings reservation;
+    reservation.at = fmt::nowSerial() + 1.0;
+    reservation.intervalValue = 5;
+    reservation.minutes = true;
+    s.recording().Yoyaku_Set(reservation);
+  } else if (op == QLatin1String("set clock")) {
+    s.recording().Now_Time_set();
+  } else if (op == QLatin1String("set name")) {
+    s.settings().Set_HGName(QStringLiteral("FLT1"));
+  } else if (op == QLatin1String("set alarm bounds")) {
+    s.settings().Alarm_set(25, true, 0, false);
+  } else if (op == QLatin1String("set memory mode")) {
+    s.settings().M_Mode_Set(true);
+  } else if (op == QLatin1String("initialise")) {
+    s.settings().Command27_Click();
+  }
+  ended = ended && waitUntil([&] { return r.idle(); });
+  // A port closing under a download is reported as the exchange unwinds.
+  if (!want.portOpen) ended = ended && waitUntil([&] { return !s.connected(); }, 10000);
+  const double seconds = double(clock.elapsed()) / 1000.0;
+
+  // What the operation was for, when it got through.
+  bool completed = false;
+  if (connectOp) {
+    completed = s.connected() && s.ModelName() == kModel && s.status().read;
+  } else if (op == QLatin1String("status read")) {
+    completed = !r.sentCodes.isEmpty() && r.sentCodes.last() == 57 && abandoned.isEmpty() &&
+                s.status().FirmwareVersion == QLatin1String("QM720-XC V1.02");
+  } else if (op.contains(QLatin1String("measurement"))) {
+    completed = s.data().info(RealTimeData).Points >= 1;
+  } else if (op == QLatin1String("download")) {
+    completed = s.data().info(LogData).Points == kTotalLogPoints;
+  } else if (op == QLatin1String("start recording")) {
+    completed = s.status().RecState == RecState::Recording && s.status().IdentName == "FLT1";
+  } else if (op == QLatin1String("stop recording")) {
+    // The record button forgets the state at once; the status read confirms it.
+    completed = s.status().RecState == RecState::Idle && r.sentCodes.contains(12) &&
+                r.sentCodes.last() == 57 && abandoned.isEmpty() && s.connected();
+  } else if (op == QLatin1String("reserve a start")) {
+    completed = s.status().RecState == RecState::Reserving;
+  } else if (op == QLatin1String("set clock")) {
+    completed = s.recording().clockReadBack().month != 0;
+  } else if (op == QLatin1String("set name")) {
+    completed = s.status().IdentName == QLatin1String("FLT1");
+  } else if (op == QLatin1String("set alarm bounds")) {
+    completed = s.view().Label29 == QLatin1String("25 C");
+  } else if (op == QLatin1String("set memory mode")) {
+    completed = s.status().LoopMode != 0;
+  } else if (op == QLatin1String("initialise")) {
+    completed = true;  // nothing comes back to look at
+  }
+
+  const QList<ScriptedPrompt::Call> said = [&] {
+    QList<ScriptedPrompt::Call> m;
+    for (const auto& c : r.prompt.calls)
+      if (c.kind == QLatin1String("message")) m << c;
+    return m;
+  }();
+  QStringList problems;
+  if (!ended) problems << QStringLiteral("still busy after %1 s").arg(kCeilingMs / 1000);
+  if (want.message.isEmpty()) {
+    if (!said.isEmpty()) problems << QStringLiteral("unexpected message");
+  } else if (said.size() != 1) {
+    problems << QStringLiteral("%1 messages instead of one").arg(said.size());
+  } else {
+    const bool textOk =
+        want.prefix ? said[0].text.startsWith(want.message) : said[0].text == want.message;
+    if (!textOk) problems << QStringLiteral("wrong message");
+    if (said[0].title != want.title) problems << QStringLiteral("wrong title");
+  }
+  if (s.connected() != want.portOpen)
+    problems << (want.portOpen ? QStringLiteral("port closed") : QStringLiteral("port open"));
+  const bool heldOk = r.heldIntact();
+  if (!heldOk) problems << QStringLiteral("held records lost");
+  if (want.completes && !completed) problems << QStringLiteral("operation did not complete");
+  if (!want.completes && completed && fault != QLatin1String("unplug idle"))
+    problems << QStringLiteral("completed although it should have failed");
+
+  Row row;
+  QStringList texts, titles;
+  for (const auto& c : said) {
+    texts << QLatin1Char('"') + shown(op, c.text) + QLatin1Char('"');
+    titles << c.title;
+  }
+  row.message = texts.isEmpty() ? QStringLiteral("(nothing)") : texts.join(QStringLiteral("; "));
+  row.title = titles.join(QStringLiteral("; "));
+  row.port = s.connected() ? QStringLiteral("open") : QStringLiteral("closed");
+  row.held = heldOk ? QStringLiteral("yes") : QStringLiteral("no");
+  row.seconds = QString::number(seconds, 'f', 1);
+  row.result = problems.isEmpty() ? QStringLiteral("ok") : QStringLiteral("FAIL");
+  row.note = problems.join(QStringLiteral(", "));
+  appendRow(index, op, fault, row);
+
+  QVERIFY2(
+      problems.isEmpty(),
+      qPrintable(problems.join(QStringLiteral(", ")) + QStringLiteral(" | said: ") + row.message +
+                 QStringLiteral(" [") + row.title + QStringLiteral("] port ") + row.port));
+}
+
+QTEST_MAIN(TestFaultMatrix)
+#include "tst_fault_matrix.moc"
