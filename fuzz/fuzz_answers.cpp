@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <deque>
 
+#include "fuzz_support.h"
 #include "link/bridge.h"
 #include "link/transport.h"
 #include "logger/session.h"
@@ -67,17 +68,10 @@ class AnsweringPrompt : public UserPrompt {
   std::optional<QString> openFileName(const QString&) override { return std::nullopt; }
 };
 
-void check(bool ok) {
-  if (!ok) std::abort();
-}
-
-QTemporaryDir* folder = nullptr;
-
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
-  new QCoreApplication(*argc, *argv);
-  folder = new QTemporaryDir;
+  fuzz::start(argc, argv);
   return 0;
 }
 
@@ -97,7 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   prompt.yes = choice & 0x80;
   Session session(std::move(transport), std::make_unique<NoBridge>(), &prompt);
   QString error;
-  check(session.data().open(folder->path(), &error));
+  fuzz::check(session.data().open(fuzz::folder->path(), &error));
   // The logger's answers either come or they do not: the time-out is shortened
   // so a silent end costs milliseconds, not seconds.
   session.exchange().TimeOutMs = 2;
@@ -121,14 +115,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   clock.start();
   while (session.busy()) {
     QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    check(clock.elapsed() < 20000);  // a hang is a finding
+    fuzz::check(clock.elapsed() < 20000);  // a hang is a finding
   }
   QCoreApplication::processEvents();
   for (int set = 0; set < 3; ++set) {
     const qint16 points = session.data().info(set).Points;
-    check(points >= 0 && points <= kMaxPoints);
+    fuzz::check(points >= 0 && points <= kMaxPoints);
   }
-  check(prompt.messages <= 3);
+  fuzz::check(prompt.messages <= 3);
   session.shutDown();
   session.data().closeAndRemove();
   return 0;

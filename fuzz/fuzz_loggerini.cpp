@@ -8,14 +8,9 @@
 #include <cstdlib>
 
 #include "app/loggerini.h"
+#include "fuzz_support.h"
 
 namespace {
-
-QTemporaryDir* folder = nullptr;
-
-void check(bool ok) {
-  if (!ok) std::abort();
-}
 
 bool same(const hygro::LoggerIniValues& a, const hygro::LoggerIniValues& b) {
   return a.port == b.port && a.option == b.option && a.folder == b.folder;
@@ -24,24 +19,23 @@ bool same(const hygro::LoggerIniValues& a, const hygro::LoggerIniValues& b) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
-  new QCoreApplication(*argc, *argv);
-  folder = new QTemporaryDir;
+  fuzz::start(argc, argv);
   return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace hygro;
-  const QString path = folder->filePath(QStringLiteral("Logger.ini"));
+  const QString path = fuzz::folder->filePath(QStringLiteral("Logger.ini"));
   {
     QFile f(path);
-    check(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    fuzz::check(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
     f.write(reinterpret_cast<const char*>(data), static_cast<qint64>(size));
   }
   const LoggerIniValues first = LoggerIni_Read(path);
   QString error;
-  check(LoggerIni_Save(path, first, &error));
+  fuzz::check(LoggerIni_Save(path, first, &error));
   const LoggerIniValues second = LoggerIni_Read(path);
-  check(same(first, second));
-  check(LoggerIni_Line(second) == LoggerIni_Line(first));
+  fuzz::check(same(first, second));
+  fuzz::check(LoggerIni_Line(second) == LoggerIni_Line(first));
   return 0;
 }

@@ -26,6 +26,7 @@
 #include "link/frame.h"
 #include "logger/session.h"
 #include "sim/simtransport.h"
+#include "support/window_prompt.h"
 #include "support/data_fixtures.h"
 #include "support/emulator_rig.h"
 
@@ -35,29 +36,7 @@ namespace {
 
 // The window's prompt with scripted answers: Yes/No from a queue (No when
 // empty), every question and message recorded.
-class AnsweringPrompt : public QtPrompt {
- public:
-  QQueue<bool> answers;
-  QStringList questions;
-  QStringList messages;
-  // Paths the save and open dialogs answer with (cancel when empty).
-  QQueue<QString> savePaths;
-  QQueue<QString> openPaths;
-  void message(const QString& text, const QString&) override { messages << text; }
-  bool question(QuestionId, const QString& text, const QString&) override {
-    questions << text;
-    return !answers.isEmpty() && answers.dequeue();
-  }
-  std::optional<QString> saveFileName(const QString&, const QString&, bool* failed) override {
-    if (failed) *failed = false;
-    if (savePaths.isEmpty()) return std::nullopt;
-    return savePaths.dequeue();
-  }
-  std::optional<QString> openFileName(const QString&) override {
-    if (openPaths.isEmpty()) return std::nullopt;
-    return openPaths.dequeue();
-  }
-};
+using AnsweringPrompt = test::WindowPrompt;
 
 // The emulated logger without a preferred (FTDI) port, so a search walks
 // the numbered ports.
@@ -79,12 +58,7 @@ struct Rig {
   bool opened = false;
 };
 
-template <typename T>
-T* child(QWidget& w, const char* name) {
-  T* c = w.findChild<T*>(QString::fromLatin1(name));
-  if (!c) qWarning("no %s", name);
-  return c;
-}
+using test::child;
 
 bool menuEnabled(QWidget& w, const char* name) {
   if (auto* m = w.findChild<QMenu*>(QString::fromLatin1(name))) return m->menuAction()->isEnabled();

@@ -21,6 +21,7 @@
 #include "data/formats.h"
 #include "logger/session.h"
 #include "sim/simtransport.h"
+#include "support/window_prompt.h"
 #include "support/data_fixtures.h"
 #include "support/emulator_rig.h"
 
@@ -29,19 +30,7 @@ using hygro::test::addSample;
 
 namespace {
 
-class AnsweringPrompt : public QtPrompt {
- public:
-  QStringList messages;
-  QQueue<QString> savePaths;
-  void message(const QString& text, const QString&) override { messages << text; }
-  bool question(QuestionId, const QString&, const QString&) override { return false; }
-  std::optional<QString> saveFileName(const QString&, const QString&, bool* failed) override {
-    if (failed) *failed = false;
-    if (savePaths.isEmpty()) return std::nullopt;
-    return savePaths.dequeue();
-  }
-  std::optional<QString> openFileName(const QString&) override { return std::nullopt; }
-};
+using AnsweringPrompt = test::WindowPrompt;
 
 struct Rig {
   Rig() {
@@ -53,12 +42,7 @@ struct Rig {
   std::unique_ptr<Session> session;
 };
 
-template <typename T>
-T* child(QWidget& w, const char* name) {
-  T* c = w.findChild<T*>(QString::fromLatin1(name));
-  if (!c) qWarning("no %s", name);
-  return c;
-}
+using test::child;
 
 QAction* action(QWidget& w, const char* name) {
   return w.findChild<QAction*>(QString::fromLatin1(name));

@@ -22,6 +22,8 @@
 #include "logger/session.h"
 #include "sim/demostate.h"
 #include "sim/simtransport.h"
+#include "support/emulator_rig.h"
+#include "support/window_prompt.h"
 #include "support/data_fixtures.h"
 
 using namespace hygro;
@@ -29,31 +31,12 @@ using hygro::test::addSample;
 
 namespace {
 
-class AnsweringPrompt : public QtPrompt {
- public:
-  QStringList messages;
-  QStringList proposed;
-  QQueue<QString> savePaths;
-  void message(const QString& text, const QString&) override { messages << text; }
-  bool question(QuestionId, const QString&, const QString&) override { return false; }
-  std::optional<QString> saveFileName(const QString& name, const QString&, bool* failed) override {
-    if (failed) *failed = false;
-    proposed << name;
-    if (savePaths.isEmpty()) return std::nullopt;
-    return savePaths.dequeue();
-  }
-  std::optional<QString> openFileName(const QString&) override { return std::nullopt; }
-};
+using AnsweringPrompt = test::WindowPrompt;
 
 struct Rig {
   Rig() {
     sim = new sim::SimTransport;
-    sim::LoadDemoState(sim->model());
-    session = std::make_unique<Session>(std::unique_ptr<Transport>(sim),
-                                        std::make_unique<NoBridge>(), &prompt);
-    session->connection().CloseWaitMs = 1;
-    session->connection().PulseHighMs = 1;
-    session->connection().PulseLowMs = 1;
+    session = test::DemoSession(sim, &prompt);
   }
   AnsweringPrompt prompt;
   sim::SimTransport* sim = nullptr;
@@ -66,12 +49,7 @@ struct Printed {
   PrintJob job;
 };
 
-template <typename T>
-T* child(QWidget& w, const char* name) {
-  T* c = w.findChild<T*>(QString::fromLatin1(name));
-  if (!c) qWarning("no %s", name);
-  return c;
-}
+using test::child;
 
 PrintDialog* openDialog() {
   for (QWidget* t : QApplication::topLevelWidgets()) {

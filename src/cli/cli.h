@@ -130,6 +130,14 @@ class Tool {
   // Connects (identification and the first status read). False after the
   // message when no logger answered or the first read failed.
   bool connect();
+  // Connects for reading the log out: the logger hears that its log was
+  // downloaded only when the command says so (after it has the points safe),
+  // and the download's question about an earlier log is answered No, since
+  // the tool holds none. False after the message, as connect().
+  bool connectForDownload();
+  // Presses the download button. False when the download did not start,
+  // after a line saying so unless the session has said why already.
+  bool startDownload();
   // Runs the event loop until the exchange in progress has ended (or, when
   // `interruptible`, until an interrupt caught by catchInterrupt()).
   void runUntilIdle(bool interruptible = true);

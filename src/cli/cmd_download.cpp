@@ -102,14 +102,7 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
   if (const int rc = tool.open()) return rc;
   Session& s = tool.session();
   // The logger is told the log is downloaded only once the tool has it safe.
-  s.download().setMarkAtOnce(false);
-  if (!tool.connect()) return kExitFailure;
-
-  // The tool holds no earlier download that could be kept.
-  tool.prompt().answerer = [](QuestionId q) -> std::optional<bool> {
-    if (q == QuestionId::SaveLogBeforeDownload) return false;
-    return std::nullopt;
-  };
+  if (!tool.connectForDownload()) return kExitFailure;
   Progress progress;
   bool finished = false;
   bool ok = false;
@@ -124,13 +117,7 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
 
   const int messagesBefore = tool.prompt().messages;
   tool.catchInterrupt();
-  s.download().Command5_Click();
-  if (!s.download().downloading() && !s.busy()) {
-    // Refused before anything was sent ("No download data.").
-    if (tool.prompt().messages == messagesBefore)
-      err(QStringLiteral("%1: the download did not start").arg(kProgram));
-    return kExitFailure;
-  }
+  if (!tool.startDownload()) return kExitFailure;
   tool.runUntilIdle();
   if (tool.interrupted() && !(finished && ok)) {
     // Ends the download as the progress window's cancel does. Nothing was

@@ -103,24 +103,14 @@ int runPrint(const GlobalOptions& global, const ParsedArgs& args) {
   if (const int rc = tool.open()) return rc;
   Session& s = tool.session();
   // Nothing is saved here, so the logger keeps its log as never downloaded.
-  s.download().setMarkAtOnce(false);
-  if (!tool.connect()) return kExitFailure;
-  tool.prompt().answerer = [](QuestionId q) -> std::optional<bool> {
-    if (q == QuestionId::SaveLogBeforeDownload) return false;
-    return std::nullopt;
-  };
+  if (!tool.connectForDownload()) return kExitFailure;
   bool finished = false, ok = false;
   QObject::connect(&s.download(), &DownloadOperation::finished, [&](bool success) {
     finished = true;
     ok = success;
   });
   const int messagesBefore = tool.prompt().messages;
-  s.download().Command5_Click();
-  if (!s.download().downloading() && !s.busy()) {
-    if (tool.prompt().messages == messagesBefore)
-      err(QStringLiteral("%1: the download did not start").arg(kProgram));
-    return kExitFailure;
-  }
+  if (!tool.startDownload()) return kExitFailure;
   tool.runUntilIdle();
   if (tool.failed() || !finished || !ok) {
     if (tool.prompt().messages == messagesBefore)

@@ -142,6 +142,26 @@ int Tool::open() {
   return kExitOk;
 }
 
+bool Tool::connectForDownload() {
+  session_->download().setMarkAtOnce(false);
+  if (!connect()) return false;
+  prompt().answerer = [](QuestionId q) -> std::optional<bool> {
+    if (q == QuestionId::SaveLogBeforeDownload) return false;
+    return std::nullopt;
+  };
+  return true;
+}
+
+bool Tool::startDownload() {
+  const int messagesBefore = prompt().messages;
+  session_->download().Command5_Click();
+  if (session_->download().downloading() || session_->busy()) return true;
+  // Refused before anything was sent ("No download data.").
+  if (prompt().messages == messagesBefore)
+    err(QStringLiteral("%1: the download did not start").arg(kProgram));
+  return false;
+}
+
 bool Tool::connect() {
   const bool once = !options_.port.isEmpty();
   abandoned_ = false;

@@ -1,0 +1,46 @@
+#pragma once
+// For the window's tests: a prompt that records what the window says and
+// answers from queues instead of showing boxes, and a child lookup by
+// objectName that names a missing control.
+#include <QQueue>
+#include <QStringList>
+#include <QWidget>
+
+#include "app/qtprompt.h"
+
+namespace hygro::test {
+
+class WindowPrompt : public QtPrompt {
+ public:
+  QQueue<bool> answers;  // questions take the next answer; No when none is left
+  QStringList questions;
+  QStringList messages;
+  QStringList proposed;  // the names the save dialog was offered
+  // Paths the save and open dialogs answer with (cancel when empty).
+  QQueue<QString> savePaths;
+  QQueue<QString> openPaths;
+  void message(const QString& text, const QString&) override { messages << text; }
+  bool question(QuestionId, const QString& text, const QString&) override {
+    questions << text;
+    return !answers.isEmpty() && answers.dequeue();
+  }
+  std::optional<QString> saveFileName(const QString& name, const QString&, bool* failed) override {
+    if (failed) *failed = false;
+    proposed << name;
+    if (savePaths.isEmpty()) return std::nullopt;
+    return savePaths.dequeue();
+  }
+  std::optional<QString> openFileName(const QString&) override {
+    if (openPaths.isEmpty()) return std::nullopt;
+    return openPaths.dequeue();
+  }
+};
+
+template <typename T>
+T* child(QWidget& w, const char* name) {
+  T* c = w.findChild<T*>(QString::fromLatin1(name));
+  if (!c) qWarning("no %s", name);
+  return c;
+}
+
+}  // namespace hygro::test
