@@ -26,9 +26,9 @@
 #include "link/frame.h"
 #include "logger/session.h"
 #include "sim/simtransport.h"
-#include "support/window_prompt.h"
 #include "support/data_fixtures.h"
 #include "support/emulator_rig.h"
+#include "support/window_prompt.h"
 
 using namespace hygro;
 

@@ -21,9 +21,9 @@
 #include "data/formats.h"
 #include "logger/session.h"
 #include "sim/simtransport.h"
-#include "support/window_prompt.h"
 #include "support/data_fixtures.h"
 #include "support/emulator_rig.h"
+#include "support/window_prompt.h"
 
 using namespace hygro;
 using hygro::test::addSample;
@@ -32,15 +32,7 @@ namespace {
 
 using AnsweringPrompt = test::WindowPrompt;
 
-struct Rig {
-  Rig() {
-    sim = new sim::SimTransport;
-    session = test::DemoSession(sim, &prompt);
-  }
-  AnsweringPrompt prompt;
-  sim::SimTransport* sim = nullptr;
-  std::unique_ptr<Session> session;
-};
+using Rig = test::WindowRig;
 
 using test::child;
 

@@ -22,9 +22,9 @@
 #include "logger/session.h"
 #include "sim/demostate.h"
 #include "sim/simtransport.h"
+#include "support/data_fixtures.h"
 #include "support/emulator_rig.h"
 #include "support/window_prompt.h"
-#include "support/data_fixtures.h"
 
 using namespace hygro;
 using hygro::test::addSample;
@@ -33,15 +33,7 @@ namespace {
 
 using AnsweringPrompt = test::WindowPrompt;
 
-struct Rig {
-  Rig() {
-    sim = new sim::SimTransport;
-    session = test::DemoSession(sim, &prompt);
-  }
-  AnsweringPrompt prompt;
-  sim::SimTransport* sim = nullptr;
-  std::unique_ptr<Session> session;
-};
+using Rig = test::WindowRig;
 
 // What a print procedure was asked to do.
 struct Printed {

@@ -7,6 +7,8 @@
 #include <QWidget>
 
 #include "app/qtprompt.h"
+#include "sim/simtransport.h"
+#include "support/emulator_rig.h"
 
 namespace hygro::test {
 
@@ -34,6 +36,15 @@ class WindowPrompt : public QtPrompt {
     if (openPaths.isEmpty()) return std::nullopt;
     return openPaths.dequeue();
   }
+};
+
+// The demo logger's session answering to a WindowPrompt: what a window
+// under test is built on.
+struct WindowRig {
+  WindowRig() : sim(new sim::SimTransport), session(DemoSession(sim, &prompt)) {}
+  WindowPrompt prompt;
+  sim::SimTransport* sim;
+  std::unique_ptr<Session> session;
 };
 
 template <typename T>
