@@ -4,7 +4,7 @@ ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-.PHONY: deps configure build demo test test-fast test-asan bench fuzz memcheck package clean
+.PHONY: deps configure build demo test test-fast test-asan bench faults fuzz memcheck package clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -35,6 +35,11 @@ bench: build
 FUZZ_SECONDS ?= 600
 fuzz: deps
 	@bash scripts/fuzz.sh $(FUZZ_SECONDS)
+
+# Every logger operation under every line fault; rewrites the table in
+# docs/reliability.md.
+faults: build
+	@bash scripts/fault-matrix.sh $(BUILD)
 
 # The core's tests under Valgrind's memcheck.
 memcheck: build
