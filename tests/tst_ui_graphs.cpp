@@ -27,6 +27,8 @@
 
 using namespace hygro;
 using hygro::test::addSample;
+using hygro::test::fillSeconds;
+using hygro::test::kNoon;
 
 namespace {
 
@@ -42,14 +44,6 @@ QAction* action(QWidget& w, const char* name) {
 
 qint64 pictureKey(QWidget& w, const char* graph) {
   return child<GraphPicture>(w, graph)->image().cacheKey();
-}
-
-const double kNoon = fmt::dateSerial(2010, 5, 1, 12, 0, 0);
-
-// `n` samples `step` seconds apart from noon, temperature rising.
-void fillSeconds(DataSets& sets, int set, int n, int step, float t0 = 20.0f) {
-  for (int i = 0; i < n; ++i)
-    addSample(sets, set, t0 + 0.01f * float(i % 500), 50.0f, {}, kNoon + i * step / 86400.0);
 }
 
 void clickHeader(QTreeView* list, int column) {

@@ -28,6 +28,8 @@
 
 using namespace hygro;
 using hygro::test::addSample;
+using hygro::test::fillSeconds;
+using hygro::test::kNoon;
 
 namespace {
 
@@ -54,13 +56,6 @@ PrintDialog* openDialog() {
 void closeDialog() {
   if (PrintDialog* d = openDialog()) d->close();
   QTRY_VERIFY(!openDialog());
-}
-
-const double kNoon = fmt::dateSerial(2010, 5, 1, 12, 0, 0);
-
-void fillSeconds(DataSets& sets, int set, int n, int step, float t0 = 20.0f) {
-  for (int i = 0; i < n; ++i)
-    addSample(sets, set, t0 + 0.01f * float(i % 500), 50.0f, {}, kNoon + i * step / 86400.0);
 }
 
 bool isPdf(const QString& path) {

@@ -103,4 +103,11 @@ FileSizeLimit::~FileSizeLimit() {
 #endif
 }
 
+const double kNoon = fmt::dateSerial(2010, 5, 1, 12, 0, 0);
+
+void fillSeconds(DataSets& sets, int set, int n, int step, float t0) {
+  for (int i = 0; i < n; ++i)
+    addSample(sets, set, t0 + 0.01f * float(i % 500), 50.0f, {}, kNoon + i * step / 86400.0);
+}
+
 }  // namespace hygro::test

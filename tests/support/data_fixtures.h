@@ -20,6 +20,11 @@ inline const QString kReferenceName = QStringLiteral("ROOM1");
 bool addSample(DataSets& sets, int set, float t, float h, const QString& remark = {},
                double time = 0);
 
+// Noon of 2010-05-01: where the window tests' sample sets begin.
+extern const double kNoon;
+// `n` samples `step` seconds apart from kNoon, the temperature rising from t0.
+void fillSeconds(DataSets& sets, int set, int n, int step, float t0 = 20.0f);
+
 // A record as a writer leaves it once its values are in (run number 1 unless
 // `block` says otherwise; 0 is a sample still waiting for its answers).
 MeasurementRecord makeRecord(float t, float h, double time, float block = 1);
