@@ -106,13 +106,20 @@ void TstDumpModel::rowsDuringAMeasurement() {
   QCOMPARE(inserted.size(), 3);
   QCOMPARE(inserted.last()[1].toInt(), 1);
 
-  // Stats_Label refreshes the rows of the extreme records (2, then 1) only.
+  // Stats_Label writes the extremes' texts into the rows of the extreme
+  // records only, each in front of what the row showed before the marking
+  // (not the stored remark, which has them behind a blank).
   QSignalSpy changed(&m, &QAbstractItemModel::dataChanged);
   Stats_Mark(ds, RealTimeData);
   Stats_Label(m, ds.info(RealTimeData).Stats);
   QCOMPARE(changed.size(), 2);
   QCOMPARE(changed[0][0].toModelIndex(), m.index(0, DumpModel::RemarksColumn));
   QCOMPARE(changed[1][0].toModelIndex(), m.index(2, DumpModel::RemarksColumn));
+  QCOMPARE(column(m, 4).replaceInStrings(QRegularExpression(" +$"), QString()),
+           QStringList(
+               {"Minimum humidityMaximum temperature", "", "Maximum humidityMinimum temperature"}));
+  // The next fill shows the remarks as stored.
+  m.Dump_Fill();
   QCOMPARE(column(m, 4).replaceInStrings(QRegularExpression(" +$"), QString()),
            QStringList({"Maximum temperature Minimum humidity", "",
                         "Minimum temperature Maximum humidity"}));

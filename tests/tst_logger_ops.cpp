@@ -62,6 +62,11 @@ class TestLoggerOps : public QObject {
         {"fresh", "fresh.json",
          "Label14=    |Label26=----/--/-- --:--:--|Label21=0 point|Label6=|Label48=|Label29=|"
          "Label46="},
+        // Every word of memory erased (0xFF), as the logger leaves the factory.
+        {"factory", "factory.json",
+         "Label16=Record stop|Command4=Start|Label14=\u00FF\u00FF\u00FF\u00FF|"
+         "Label26=----/--/-- --:--:--|Label21=0 point|Label6=|Label48=|Label29=|Label46=|"
+         "Label7=3.20 V|Label8="},
         {"low battery", "lowbattery.json",
          "Label16=Record stop|Label7=ＮＧ 2.49 V|Label8=End due to the voltage decrease.|"
          "Label6=5 Min"},
@@ -338,7 +343,7 @@ class TestLoggerOps : public QObject {
     const DataSetInfo& log = r.session.data().info(LogData);
     QCOMPARE(int(log.Points), 15000);
     QCOMPARE(log.Interval, 60);
-    QVERIFY(!log.Modified);  // the logger marked it downloaded
+    QVERIFY(!r.session.status().NeverDownloaded);  // the logger marked it downloaded
     // Still, nobody has saved it: the guard offers it.
     r.session.Data_Save_Ask(LogData, QuestionId::SaveLogAtClose);
     QCOMPARE(r.prompt.texts(QStringLiteral("question")),
@@ -388,8 +393,8 @@ class TestLoggerOps : public QObject {
     // the partial log goes.
     QTest::newRow("stall") << "stall" << QStringList{"It failed in download."} << 0;
     QTest::newRow("unplug") << "unplug" << QStringList{"It failed in download."} << 0;
-    // Disconnecting on purpose: not a word, and what came is kept.
-    QTest::newRow("disconnect") << "disconnect" << QStringList{} << 500;
+    // Disconnecting on purpose: not a word, and no part of a log either.
+    QTest::newRow("disconnect") << "disconnect" << QStringList{} << 0;
   }
   void aDownloadCutShort() {
     QFETCH(QString, cut);
@@ -418,8 +423,8 @@ class TestLoggerOps : public QObject {
     if (cut == QLatin1String("stall")) {
       // What the logger holds is still known: its data were never
       // downloaded, so starting over them still asks first.
-      QCOMPARE(r.session.data().info(LogData).Interval, 60);
-      QVERIFY(r.session.data().info(LogData).Modified);
+      QCOMPARE(r.session.status().LogInterval, 60);
+      QVERIFY(r.session.status().NeverDownloaded);
       r.prompt.questionAnswers.enqueue(false);
       QCOMPARE(r.session.recording().Command4_Click(), RecordButton::Declined);
     } else {
@@ -429,19 +434,9 @@ class TestLoggerOps : public QObject {
     }
   }
 
-  void aCancelledDownloadStillKeepsWhatArrives_data() {
-    QTest::addColumn<int>("stallAfter");
-    QTest::addColumn<int>("kept");
-    // Nothing stops the logger's stream: all of it arrives, is kept, and the
-    // log is marked downloaded.
-    QTest::newRow("stream runs on") << 0 << 2000;
-    // The stream falls silent: what came is kept, the log is not marked.
-    QTest::newRow("stream stalls") << 300 << 300;
-  }
-  void aCancelledDownloadStillKeepsWhatArrives() {
-    QFETCH(int, stallAfter);
-    QFETCH(int, kept);
-    const bool complete = stallAfter == 0;
+  // Cancel turns the watchdog off and nothing else: the points still come and
+  // complete the log, which is marked downloaded.
+  void aCancelledDownloadStillCompletes() {
     // 2000 points at 115200 baud: the stream takes about 1.6 s.
     Rig r;
     QVERIFY(r.sim->model().loadJson(R"({"model": "QM720-XC", "name": "CNCL", "state": "idle",
@@ -452,27 +447,20 @@ class TestLoggerOps : public QObject {
     const QString firmware = r.session.status().FirmwareVersion;
     r.sim->setBaud(115200);
     r.sim->setPacing(true);
-    if (!complete) r.sim->faults().stallAfterPoints = stallAfter;
     QSignalSpy finished(&r.session.download(), &DownloadOperation::finished);
-    QObject::connect(
-        &r.session.download(), &DownloadOperation::progress, &r.session, [&r](int done) {
-          if (done == 100) {
-            r.session.download().Download_Cancel();
-            r.session.download().Download_Cancel();  // the progress window's button and its close
-          }
-        });
+    QObject::connect(&r.session.download(), &DownloadOperation::progress, &r.session,
+                     [&r](int done) {
+                       if (done == 100) r.session.download().Download_Cancel();
+                     });
     r.session.download().Command5_Click();
     QVERIFY(r.waitIdle(10000));
     QCOMPARE(finished.count(), 1);
-    QCOMPARE(finished[0][0].toBool(), complete);
-    // No message either way: the user gave up watching.
+    QCOMPARE(finished[0][0].toBool(), true);
     QVERIFY(r.prompt.calls.isEmpty());
     const DataSetInfo& log = r.session.data().info(LogData);
-    QCOMPARE(int(log.Points), kept);
-    QCOMPARE(r.takeCodes().count(56), complete ? 1 : 0);
-    QVERIFY(log.Unsaved);
-    QCOMPARE(int(r.session.data().DataSetIndex), int(LogData));
-
+    QCOMPARE(int(log.Points), 2000);
+    QCOMPARE(r.takeCodes().count(56), 1);
+    QVERIFY(log.Modified);
     // The next exchange reads clean answers, not leftover points.
     QVERIFY(r.run(&StatusOperation::Command11_Click));
     QCOMPARE(r.session.status().FirmwareVersion, firmware);
@@ -492,16 +480,16 @@ class TestLoggerOps : public QObject {
     const QList<int> codes = r.takeCodes();
     QCOMPARE(codes.last(), 44);
     QVERIFY(!codes.contains(56));
-    QVERIFY(log.Modified);  // still never downloaded, as the logger sees it
+    QVERIFY(r.session.status().NeverDownloaded);  // as the logger sees it
     QVERIFY(r.run(&StatusOperation::Command11_Click));
-    QVERIFY(log.Modified);
+    QVERIFY(r.session.status().NeverDownloaded);
     r.takeCodes();
 
     QVERIFY(r.session.download().Download_Mark());
     QVERIFY(!r.session.download().Download_Mark());  // one exchange at a time
     QVERIFY(r.waitIdle());
     QCOMPARE(r.takeCodes(), QList<int>{56});
-    QVERIFY(!log.Modified);
+    QVERIFY(!r.session.status().NeverDownloaded);
     QCOMPARE(int(log.Points), 200);
     // The logger agrees: a new recording asks nothing.
     QVERIFY(r.run(&StatusOperation::Command11_Click));
@@ -543,12 +531,99 @@ class TestLoggerOps : public QObject {
     QVERIFY(test::readFile(csv).endsWith(Csv_Row(15000, r.rec(LogData, 15000))));
   }
 
-  void nothingToDownload() {
-    CONNECTED_RIG(r, "fresh.json");
-    r.session.download().Command5_Click();
-    QCOMPARE(r.prompt.messages(), QStringList{QStringLiteral("No download data.")});
-    QVERIFY(!r.session.busy());
-    QVERIFY(r.takeCodes().isEmpty());
+  // A logger without a start time holds no log, whatever its other words
+  // say; one fresh from the factory starts from defaults that can be chosen,
+  // and its first log downloads.
+  void aLoggerFreshFromTheFactory() {
+    for (const QString& state : {QStringLiteral("fresh.json"), QStringLiteral("factory.json")}) {
+      Rig r(state);
+      QVERIFY(r.connect());
+      r.session.download().Command5_Click();
+      QCOMPARE(r.prompt.messages(), QStringList{QStringLiteral("No download data.")});
+      QVERIFY(!r.session.busy());
+      QVERIFY(r.takeCodes().isEmpty());
+    }
+    CONNECTED_RIG(r, "factory.json");
+    const StartSettings d = r.session.recording().startDefaults();
+    QCOMPARE(d.name, QString());
+    QCOMPARE(d.intervalValue, 5);
+    QVERIFY(!d.minutes && !d.loop && !d.upperOn && !d.lowerOn);
+    QCOMPARE(d.upperDegrees, 40);
+    QCOMPARE(d.lowerDegrees, 0);
+    QCOMPARE(r.session.recording().Command4_Click(), RecordButton::ShowStartDialog);
+    r.sim->model().setManualTime();
+    QVERIFY(r.run(&RecordingOperation::Log_Start, d));
+    QCOMPARE(r.session.view().Label16, QStringLiteral("Recording"));
+    QCOMPARE(r.session.view().Label6, QStringLiteral("5 Sec"));
+    QCOMPARE(r.session.view().Label48, QStringLiteral("One Time"));
+    QCOMPARE(r.session.view().Label29, QStringLiteral("OFF"));
+    r.sim->model().advance(20000);
+    QVERIFY(r.run(&DownloadOperation::Command5_Click));
+    QVERIFY2(r.prompt.calls.isEmpty(), qPrintable(r.prompt.messages().join('|')));
+    QCOMPARE(int(r.session.data().info(LogData).Points), 5);
+    QCOMPARE(r.session.data().info(LogData).Interval, 5);
+  }
+
+  // A downloaded log keeps the descriptor it came with; what the logger
+  // holds afterwards describes only the next download.
+  void aDownloadedLogKeepsItsDescriptor() {
+    CONNECTED_RIG(r, "idle.json");
+    QVERIFY(r.run(&DownloadOperation::Command5_Click));
+    const auto save = [&r](const QString& name) {
+      const QString path = r.dir.filePath(name);
+      r.prompt.saveAnswers.enqueue({path});
+      return r.session.saveSet(LogData) ? test::readFile(path) : QByteArray();
+    };
+    const QByteArray header =
+        "\"Recognition name\",\"Start time\",\"Recording points\",\"Record interval\","
+        "\"Upper bound temperature setting\",\"Lower bound temperature setting\"\r\n"
+        "\"LAB1\",\"2024/05/01 09:00:00\",\" 144\",\" 600\",\"30\",\"OFF\"\r\n";
+    QVERIFY(save(QStringLiteral("first.csv")).startsWith(header));
+
+    StartSettings s;
+    s.name = QStringLiteral("NEW2");
+    s.intervalValue = 10;
+    s.upperDegrees = 25;
+    s.upperOn = true;
+    s.lowerDegrees = 5;
+    s.lowerOn = true;
+    r.sim->model().setManualTime();
+    QVERIFY(r.run(&RecordingOperation::Log_Start, s));
+    QCOMPARE(r.session.view().Label14, QStringLiteral("NEW2"));
+    QCOMPARE(r.session.view().Label29, QStringLiteral("25 C"));
+    // Saved again, the old log still carries its own name, interval, bounds.
+    r.prompt.calls.clear();
+    QVERIFY(save(QStringLiteral("again.csv")).startsWith(header));
+    QCOMPARE(r.prompt.calls.value(0).text, QStringLiteral("LAB1_240501_090000"));
+    QCOMPARE(r.session.setName(LogData), QStringLiteral("LAB1"));
+
+    // It was saved: the next download asks nothing, and brings the new log
+    // with its own header.
+    r.sim->model().advance(30000);
+    r.prompt.calls.clear();
+    QVERIFY(r.run(&DownloadOperation::Command5_Click));
+    QVERIFY(r.prompt.calls.isEmpty());
+    const QByteArray next = save(QStringLiteral("next.csv"));
+    QVERIFY2(next.contains("\r\n\"NEW2\",") && next.contains("\",\" 4\",\" 10\",\"25\",\"5\"\r\n"),
+             next.left(300).constData());
+  }
+
+  // Initialise erases the logger's memory: asked first, with what is lost.
+  void initialiseAsksFirst() {
+    CONNECTED_RIG(r, "recording.json");
+    r.session.settings().Command27_Click();  // No
+    QCOMPARE(r.prompt.texts(QStringLiteral("question")),
+             QStringList{QStringLiteral(
+                 "Initialise the logger?\r\rIts memory is erased: the log it holds and its "
+                 "settings.\rThe recording in progress ends.\rThe log was never downloaded: its "
+                 "data will be lost.")});
+    QVERIFY(r.run(&StatusOperation::Command11_Click));
+    QCOMPARE(r.session.view().Label16, QStringLiteral("Recording"));
+    r.prompt.questionAnswers.enqueue(true);
+    r.session.settings().Command27_Click();
+    QVERIFY(r.run(&StatusOperation::Command11_Click));
+    QCOMPARE(r.session.view().Label16, QStringLiteral("Record stop"));
+    QCOMPARE(r.session.view().Label26, QStringLiteral("----/--/-- --:--:--"));
   }
 
   void alarmBoundsAndMemoryMode() {
@@ -738,13 +813,13 @@ class TestLoggerOps : public QObject {
     QCOMPARE(fmt::formatDateTime(r.rec(LogData, 144).Time), QStringLiteral("2024/05/02 08:50:00"));
   }
 
-  // A value the sensor cannot give ends the measurement with a message and
-  // is neither shown nor kept.
+  // A count wider than the sensor's resolution ends the measurement with a
+  // message and is neither shown nor kept; every count it can give is data.
   void anImpossibleValueIsNotData() {
-    QVERIFY(TemperaturePlausible(-40.0f) && TemperaturePlausible(125.0f));
-    QVERIFY(!TemperaturePlausible(357.68f) && !TemperaturePlausible(-40.5f));
-    QVERIFY(HumidityPlausible(0.0f) && HumidityPlausible(100.0f));
-    QVERIFY(!HumidityPlausible(198.02f) && !HumidityPlausible(-935.15f));
+    QVERIFY(TemperatureCountPlausible(16383, false) && !TemperatureCountPlausible(16384, false));
+    QVERIFY(TemperatureCountPlausible(4095, true) && !TemperatureCountPlausible(4096, true));
+    QVERIFY(HumidityCountPlausible(4095, false) && !HumidityCountPlausible(4096, false));
+    QVERIFY(HumidityCountPlausible(255, true) && !HumidityCountPlausible(256, true));
     QVERIFY(ClockPlausible(2024, 2, 29, 23, 59, 59));
     QVERIFY(ClockPlausible(2003, 12, -1, -1, -1, -1));
     QVERIFY(!ClockPlausible(2003, 17, -1, -1, -1, -1));
@@ -786,12 +861,25 @@ class TestLoggerOps : public QObject {
       QVERIFY(s.session.connected());
     }
     {
+      // Count 4097 does not fit in 12 bits.
       Scripted s(
-          {Answer(1, 25, 0, 0), Answer(1, 16, 0, 0), Answer(1, 22, 25, 0), Answer(1, 21, 0, 0)});
+          {Answer(1, 25, 0, 0), Answer(1, 16, 0, 0), Answer(1, 22, 25, 0), Answer(1, 21, 16, 1)});
       QCOMPARE(s.after([](Session& x) { x.realtime().Command1_Click(); }),
-               QStringList{head + QStringLiteral("humidity -4.01 %RH") + end});
+               QStringList{head + QStringLiteral("humidity 114.73 %RH") + end});
       QCOMPARE(int(s.session.data().info(RealTimeData).Points), 0);
       QVERIFY(s.session.realtime().labels().Label4.isEmpty());
+    }
+    {
+      // Very dry air and saturation leave 0..100 %RH by the sensor's own
+      // conversion: readings all the same.
+      for (const auto& [high, low, shown] :
+           {std::tuple{0, 0, "-4.01 %RH"}, std::tuple{13, 72, "101.16 %RH"}}) {
+        Scripted s({Answer(1, 25, 0, 0), Answer(1, 16, 0, 0), Answer(1, 22, 25, 0),
+                    Answer(1, 21, high, low)});
+        QCOMPARE(s.after([](Session& x) { x.realtime().Command1_Click(); }), QStringList{});
+        QCOMPARE(int(s.session.data().info(RealTimeData).Points), 1);
+        QCOMPARE(s.session.realtime().labels().Label4, QString::fromLatin1(shown));
+      }
     }
     {
       Scripted s({Answer(1, 1, 0, 0), Answer(1, 2, 0, 0), Answer(1, 3, 0, 0), Answer(1, 4, 3, 17)});

@@ -165,13 +165,12 @@ class TestRecordDialogs : public QObject {
 
     // Settings no list holds open as five seconds; a whole hour as 60 min.
     LoggerStatus held = r.session.status();
-    const DataSetInfo& log = r.session.data().info(LogData);
     held.SetInterval = 90;
-    QCOMPARE(RecordingOperation::StartDefaultsFrom(held, log).intervalValue, 5);
-    QVERIFY(!RecordingOperation::StartDefaultsFrom(held, log).minutes);
+    QCOMPARE(RecordingOperation::StartDefaultsFrom(held).intervalValue, 5);
+    QVERIFY(!RecordingOperation::StartDefaultsFrom(held).minutes);
     held.SetInterval = 3600;
-    QCOMPARE(RecordingOperation::StartDefaultsFrom(held, log).intervalValue, 60);
-    QVERIFY(RecordingOperation::StartDefaultsFrom(held, log).minutes);
+    QCOMPARE(RecordingOperation::StartDefaultsFrom(held).intervalValue, 60);
+    QVERIFY(RecordingOperation::StartDefaultsFrom(held).minutes);
   }
 
   void startDialogRefusesAForbiddenName() {

@@ -218,11 +218,13 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
     else
       refreshDataArea();
   });
-  connect(session_, &Session::dumpCleared, this, [this] {
+  connect(session_, &Session::dumpCleared, this, [this](bool resetSort) {
     dump_->clear();
+    if (!resetSort) return;
     dump_->resetSort();
     ListView1->header()->setSortIndicatorShown(false);
   });
+  connect(session_, &Session::extremesMarked, this, &Form1::onExtremesMarked);
   connect(session_, &Session::dataSetChanged, this, &Form1::onDataSetChanged);
   connect(session_, &Session::controlsLocked, this, [this] {
     if (!session_->realtime().running()) lockControls();
@@ -775,15 +777,21 @@ void Form1::onDataSetChanged(int set) {
   followDataSet();
   if (set == FileData) showFilePanel();
   if (set != shownSet()) return;  // drawn when it is next shown
-  // The same rows with new remarks (the extremes marked at the end of a run
-  // or download): only those rows are refreshed, so the place in the list
-  // and the selection stay.
+  // The same rows (labelled just now): the place in the list and the
+  // selection stay.
   const DataSetInfo& info = session_->data().info(set);
-  if (dumpView_ && dump_->dataSet() == set && dump_->rowCount() == info.Points && info.Points > 0) {
-    if (!session_->realtime().running()) Stats_Label(*dump_, info.Stats);
+  if (dumpView_ && dump_->dataSet() == set && dump_->rowCount() == info.Points && info.Points > 0)
     return;
-  }
   refreshDataArea();
+}
+
+// A completed measurement or download: the list showing the set gets the
+// extremes' texts in its rows.
+void Form1::onExtremesMarked(int set) {
+  if (!dumpView_ || set != shownSet()) return;
+  const DataSetInfo& info = session_->data().info(set);
+  if (dump_->dataSet() != set || dump_->rowCount() != info.Points) dump_->Dump_Fill();
+  Stats_Label(*dump_, info.Stats);
 }
 
 // The file data panel: what the opened file's header says.
@@ -895,10 +903,7 @@ void Form1::openPrintDialog() {
 
 // ---- printing
 
-QString Form1::printName(int set) const {
-  if (set == FileData) return session_->data().info(FileData).Name;
-  return session_->status().IdentName;
-}
+QString Form1::printName(int set) const { return session_->setName(set); }
 
 PrintJob Form1::printJob(int set, int first, int last) const {
   PrintJob job;

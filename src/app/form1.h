@@ -144,6 +144,7 @@ class Form1 : public QMainWindow {
   void showView(bool dump);
   void refreshDataArea();
   void onDataSetChanged(int set);
+  void onExtremesMarked(int set);
 
   void stopEverything();
   void closeOtherWindows();

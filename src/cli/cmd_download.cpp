@@ -75,11 +75,11 @@ QString keepElsewhere(Tool& tool, QString* why) {
   const QString folder =
       tool.options().dataDir.isEmpty() ? QDir::currentPath() : tool.options().dataDir;
   const QString base =
-      QDir(folder).filePath(Csv_ProposedName(s.data(), LogData, s.status().IdentName));
+      QDir(folder).filePath(Csv_ProposedName(s.data(), LogData, s.setName(LogData)));
   QString path = base + QStringLiteral(".csv");
   for (int k = 2; QFileInfo::exists(path); ++k)
     path = base + QLatin1Char('-') + QString::number(k) + QStringLiteral(".csv");
-  if (!Csv_Write(s.data(), LogData, tool.model(), s.status().IdentName, path, why)) return {};
+  if (!Csv_Write(s.data(), LogData, s.setModel(LogData), s.setName(LogData), path, why)) return {};
   return path;
 }
 
@@ -172,7 +172,7 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
   const DataSetInfo& log = s.data().info(LogData);
   bool saved = false;
   if (!csv.isEmpty()) {
-    saved = Csv_Write(s.data(), LogData, tool.model(), s.status().IdentName, csv, &why);
+    saved = Csv_Write(s.data(), LogData, s.setModel(LogData), s.setName(LogData), csv, &why);
     if (!saved) err(QStringLiteral("%1: %2").arg(kProgram, why));
   } else {
     saved = printPoints(s.data());

@@ -118,7 +118,7 @@ int runPrint(const GlobalOptions& global, const ParsedArgs& args) {
     return kExitFailure;
   }
   job.set = LogData;
-  job.recognitionName = s.status().IdentName;
+  job.recognitionName = s.setName(LogData);
   return writeReport(s.data(), job, dump, pdf);
 }
 

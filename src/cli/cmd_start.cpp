@@ -86,17 +86,12 @@ int runStart(const GlobalOptions& global, const ParsedArgs& args) {
   }
 
   // The start dialog opens with what the logger holds; options change it.
-  const DataSetInfo& log = s.data().info(LogData);
-  StartSettings st;
-  st.name = nameGiven ? name : s.status().IdentName;
+  StartSettings st = s.recording().startDefaults();
+  if (nameGiven) st.name = name;
   st.intervalValue = interval.value;
   st.minutes = interval.minutes;
-  st.loop = loop ? *loop : s.status().LoopMode != 0;
+  if (loop) st.loop = *loop;
   const bool bounds = HasAlarmBounds(s.ModelName());
-  st.upperDegrees = std::clamp(fmt::boundDegrees(log.UpperRaw), kUpperMin, kUpperMax);
-  st.upperOn = log.UpperOn;
-  st.lowerDegrees = std::clamp(fmt::boundDegrees(log.LowerRaw), kLowerMin, kLowerMax);
-  st.lowerOn = log.LowerOn;
   if (upper) {
     st.upperDegrees = upper->degrees;
     st.upperOn = upper->on;

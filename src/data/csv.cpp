@@ -251,7 +251,6 @@ WriteOutcome writeFile(DataSets& sets, int set, const QString& modelName,
     return WriteOutcome::WriteFailed;
   }
   sets.info(set).Modified = false;
-  sets.info(set).Unsaved = false;
   return WriteOutcome::Written;
 }
 

@@ -23,15 +23,13 @@ enum class CsvSaveResult { Saved, Cancelled, Failed };
 // refuses the proposal), says "File name is illegal" (titled `modelName`) and
 // asks again when the chosen file cannot be created. A write failure (a full
 // disk) is reported and gives Failed; the file the user chose is then left as
-// it was. `Modified` and `Unsaved` are cleared only when the file was written
-// completely.
+// it was. `Modified` is cleared only when the file was written completely.
 CsvSaveResult Csv_Save(DataSets& sets, int set, const QString& modelName,
                        const QString& recognitionName, UserPrompt& prompt,
                        QString* savedPath = nullptr);
 
-// Writes the file without any dialog. On success clears `Modified` and
-// `Unsaved`; on failure *error says why and an existing file at `path` is
-// left untouched.
+// Writes the file without any dialog. On success clears `Modified`; on failure *error says why and
+// an existing file at `path` is left untouched.
 bool Csv_Write(DataSets& sets, int set, const QString& modelName, const QString& recognitionName,
                const QString& path, QString* error);
 

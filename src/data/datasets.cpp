@@ -60,17 +60,33 @@ void Stats_Add(const MeasurementRecord& rec, qint16 recordNo, DataSetStats& stat
   if (e[3].Value < 0) e[3].Value = 0;
 }
 
+QString ExtremeText(int k) {
+  static const char* const texts[4] = {"Maximum temperature", "Minimum temperature",
+                                       "Maximum humidity", "Minimum humidity"};
+  return k >= 0 && k < 4 ? QLatin1String(texts[k]) : QString();
+}
+
 void Stats_Mark(DataSets& sets, int set) {
-  static const char* const texts[4] = {" Maximum temperature", " Minimum temperature",
-                                       " Maximum humidity", " Minimum humidity"};
   const DataSetInfo& info = sets.info(set);
   for (int k = 0; k < 4; ++k) {
     const qint16 n = info.Stats.e[static_cast<size_t>(k)].RecordNo;
     if (n < 1 || n > info.Points) continue;
     MeasurementRecord rec = sets.Get(set, n);
-    rec.setRemarks(rec.remarks().trimmed() + QLatin1String(texts[k]));
+    rec.setRemarks(rec.remarks().trimmed() + QLatin1Char(' ') + ExtremeText(k));
     sets.Put(set, n, rec);
   }
+}
+
+QString RemarkBeforeMark(const QString& remark, int n, const DataSetStats& stats) {
+  QString written;
+  for (int k = 0; k < 4; ++k)
+    if (stats.e[static_cast<size_t>(k)].RecordNo == n) written += QLatin1Char(' ') + ExtremeText(k);
+  written = written.trimmed();
+  const QString kept = remark.trimmed();
+  if (written.isEmpty() || !kept.endsWith(written)) return remark;
+  return kept.chopped(written.size())
+      .trimmed()
+      .leftJustified(MeasurementRecord::kRemarksLength, QLatin1Char(' '));
 }
 
 DataSets::DataSets(UserPrompt* prompt) : prompt_(prompt) {
@@ -189,7 +205,7 @@ void DataSets::closeAndRemove() {
 
 bool DataSets::holdsUnsaved(int set) const {
   const DataSetInfo& i = info(set);
-  return (set == LogData || set == RealTimeData) && i.Points > 0 && (i.Modified || i.Unsaved);
+  return (set == LogData || set == RealTimeData) && i.Points > 0 && i.Modified;
 }
 
 QStringList DataSets::closeKeepingUnsaved() {
@@ -343,7 +359,7 @@ void DataSets::EmptyPoints(int set) {
   truncateFile(set);
   i.Points = 0;
   i.DisplayedPoints = 0;
-  i.Unsaved = false;
+  i.Modified = false;
   Stats_Clear(i.Stats);
 }
 

@@ -51,17 +51,20 @@ struct DataSetInfo {
   qint32 LowerRaw = 0;
   bool LowerOn = false;
   DataSetStats Stats;
+  // Holds records nobody has saved yet: set as a set is filled, cleared when
+  // it is saved. (Whether the logger still holds points never downloaded is
+  // the logger's state, not the PC's.)
   bool Modified = false;
-  // Holds records nobody has saved yet. For the log set Modified follows the
-  // logger ("data never downloaded") and is cleared by the download itself,
-  // so a downloaded log needs this to be offered for saving.
-  bool Unsaved = false;
   QString Model;
   // The file data panel, filled by CSV import.
   QString Name;
   double StartTime = 0;
   qint32 PointsShown = 0;  // "Recording points" as the file states it
 };
+
+// "Maximum temperature", "Minimum temperature", "Maximum humidity",
+// "Minimum humidity": the four extremes in the order the statistics keep them.
+QString ExtremeText(int k);
 
 void Stats_Clear(DataSetStats& stats);
 void Stats_Add(const MeasurementRecord& rec, qint16 recordNo, DataSetStats& stats);
@@ -167,7 +170,11 @@ class DataSets {
 };
 
 // Writes the four extreme texts into the remarks of the extreme records of
-// `set` (trimmed remark + text, cut at 50). Skips extremes no record holds.
+// `set` (trimmed remark + blank + text, cut at 50). Skips extremes no record
+// holds.
 void Stats_Mark(DataSets& sets, int set);
+// The remark record `n` had before Stats_Mark wrote its extreme texts into
+// `remark` (blank-padded to 50); `remark` itself when none were written.
+QString RemarkBeforeMark(const QString& remark, int n, const DataSetStats& stats);
 
 }  // namespace hygro

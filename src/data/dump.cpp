@@ -64,6 +64,8 @@ QString DumpModel::cellOf(int recordNo, int column) const {
     case HumiColumn:
       return fmt::format0_00(r->Humidity);
     case RemarksColumn:
+      if (const auto label = labels_.find(static_cast<qint16>(recordNo)); label != labels_.end())
+        return label->second;
       return r->remarks();
     default:
       return {};
@@ -79,11 +81,13 @@ QString DumpModel::cellText(int row, int column) const {
 void DumpModel::clear() {
   beginResetModel();
   rows_.clear();
+  labels_.clear();
   endResetModel();
 }
 
 void DumpModel::Dump_Fill() {
   beginResetModel();
+  labels_.clear();
   set_ = sets_.DataSetIndex;
   const int points = qMax<int>(0, sets_.info(set_).Points);
   rows_.resize(static_cast<size_t>(points));
@@ -166,10 +170,19 @@ void DumpModel::resetSort() {
 void DumpModel::Stats_Label(const DataSetStats& stats) {
   for (size_t row = 0; row < rows_.size(); ++row) {
     const qint16 n = rows_[row];
+    const MeasurementRecord* rec = sets_.at(set_, n);
+    if (!rec) continue;
+    // The row showed the remark from before the marking: each extreme's text
+    // goes in front of what the row shows, in the statistics' order.
+    QString text = RemarkBeforeMark(rec->remarks(), n, stats);
     bool extreme = false;
-    for (const auto& e : stats.e) extreme = extreme || e.RecordNo == n;
-    if (!extreme || !sets_.at(set_, n)) continue;
-    sets_.Put(set_, n, sets_.Get(set_, n));
+    for (int k = 0; k < 4; ++k) {
+      if (stats.e[static_cast<size_t>(k)].RecordNo != n) continue;
+      text = ExtremeText(k) + text;
+      extreme = true;
+    }
+    if (!extreme) continue;
+    labels_[n] = text;
     const QModelIndex cell = index(static_cast<int>(row), RemarksColumn);
     emit dataChanged(cell, cell, {Qt::DisplayRole});
   }

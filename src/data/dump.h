@@ -4,6 +4,7 @@
 // for them, so filling with 32767 records costs next to nothing.
 #include <QAbstractTableModel>
 #include <QString>
+#include <unordered_map>
 #include <vector>
 
 #include "data/datasets.h"
@@ -54,9 +55,10 @@ class DumpModel : public QAbstractTableModel {
   int sortColumn() const { return sortKey_; }
   Qt::SortOrder sortOrder() const { return order_; }
 
-  // After Stats_Mark: refreshes the rows of the four extreme records so they
-  // show the texts now in their remarks (each record is read and put back, as
-  // the labelling step always did).
+  // After Stats_Mark, on a list filled with the set: the remark of each row
+  // holding an extreme becomes the extreme's text ("Maximum temperature"…)
+  // followed by the row's remark as it was, for as long as the rows stay;
+  // the next fill shows the remarks as stored.
   void Stats_Label(const DataSetStats& stats);
 
  private:
@@ -66,7 +68,8 @@ class DumpModel : public QAbstractTableModel {
 
   DataSets& sets_;
   int set_ = LogData;
-  std::vector<qint16> rows_;  // record number of each row, in display order
+  std::vector<qint16> rows_;                    // record number of each row, in display order
+  std::unordered_map<qint16, QString> labels_;  // remarks written by Stats_Label
   bool sorted_ = false;
   int sortKey_ = RecordNoColumn;
   Qt::SortOrder order_ = Qt::AscendingOrder;

@@ -173,7 +173,6 @@ bool LoadLeftover(const Leftover& leftover, DataSets& sets, QString* error) {
   // themselves; the records are held either way.
   sets.endBulk(set);
   info.Modified = true;
-  info.Unsaved = true;
   sets.DataSetIndex = static_cast<quint8>(set);
   return true;
 }

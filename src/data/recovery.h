@@ -49,7 +49,7 @@ bool DescribeLeftover(const QString& path, Leftover* out, QString* error);
 
 // Loads a real-time or log leftover into its set (which is emptied first and
 // becomes the current set): statistics recomputed, the interval taken from
-// the records' time steps, and the set marked Modified and Unsaved so the
+// the records' time steps, and the set marked Modified so the
 // shutdown guard offers to save it. The remarks stay as they were written.
 bool LoadLeftover(const Leftover& leftover, DataSets& sets, QString* error);
 

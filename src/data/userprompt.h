@@ -19,6 +19,7 @@ enum class QuestionId {
   SaveRunAtStop,          // a continuous run has just ended
   SaveLogBeforeDownload,  // a download would lose the downloaded log
   StartOverUndownloaded,  // a recording start would lose a log never downloaded
+  InitialiseLogger,       // the logger's memory would be erased
   ShowLeftover,           // data of a run that did not end normally
   Other,
 };

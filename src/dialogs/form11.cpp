@@ -132,12 +132,12 @@ void Form11::fillFromLogger() {
   int up = kDefaultUpper, lo = kDefaultLower;
   bool upOn = false, loOn = false;
   if (session_ && session_->connected()) {
-    const DataSetInfo& log = session_->data().info(LogData);
-    up = std::clamp(fmt::boundDegrees(log.UpperRaw), kUpperMin, kUpperMax);
-    lo = std::clamp(fmt::boundDegrees(log.LowerRaw), kLowerMin, kLowerMax);
-    upOn = log.UpperOn;
-    loOn = log.LowerOn;
-    if (up <= lo) lo = up - 1;
+    // The bounds a recording start would offer: erased ones are no choice.
+    const StartSettings held = session_->recording().startDefaults();
+    up = held.upperDegrees;
+    lo = held.lowerDegrees;
+    upOn = held.upperOn;
+    loOn = held.lowerOn;
   }
   {
     const QSignalBlocker b1(VScroll1), b2(VScroll2);

@@ -47,9 +47,13 @@ BoundBytes BoundToBytes(int degrees, bool alarmOn) {
   return {high, static_cast<quint8>(raw % 256)};
 }
 
-bool TemperaturePlausible(float celsius) { return celsius >= -40.0f && celsius <= 125.0f; }
+bool TemperatureCountPlausible(qint32 raw, bool lowResolution) {
+  return raw >= 0 && raw < (lowResolution ? 1 << 12 : 1 << 14);
+}
 
-bool HumidityPlausible(float percent) { return percent >= 0.0f && percent <= 100.0f; }
+bool HumidityCountPlausible(qint32 raw, bool lowResolution) {
+  return raw >= 0 && raw < (lowResolution ? 1 << 8 : 1 << 12);
+}
 
 bool ClockPlausible(int year, int month, int day, int hour, int minute, int second) {
   const auto within = [](int v, int lo, int hi) { return v == -1 || (v >= lo && v <= hi); };
@@ -61,10 +65,6 @@ bool ClockPlausible(int year, int month, int day, int hour, int minute, int seco
 }
 
 bool BatteryRawPlausible(int raw) { return raw >= 0 && raw <= 1023; }
-
-bool RecordedBytesPlausible(double bytes) {
-  return bytes >= 0 && bytes <= double(kLoggerCapacityPoints) * kBytesPerPoint;
-}
 
 QString ImplausibleAnswerText(const QString& what) {
   return QStringLiteral("The logger sent an impossible value: ") + what +

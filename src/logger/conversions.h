@@ -43,16 +43,24 @@ double LoggerTimeFromBcd(const quint8* bytes);
 constexpr int kLoggerCapacityPoints = 15000;
 constexpr int kBytesPerPoint = 4;
 
-// Values no logger can give. An answer carrying one is not data (it is an
-// answer to another command, or noise) and ends the exchange with a message.
-bool TemperaturePlausible(float celsius);  // the sensor's range, -40..125 C
-bool HumidityPlausible(float percent);     // 0..100 %RH
+// Readings no logger can give. The sensor reports 14-bit temperature and
+// 12-bit humidity counts (12 and 8 bits at low resolution): a wider count is
+// not a reading (an answer to another command, or noise) and ends the
+// exchange with a message. Every count within those widths is a reading, even
+// where the published conversion leaves 0..100 %RH, as it does near
+// saturation and in very dry air.
+bool TemperatureCountPlausible(qint32 raw, bool lowResolution);
+bool HumidityCountPlausible(qint32 raw, bool lowResolution);
 // A clock read back part by part; a part not read yet is passed as -1.
 bool ClockPlausible(int year, int month, int day, int hour, int minute, int second);
-bool BatteryRawPlausible(int raw);          // a 10-bit converter: 0..1023
-bool RecordedBytesPlausible(double bytes);  // at most the memory's 60000 bytes
+bool BatteryRawPlausible(int raw);  // a 10-bit converter: 0..1023
 // "The logger sent an impossible value: <what>" and the end of the exchange.
 QString ImplausibleAnswerText(const QString& what);
+
+// What erased memory reads as: a byte, and a bound word (0xFF 0xFF: the
+// alarm bit and the largest count).
+constexpr quint8 kErasedByte = 0xFF;
+constexpr qint32 kErasedBound = 0x7FFF;
 
 // Interval unit bytes.
 // The alarm bounds a user may set, in whole degrees Celsius.

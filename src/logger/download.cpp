@@ -35,7 +35,7 @@ DownloadOperation::DownloadOperation(Session& session) : Operation(session) {
 
 void DownloadOperation::Command5_Click() {
   if (busy() || !connected()) return;
-  if (st().RecordedBytes == 0 && st().Wrapped == 0) {
+  if (!LogHeld(st())) {
     prompt()->message(QStringLiteral("No download data."), model());
     return;
   }
@@ -45,7 +45,7 @@ void DownloadOperation::Command5_Click() {
   if (busy() || !connected()) return;
   Q_EMIT started();
   data().EmptyPoints(LogData);
-  Q_EMIT s_.dumpCleared();
+  Q_EMIT s_.dumpCleared(false);
   s_.realtime().clearLabels();
   s_.statusOp().Status_Disp();
   collectCount_ = 0;
@@ -66,19 +66,15 @@ void DownloadOperation::Command5_Click() {
 }
 
 void DownloadOperation::Download_Cancel() {
-  if (!downloading_ || cancelled_) return;
-  if (endAddress_ == 0) {
-    // Still reading the status or the segment table: nothing streams yet.
-    Download_Timer.stop();
-    x().Pro_End();
-    return;
-  }
   // Once asked for, the points stream in whatever the program does, and any
   // exchange started meanwhile would take them for its answers. So a cancel
-  // stops the watching only: the points still coming are kept and the
-  // download ends as it would have. A stream that falls silent now ends the
-  // download quietly, keeping what came.
+  // stops the watchdog and nothing else: the download completes as the points
+  // arrive, however slowly. Should they stop coming, the log is not kept in
+  // part: the download ends when the logger goes or is disconnected, with
+  // its message.
+  if (!downloading_) return;
   cancelled_ = true;
+  Download_Timer.stop();
 }
 
 bool DownloadOperation::Download_Mark() {
@@ -95,7 +91,7 @@ void DownloadOperation::registerBranches() {
   x().setBranch(44,
                 [this](QueuedCommand& e, const ReceiveBuffer& rx) { return pointAnswer(e, rx); });
   x().setBranch(56, [this](QueuedCommand&, const ReceiveBuffer&) {
-    data().info(LogData).Modified = false;
+    st().NeverDownloaded = false;
     return BranchResult::Advance;
   });
 }
@@ -128,6 +124,17 @@ BranchResult DownloadOperation::segmentAnswer(QueuedCommand& e, const ReceiveBuf
 }
 
 void DownloadOperation::beginPointStream() {
+  // The log keeps the descriptor it is downloaded with: the status read just
+  // queued before the table describes it. What a later status read finds
+  // belongs to the logger's next log, never to this one.
+  DataSetInfo& log = data().info(LogData);
+  log.Interval = st().LogInterval;
+  log.UpperRaw = st().UpperRaw;
+  log.UpperOn = st().UpperOn;
+  log.LowerRaw = st().LowerRaw;
+  log.LowerOn = st().LowerOn;
+  log.Model = model();
+  log.Name = st().IdentName;
   const bool wrapped = st().LoopMode != 0 && st().Wrapped != 0;
   total_ =
       wrapped ? kLoggerCapacityPoints : static_cast<qint32>(st().RecordedBytes / kBytesPerPoint);
@@ -153,7 +160,7 @@ void DownloadOperation::beginPointStream() {
     finish();
     return;
   }
-  Download_Timer.start(watchdogMs_);
+  if (!cancelled_) Download_Timer.start(watchdogMs_);
   // Points are written to the scratch file in groups: one write per point
   // cost more than the rest of the download. A crash loses at most a group,
   // and the logger still holds them, marked as never downloaded.
@@ -195,7 +202,7 @@ BranchResult DownloadOperation::pointAnswer(QueuedCommand& e, const ReceiveBuffe
   }
   rec.Block = static_cast<float>(block);
   ++log.Points;
-  log.Unsaved = true;
+  log.Modified = true;
   // A scratch file that refuses the record (a full disk) has said so once;
   // the record is held in memory all the same, so the download goes on and
   // the log can still be saved where there is room.
@@ -219,7 +226,10 @@ void DownloadOperation::finish() {
   cancelled_ = false;
   if (markAtOnce_) x().Command_Add(1, 56, 0, 0, CommMode::None);
   data().DataSetIndex = LogData;
-  if (data().info(LogData).Points > 0) Stats_Mark(data(), LogData);
+  if (data().info(LogData).Points > 0) {
+    Stats_Mark(data(), LogData);
+    Q_EMIT s_.extremesMarked(LogData);
+  }
   Q_EMIT s_.dataSetChanged(LogData);
   Q_EMIT finished(true);
 }
@@ -229,27 +239,18 @@ void DownloadOperation::watchdog() {
   failed(true);
 }
 
-void DownloadOperation::failed(bool endExchange) {
+void DownloadOperation::failed(bool endExchange, bool say) {
   if (!downloading_) return;
-  data().endBulk(LogData);
-  // After a cancel nobody is watching any more: what came stays, without a word.
-  if (!cancelled_) {
-    prompt()->message(QStringLiteral("It failed in download."), model());
-    data().EmptyPoints(LogData);
-  }
-  cutShort();
-  if (endExchange) x().Pro_End();
-}
-
-void DownloadOperation::cutShort() {
   data().endBulk(LogData);
   Download_Timer.stop();
   watchdogCount_ = 0;
   downloading_ = false;
   cancelled_ = false;
-  if (data().info(LogData).Points > 0) data().DataSetIndex = LogData;
+  if (say) prompt()->message(QStringLiteral("It failed in download."), model());
+  data().EmptyPoints(LogData);
   Q_EMIT finished(false);
   Q_EMIT s_.dataSetChanged(LogData);
+  if (endExchange) x().Pro_End();
 }
 
 }  // namespace hygro

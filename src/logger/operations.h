@@ -46,9 +46,30 @@ struct LoggerStatus {
   QString BatteryVoltage;
   QString BatteryState;  // "Normality" / "Decrease", from the battery read
   std::array<quint8, 6> StartBytes{};
+  // The log the logger holds, as the next download will describe it. A log
+  // already downloaded keeps the descriptor it came with (in its data set);
+  // what is read here belongs to the logger's present log only.
+  qint32 LogInterval = 0;  // seconds
+  qint32 UpperRaw = 0;
+  bool UpperOn = false;
+  qint32 LowerRaw = 0;
+  bool LowerOn = false;
+  // The logger holds points never downloaded (cleared by the mark after a
+  // download). Whether the PC holds a download nobody saved is the log set's
+  // own Modified flag.
+  bool NeverDownloaded = false;
   // Whether a status read has filled this since the port was opened.
   bool read = false;
 };
+
+// Whether the start time read from the logger is a date at all: an erased
+// start time (a logger fresh from the factory, all bytes 0xFF) is none, and
+// neither is a year before 2000.
+bool LogStartValid(const LoggerStatus& st);
+// Whether the logger holds a log to download: a valid start and points in
+// use, or a memory that has wrapped. Without a start time the other words of
+// the log's descriptor are erased memory too, and describe nothing.
+bool LogHeld(const LoggerStatus& st);
 
 // The logger's clock as read back after it was set.
 struct ClockReadBack {
@@ -174,7 +195,7 @@ class RecordingOperation : public Operation {
   RecordButton Command4_Click();
   // The start dialog's values when it opens: what the logger holds.
   StartSettings startDefaults() const;
-  static StartSettings StartDefaultsFrom(const LoggerStatus& status, const DataSetInfo& log);
+  static StartSettings StartDefaultsFrom(const LoggerStatus& status);
   void Log_Start(const StartSettings& settings);
   // False when refused (low battery, or the time is past).
   bool Yoyaku_Set(const ReservationSettings& settings);
@@ -213,9 +234,8 @@ class DownloadOperation : public Operation {
     if (Download_Timer.isActive()) Download_Timer.setInterval(ms);
   }
   void Command5_Click();
-  // Stops the watching of a download. Points already asked for still arrive
-  // and are kept; the download ends when the logger has sent them all, or
-  // quietly with what came when it falls silent.
+  // Stops the download's watchdog, and only that: points already asked for
+  // still arrive and complete the download, however slowly they come.
   void Download_Cancel();
   bool downloading() const { return downloading_; }
   // The window has the logger mark its log downloaded (56) as soon as the
@@ -241,11 +261,11 @@ class DownloadOperation : public Operation {
   friend class Session;
   void registerBranches();
   void watchdog();
-  // The stream stopped (watchdog) or the logger went away: "It failed in
-  // download." and the partial log goes, unless the download was cancelled.
-  void failed(bool endExchange);
-  // A download ends without completing; the points that came stay.
-  void cutShort();
+  // A download that ends before its last point (the watchdog, the logger
+  // gone, the exchange given up or disconnected) keeps no part of the log:
+  // the logger still holds all of it, never marked downloaded. `say` is false
+  // only when nobody is left to tell (the program closing).
+  void failed(bool endExchange, bool say = true);
   BranchResult segmentAnswer(QueuedCommand& entry, const ReceiveBuffer& rx);
   BranchResult pointAnswer(QueuedCommand& entry, const ReceiveBuffer& rx);
   void beginPointStream();
@@ -256,7 +276,7 @@ class DownloadOperation : public Operation {
   QTimer Download_Timer;
   bool markAtOnce_ = true;
   bool downloading_ = false;
-  bool cancelled_ = false;  // nobody watches the progress any more
+  bool cancelled_ = false;  // the watchdog was turned off
   int watchdogCount_ = 0;
   std::array<quint8, 8> collect_{};
   int collectCount_ = 0;
@@ -276,7 +296,8 @@ class SettingsOperation : public Operation {
   void M_Mode_Set(bool loop);
   // While set, the initialise button sends nothing.
   void setBlockPortOutput(bool block) { blockPortOutput_ = block; }
-  void Command27_Click();  // initialise
+  void Command27_Click();  // initialise, once the user has agreed
+  static QString InitialiseQuestion(const LoggerStatus& status);
   void Set_HGName(const QString& name);
   // The check of a name typed by the user; false (after the message) when it
   // holds a forbidden character.

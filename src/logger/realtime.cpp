@@ -60,7 +60,7 @@ void RealtimeOperation::putPlaceholder(double time) {
 void RealtimeOperation::Command1_Click() {
   if (busy() || !connected()) return;
   if (!askBeforeOverwrite()) return;
-  Q_EMIT s_.dumpCleared();
+  Q_EMIT s_.dumpCleared(false);
   data().Empty(RealTimeData);
   putPlaceholder(fmt::nowSerial());
   x().Queue_Reset();
@@ -90,7 +90,7 @@ void RealtimeOperation::Command2_Click() {
   }
   if (busy() || !connected()) return;
   if (!askBeforeOverwrite()) return;
-  Q_EMIT s_.dumpCleared();
+  Q_EMIT s_.dumpCleared(true);
   data().Empty(RealTimeData);
   labels_ = {};
   continuation.start(1000);
@@ -153,6 +153,7 @@ void RealtimeOperation::completeStop() {
 void RealtimeOperation::finishRun() {
   if (data().info(RealTimeData).Points > 0) {
     Stats_Mark(data(), RealTimeData);
+    Q_EMIT s_.extremesMarked(RealTimeData);
     Q_EMIT s_.dataSetChanged(RealTimeData);
   }
 }
@@ -173,8 +174,10 @@ void RealtimeOperation::registerBranches() {
     }
     ++rt.Points;
     qint32 raw = Raw16(rx);
-    if (e.CommMode != CommMode::Real && rt.Interval == 2) raw *= kLowResTemperatureFactor;
-    if (!TemperaturePlausible(TemperatureFromRaw(raw))) {
+    const bool lowRes = e.CommMode != CommMode::Real && rt.Interval == 2;
+    const bool plausible = TemperatureCountPlausible(raw, lowRes);
+    if (lowRes) raw *= kLowResTemperatureFactor;
+    if (!plausible) {
       --rt.Points;
       x().Answer_Reject(ImplausibleAnswerText(
           QStringLiteral("temperature %1 C").arg(double(TemperatureFromRaw(raw)), 0, 'f', 2)));
@@ -188,10 +191,12 @@ void RealtimeOperation::registerBranches() {
     DataSetInfo& rt = data().info(RealTimeData);
     if (rt.Points <= 0) return BranchResult::Advance;
     qint32 raw = Raw16(rx);
-    if (e.CommMode != CommMode::Real && rt.Interval == 2) raw *= kLowResHumidityFactor;
+    const bool lowRes = e.CommMode != CommMode::Real && rt.Interval == 2;
+    const bool plausible = HumidityCountPlausible(raw, lowRes);
+    if (lowRes) raw *= kLowResHumidityFactor;
     MeasurementRecord& rec = sample_;
     rec.Humidity = HumidityFromRaw(raw, rec.Temperature);
-    if (!HumidityPlausible(rec.Humidity)) {
+    if (!plausible) {
       --rt.Points;
       x().Answer_Reject(ImplausibleAnswerText(
           QStringLiteral("humidity %1 %RH").arg(double(rec.Humidity), 0, 'f', 2)));

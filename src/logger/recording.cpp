@@ -30,8 +30,7 @@ RecordButton RecordingOperation::Command4_Click() {
       prompt()->message(QStringLiteral("Please change a battery. "), model());
       return RecordButton::Refused;
     }
-    const DataSetInfo& log = data().info(LogData);
-    if (log.Modified && (st().RecordedBytes != 0 || st().Wrapped != 0)) {
+    if (st().NeverDownloaded && LogHeld(st())) {
       const QuestionId q = QuestionId::StartOverUndownloaded;
       if (!prompt()->question(q, Session::QuestionText(q), s_.windowTitle()))
         return RecordButton::Declined;
@@ -47,17 +46,16 @@ RecordButton RecordingOperation::Command4_Click() {
   return RecordButton::Stopping;
 }
 
-StartSettings RecordingOperation::startDefaults() const {
-  return StartDefaultsFrom(st(), data().info(LogData));
-}
+StartSettings RecordingOperation::startDefaults() const { return StartDefaultsFrom(st()); }
 
-StartSettings RecordingOperation::StartDefaultsFrom(const LoggerStatus& st,
-                                                    const DataSetInfo& log) {
+StartSettings RecordingOperation::StartDefaultsFrom(const LoggerStatus& st) {
   // What the logger holds, so that confirming the dialog unchanged starts a
   // recording like the last one; what no choice can show falls back to a
-  // value that can be chosen.
+  // value that can be chosen. Erased memory (0xFF, a logger fresh from the
+  // factory) holds no choice at all.
   StartSettings s;
   QString name = st.IdentName;
+  if (name == QString(4, LoggerCharFromByte(kErasedByte))) name.clear();
   while (name.endsWith(QLatin1Char(' '))) name.chop(1);  // the padding is put back when sent
   s.name = name;
   const qint32 interval = st.SetInterval;
@@ -69,12 +67,14 @@ StartSettings RecordingOperation::StartDefaultsFrom(const LoggerStatus& st,
   } else {
     s.intervalValue = 5;
   }
-  s.loop = st.LoopMode != 0;
-  if (log.UpperRaw != 0 || log.LowerRaw != 0) {
-    s.upperDegrees = std::clamp(fmt::boundDegrees(log.UpperRaw), kUpperMin, kUpperMax);
-    s.lowerDegrees = std::clamp(fmt::boundDegrees(log.LowerRaw), kLowerMin, kLowerMax);
-    s.upperOn = log.UpperOn;
-    s.lowerOn = log.LowerOn;
+  s.loop = st.LoopMode != 0 && st.LoopMode != kErasedByte;
+  const auto erased = [](qint32 raw, bool on) { return on && raw == kErasedBound; };
+  if ((st.UpperRaw != 0 || st.LowerRaw != 0) && !erased(st.UpperRaw, st.UpperOn) &&
+      !erased(st.LowerRaw, st.LowerOn)) {
+    s.upperDegrees = std::clamp(fmt::boundDegrees(st.UpperRaw), kUpperMin, kUpperMax);
+    s.lowerDegrees = std::clamp(fmt::boundDegrees(st.LowerRaw), kLowerMin, kLowerMax);
+    s.upperOn = st.UpperOn;
+    s.lowerOn = st.LowerOn;
   }
   if (s.upperDegrees <= s.lowerDegrees) s.lowerDegrees = s.upperDegrees - 1;
   return s;

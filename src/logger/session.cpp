@@ -72,8 +72,10 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
     Data_Save_Ask(RealTimeData, QuestionId::SaveRealBeforeConnect);
   };
   connect(connection_.get(), &Connection::clearRecState, this, [this] {
-    // Disconnecting ends a continuous run like its own stop button.
+    // Disconnecting ends a continuous run like its own stop button, and a
+    // download the user gave up by disconnecting, without a word.
     realtime_->endRun();
+    download_->failed(false, false);
     status_.RecState = RecState::Idle;
     status_.read = false;
   });
@@ -87,8 +89,8 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
   });
   connect(exchange_.get(), &Exchange::exchangeEnded, this, [this] {
     download_->Download_Timer.stop();
-    // Cut short (time-out, refusals, disconnect): what came is kept.
-    if (download_->downloading_) download_->cutShort();
+    // Cut short (time-out, refusals, disconnect): no part of a log is kept.
+    download_->failed(false);
     status_op_->Status_Disp();
     Q_EMIT exchangeEnded();
     if (realtime_->stopPending_) {
@@ -148,6 +150,7 @@ QString Session::QuestionText(QuestionId id) {
     case QuestionId::StartOverUndownloaded:
       return QStringLiteral(
           "There is data never downloaded. \rMay I begin the data before though it is lost?");
+    case QuestionId::InitialiseLogger:
     case QuestionId::ShowLeftover:
     case QuestionId::Other:
       break;
@@ -156,17 +159,23 @@ QString Session::QuestionText(QuestionId id) {
 }
 
 void Session::Data_Save_Ask(int set, QuestionId id) {
-  // For the log set the flag also stands for "the logger holds data never
-  // downloaded"; with nothing held here there is nothing to save.
-  const DataSetInfo& info = data_.info(set);
-  if (!(info.Modified || info.Unsaved) || info.Points <= 0) return;
+  // A set saved once stays saved, whatever the logger holds meanwhile.
+  if (!data_.holdsUnsaved(set)) return;
   if (!gate_.question(id, QuestionText(id), ModelName())) return;
-  Csv_Save(data_, set, ModelName(), status_.IdentName, gate_);
+  Csv_Save(data_, set, setModel(set), setName(set), gate_);
+}
+
+QString Session::setModel(int set) const {
+  return set == RealTimeData ? ModelName() : data_.info(set).Model;
+}
+
+QString Session::setName(int set) const {
+  return set == RealTimeData ? status_.IdentName : data_.info(set).Name;
 }
 
 void Session::shutDown() {
   realtime_->endRun();
-  download_->Download_Cancel();
+  download_->failed(false, false);
   if (busy()) exchange_->Pro_End();
   download_->Download_Timer.stop();
   if (connected()) transport_->close();
@@ -174,7 +183,7 @@ void Session::shutDown() {
 
 bool Session::saveSet(int set) {
   if (data_.info(set).Points <= 0) return false;
-  return Csv_Save(data_, set, ModelName(), status_.IdentName, gate_) == CsvSaveResult::Saved;
+  return Csv_Save(data_, set, setModel(set), setName(set), gate_) == CsvSaveResult::Saved;
 }
 
 bool Session::openFile() { return fileOpened(Csv_Open(data_, gate_, ModelName())); }
@@ -188,7 +197,7 @@ bool Session::fileOpened(CsvOpenResult result) {
   // A file that broke off part-way may have left the rows read before the
   // fault in the file set: it is redrawn, but only a whole file is put in
   // front of the user in place of what they were looking at.
-  if (data_.DataSetIndex == FileData) Q_EMIT dumpCleared();
+  if (data_.DataSetIndex == FileData) Q_EMIT dumpCleared(false);
   Q_EMIT dataSetChanged(FileData);
   if (result != CsvOpenResult::Opened) return false;
   showSet(FileData);

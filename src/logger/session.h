@@ -74,6 +74,11 @@ class Session : public QObject {
   // Reads `path` into the file set, which is then shown; false (after the
   // message) when it cannot be read.
   bool openFile(const QString& path);
+  // The logger model and identification name a set's file and report carry:
+  // a downloaded log keeps those it was downloaded with, an opened file those
+  // its header gave, and real-time samples belong to the logger connected.
+  QString setModel(int set) const;
+  QString setName(int set) const;
   // The set the data area shows (log, real-time or file).
   int shownSet() const { return data_.DataSetIndex; }
   void showSet(int set);
@@ -83,8 +88,12 @@ class Session : public QObject {
   void busyCursor(bool busy);
   // An exchange is about to start: the window locks its controls.
   void controlsLocked();
-  // The dump list must be emptied (and its sort reset).
-  void dumpCleared();
+  // The dump list must be emptied; a continuous run's start also puts its
+  // sort back to record order (nothing else touches the sort).
+  void dumpCleared(bool resetSort);
+  // The extremes of a completed measurement or download have been written
+  // into the remarks of `set`.
+  void extremesMarked(int set);
   // A set was filled or replaced: the graph and the dump list are rebuilt.
   void dataSetChanged(int set);
   // Another set is shown.

@@ -36,8 +36,24 @@ void SettingsOperation::M_Mode_Set(bool loop) {
   s_.send();
 }
 
+QString SettingsOperation::InitialiseQuestion(const LoggerStatus& st) {
+  QString text = QStringLiteral(
+      "Initialise the logger?\r\rIts memory is erased: the log it holds and its settings.");
+  if (st.RecState == RecState::Recording)
+    text += QStringLiteral("\rThe recording in progress ends.");
+  else if (st.RecState == RecState::Reserving)
+    text += QStringLiteral("\rThe reserved start is cancelled.");
+  if (st.NeverDownloaded && LogHeld(st))
+    text += QStringLiteral("\rThe log was never downloaded: its data will be lost.");
+  return text;
+}
+
 void SettingsOperation::Command27_Click() {
   if (blockPortOutput_ || !connected()) return;
+  // One click must not erase a log: the user says so first.
+  const QuestionId q = QuestionId::InitialiseLogger;
+  if (!prompt()->question(q, InitialiseQuestion(st()), model())) return;
+  if (blockPortOutput_ || !connected()) return;  // the question ran the event loop
   x().Write_Raw(QByteArray("INITALL\xFF", 8));
 }
 

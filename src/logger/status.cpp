@@ -37,6 +37,12 @@ double LoggerTimeFromBcd(const quint8* b) {
   return serial;
 }
 
+bool LogStartValid(const LoggerStatus& st) { return fmt::dateParts(st.StartTime).year >= 2000; }
+
+bool LogHeld(const LoggerStatus& st) {
+  return LogStartValid(st) && (st.RecordedBytes != 0 || st.Wrapped != 0);
+}
+
 StatusOperation::StatusOperation(Session& session) : Operation(session) { registerBranches(); }
 
 void StatusOperation::Status_Read(CommMode mode) {
@@ -71,11 +77,6 @@ void StatusOperation::Command11_Click() {
 
 void StatusOperation::registerBranches() {
   Exchange& x = this->x();
-  const auto rejectCount = [this](int d1, int d2) {
-    this->x().Answer_Reject(
-        ImplausibleAnswerText(QStringLiteral("%1 bytes in use").arg(d1 * 256 + d2)));
-    return BranchResult::Ended;
-  };
   x.setBranch(99, [this](QueuedCommand&, const ReceiveBuffer& rx) {
     const int n = qMin<int>(rx.ReceiveCount, ReceiveBuffer::Capacity);
     if (n <= 0) return BranchResult::Advance;
@@ -114,7 +115,7 @@ void StatusOperation::registerBranches() {
     st().BatteryState = D2(rx) == 0 ? QStringLiteral("Normality") : QStringLiteral("Decrease");
     return BranchResult::Advance;
   });
-  x.setBranch(23, [this, rejectCount](QueuedCommand& e, const ReceiveBuffer& rx) {
+  x.setBranch(23, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
     auto& sb = st().StartBytes;
     switch (e.P2) {
       case 20:
@@ -131,22 +132,22 @@ void StatusOperation::registerBranches() {
         st().StartTime = LoggerTimeFromBcd(sb.data());
         break;
       case 16:
-        if (!RecordedBytesPlausible(D1(rx) * 256.0 + D2(rx))) return rejectCount(D1(rx), D2(rx));
+        // Erased (0xFFFF on a logger fresh from the factory) is a value like
+        // any other: without a start time it describes no log.
         st().RecordedBytes = D1(rx) * 256.0 + D2(rx);
         break;
       case 18:
         st().LogIntervalUnit = D1(rx);
         st().LogIntervalValue = D2(rx);
-        data().info(LogData).Interval = D1(rx) == kUnitMinutes ? D2(rx) * 60 : D2(rx);
+        st().LogInterval = D1(rx) == kUnitMinutes ? D2(rx) * 60 : D2(rx);
         break;
       default:
         break;
     }
     return BranchResult::Advance;
   });
-  x.setBranch(38, [this, rejectCount](QueuedCommand&, const ReceiveBuffer& rx) {
+  x.setBranch(38, [this](QueuedCommand&, const ReceiveBuffer& rx) {
     const double count = D1(rx) * 256.0 + D2(rx);
-    if (!RecordedBytesPlausible(count)) return rejectCount(D1(rx), D2(rx));
     if (count > st().RecordedBytes) st().RecordedBytes = count;
     return BranchResult::Advance;
   });
@@ -167,15 +168,13 @@ void StatusOperation::registerBranches() {
     return BranchResult::Advance;
   });
   x.setBranch(47, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    DataSetInfo& log = data().info(LogData);
-    log.UpperOn = (D1(rx) & 0x80) != 0;
-    log.UpperRaw = (D1(rx) & 0x7F) * 256 + D2(rx);
+    st().UpperOn = (D1(rx) & 0x80) != 0;
+    st().UpperRaw = (D1(rx) & 0x7F) * 256 + D2(rx);
     return BranchResult::Advance;
   });
   x.setBranch(48, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    DataSetInfo& log = data().info(LogData);
-    log.LowerOn = (D1(rx) & 0x80) != 0;
-    log.LowerRaw = (D1(rx) & 0x7F) * 256 + D2(rx);
+    st().LowerOn = (D1(rx) & 0x80) != 0;
+    st().LowerRaw = (D1(rx) & 0x7F) * 256 + D2(rx);
     return BranchResult::Advance;
   });
   x.setBranch(50, [this](QueuedCommand&, const ReceiveBuffer& rx) {
@@ -193,7 +192,7 @@ void StatusOperation::registerBranches() {
     return BranchResult::Advance;
   });
   x.setBranch(57, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    data().info(LogData).Modified = (D1(rx) + D2(rx) == 0);
+    st().NeverDownloaded = (D1(rx) + D2(rx) == 0);
     st().read = true;
     return BranchResult::Advance;
   });
@@ -221,43 +220,48 @@ void StatusOperation::Status_Disp() {
     return;
   }
 
-  DataSetInfo& log = data().info(LogData);
+  const LoggerStatus& st = this->st();
   v.caption = QStringLiteral("[Hygrotab] Temperature and Humidity Logger ") + model();
   v.statusBar = s_.connection().StatusText();
   v.Label49 = QStringLiteral("Communicating");
-  v.Label26 = fmt::formatDateTime(st().StartTime);
-  v.Label48 = st().LoopMode != 0 ? QStringLiteral("Loop") : QStringLiteral("One Time");
-  v.Label29 = log.UpperOn ? QString::number(fmt::boundDegrees(log.UpperRaw)) + QStringLiteral(" C")
-                          : QStringLiteral("OFF");
-  v.Label46 = log.LowerOn ? QString::number(fmt::boundDegrees(log.LowerRaw)) + QStringLiteral(" C")
-                          : QStringLiteral("OFF");
-  if (fmt::dateParts(st().StartTime).year < 2000) {
+  v.Label26 = fmt::formatDateTime(st.StartTime);
+  v.Label48 = st.LoopMode != 0 ? QStringLiteral("Loop") : QStringLiteral("One Time");
+  v.Label29 = st.UpperOn ? QString::number(fmt::boundDegrees(st.UpperRaw)) + QStringLiteral(" C")
+                         : QStringLiteral("OFF");
+  v.Label46 = st.LowerOn ? QString::number(fmt::boundDegrees(st.LowerRaw)) + QStringLiteral(" C")
+                         : QStringLiteral("OFF");
+  // Without a start time the rest of the log's descriptor is erased memory:
+  // no points, no interval, no mode or bounds.
+  const bool startValid = LogStartValid(st);
+  double recordedBytes = st.RecordedBytes;
+  qint32 interval = st.LogInterval;
+  if (!startValid) {
     v.Label26 = QStringLiteral("----/--/-- --:--:--");
-    st().RecordedBytes = 0;
-    log.Interval = 0;
+    recordedBytes = 0;
+    interval = 0;
     v.Label48.clear();
     v.Label29.clear();
     v.Label46.clear();
   }
-  v.Label21 = QString::number(static_cast<qint64>(st().RecordedBytes / kBytesPerPoint)) +
+  v.Label21 = QString::number(static_cast<qint64>(recordedBytes / kBytesPerPoint)) +
               QStringLiteral(" point");
-  v.Label19 = QString::number(log.Interval);
-  if (st().LoopMode != 0 && st().Wrapped != 0)
+  v.Label19 = QString::number(interval);
+  if (startValid && st.LoopMode != 0 && st.Wrapped != 0)
     v.Label21 = QString::number(kLoggerCapacityPoints) + QStringLiteral(" Point");
-  v.Label6 = fmt::intervalText(log.Interval);
+  v.Label6 = fmt::intervalText(interval);
   if (s_.batteryOk()) {
-    v.Label7 = st().BatteryVoltage + QStringLiteral(" V");
+    v.Label7 = st.BatteryVoltage + QStringLiteral(" V");
   } else {
     v.batteryAlarm = true;
-    v.Label7 = QStringLiteral("ＮＧ ") + st().BatteryVoltage + QStringLiteral(" V");
+    v.Label7 = QStringLiteral("ＮＧ ") + st.BatteryVoltage + QStringLiteral(" V");
   }
-  if (st().StopMark == QLatin1String("Stop")) {
+  if (st.StopMark == QLatin1String("Stop")) {
     v.endAlarm = true;
     v.Label8 = QStringLiteral("End due to the voltage decrease.");
   }
-  v.Label14 = st().IdentName;
+  v.Label14 = st.IdentName;
 
-  const RecState rs = st().RecState;
+  const RecState rs = st.RecState;
   if (rs == RecState::Recording) {
     v.state = DisplayState::Recording;
     v.Command4 = QStringLiteral("Stop");
@@ -268,11 +272,11 @@ void StatusOperation::Status_Disp() {
     v.Label16 = QStringLiteral("Reserving");
     v.Label8.clear();
     v.endAlarm = false;
-    v.Label26 = fmt::format00(st().ReserveDay) + QStringLiteral("Day") +
-                fmt::format00(st().ReserveHour) + QLatin1Char(':') +
-                fmt::format00(st().ReserveMinute) + QStringLiteral(" Record beginning");
+    v.Label26 = fmt::format00(st.ReserveDay) + QStringLiteral("Day") +
+                fmt::format00(st.ReserveHour) + QLatin1Char(':') + fmt::format00(st.ReserveMinute) +
+                QStringLiteral(" Record beginning");
     v.Label21 = QStringLiteral("0 Point");
-    v.Label6 = fmt::intervalText(st().SetInterval);
+    v.Label6 = fmt::intervalText(st.SetInterval);
   } else if (rs == RecState::Continuous) {
     v.state = DisplayState::Continuous;
     v.Label16 = view_.Label16.isEmpty() ? QStringLiteral("Record stop") : view_.Label16;
@@ -282,7 +286,6 @@ void StatusOperation::Status_Disp() {
     v.Command4 = QStringLiteral("Start");
     v.Label16 = QStringLiteral("Record stop");
   }
-  log.Model = model();
   v.boundsVisible = HasAlarmBounds(model());
   view_ = v;
   Q_EMIT statusDisplayed(view_);

@@ -124,16 +124,13 @@ DataSetStats RangeStats(const DataSets& sets, int set, int first, int last) {
 
 QStringList StatsBlockLines(const DataSets& sets, int set, const DataSetStats& stats,
                             const QString& heading) {
-  static const char* const labels[] = {"Maximum temperature", "Minimum temperature",
-                                       "Maximum humidity", "Minimum humidity"};
   QStringList lines{heading};
   for (int i = 0; i < 4; ++i) {
     const DataSetStats::Extreme& e = stats.e[static_cast<size_t>(i)];
     const double time = e.RecordNo > 0 ? sets.Get(set, e.RecordNo).Time : 0;
-    lines << QLatin1String(labels[i]) + kIdeographicSpace + QLatin1Char(' ') +
-                 fmt::format00000(e.RecordNo) + kIdeographicSpace + fmt::formatDateTime(time) +
-                 kIdeographicSpace + fmt::format0_00(e.Value) +
-                 (i < 2 ? QStringLiteral(" C") : QStringLiteral(" %RH"));
+    lines << ExtremeText(i) + kIdeographicSpace + QLatin1Char(' ') + fmt::format00000(e.RecordNo) +
+                 kIdeographicSpace + fmt::formatDateTime(time) + kIdeographicSpace +
+                 fmt::format0_00(e.Value) + (i < 2 ? QStringLiteral(" C") : QStringLiteral(" %RH"));
   }
   return lines;
 }

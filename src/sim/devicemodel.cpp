@@ -127,6 +127,7 @@ void DeviceModel::startRecording(Interval iv, const QDateTime& start, qint64 sta
   m_wrapped = 0;
   m_count38 = -1;
   m_downloaded = false;
+  m_markErased = false;
   m_state =
       static_cast<std::uint8_t>((m_state & ~(Reserved | LowVoltageStop | Recording2)) | Recording);
   m_resAt = QDateTime();
@@ -345,9 +346,30 @@ void DeviceModel::initialise() {
   m_recorded = 0;
   m_count38 = -1;
   m_downloaded = false;
+  m_loopErased = false;
+  m_markErased = false;
   m_taken = 0;
   m_name = {{' ', ' ', ' ', ' '}};
   m_lowRes = false;
+}
+
+void DeviceModel::factoryFresh() {
+  m_mem.fill(kErased);
+  m_resAt = QDateTime();
+  m_startTime = QDateTime();
+  m_interval = {kErased, kErased};
+  m_next = {kErased, kErased};
+  m_resDay = m_resHour = m_resMinute = kErased;
+  m_loop = false;
+  m_loopErased = true;
+  m_wrapped = kErased;
+  m_upper = m_lower = Bound{0x7FFF, true};
+  m_recorded = 0xFFFF;
+  m_count38 = 0xFFFF;
+  m_downloaded = false;
+  m_markErased = true;
+  m_taken = 0;
+  m_name = {{kErased, kErased, kErased, kErased}};
 }
 
 std::uint8_t DeviceModel::statusByte(int address) const {
@@ -516,17 +538,20 @@ QList<QByteArray> DeviceModel::handleFrame(const QByteArray& frame) {
       return reply((hi(m_lower.raw) & 0x7F) | (m_lower.on ? 0x80 : 0), lo(m_lower.raw));
     case 49:
       m_loop = a != 0;
+      m_loopErased = false;
       return ack();
     case 50:
-      return reply(m_loop ? 1 : 0, m_wrapped);
+      return reply(m_loopErased ? kErased : (m_loop ? 1 : 0), m_wrapped);
     case 51: {
       const int raw = std::clamp(int(std::lround(m_battery * 1023.0 / 3.3)), 0, 1023);
       return reply(hi(raw), lo(raw));
     }
     case 56:
       m_downloaded = true;
+      m_markErased = false;
       return ack();
     case 57: {
+      if (m_markErased) return reply(kErased, kErased);
       const bool empty = m_recorded == 0 && m_wrapped == 0;
       return (m_downloaded || empty) ? reply(1, 1) : reply(0, 0);
     }

@@ -58,6 +58,11 @@ class DeviceModel : public QObject {
   QList<QByteArray> handleFrame(const QByteArray& frame);
   // The raw initialise sequence: memory, table and settings back to a fresh logger.
   void initialise();
+  // A logger as it leaves the factory: every word of its memory erased, so the
+  // start time, bytes in use, both intervals, bounds, name, reservation,
+  // memory mode, wrap count and downloaded flag all read 0xFF until the
+  // program writes them. Model, battery, clock and state bits are kept.
+  void factoryFresh();
 
   // ---- time
   // The model reads a monotonic millisecond counter. By default it is real
@@ -182,6 +187,10 @@ class DeviceModel : public QObject {
   int m_recorded = 0;
   int m_count38 = -1;
   bool m_downloaded = false;
+  // Still erased since factoryFresh(): the memory mode (49 writes it) and the
+  // downloaded flag (a recording or 56 writes it).
+  bool m_loopErased = false;
+  bool m_markErased = false;
 
   // Recording progress: points due by time t = m_anchorCount + (t - m_anchorMs) / interval.
   qint64 m_anchorMs = 0;

@@ -259,6 +259,7 @@ bool DeviceModel::loadJson(const QByteArray& json, QString* error) {
   // A log that has never been taken off the logger unless told otherwise.
   m_downloaded = val("downloaded").toBool(false);
   setStateBits(bits);
+  if (val("factory").toBool()) factoryFresh();
   measure();
   return true;
 }
