@@ -33,7 +33,7 @@ RecordButton RecordingOperation::Command4_Click() {
     const DataSetInfo& log = data().info(LogData);
     if (log.Modified && (st().RecordedBytes != 0 || st().Wrapped != 0)) {
       const QuestionId q = QuestionId::StartOverUndownloaded;
-      if (!prompt()->question(q, Session::QuestionText(q), s_.windowTitle()))
+      if (!prompt()->question(q, Session::QuestionText(q), s_.windowTitle(), SafeAnswer::No))
         return RecordButton::Declined;
     }
     Q_EMIT startDialogRequested();
