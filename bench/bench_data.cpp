@@ -20,7 +20,9 @@ namespace {
 class SilentPrompt : public UserPrompt {
  public:
   void message(const QString&, const QString&) override {}
-  bool question(QuestionId, const QString&, const QString&) override { return false; }
+  bool question(QuestionId, const QString&, const QString&, SafeAnswer = SafeAnswer::Yes) override {
+    return false;
+  }
   std::optional<QString> saveFileName(const QString&, const QString&, bool*) override {
     return std::nullopt;
   }

@@ -61,7 +61,9 @@ class AnsweringPrompt : public UserPrompt {
   bool yes = false;
   int messages = 0;
   void message(const QString&, const QString&) override { ++messages; }
-  bool question(QuestionId, const QString&, const QString&) override { return yes; }
+  bool question(QuestionId, const QString&, const QString&, SafeAnswer = SafeAnswer::Yes) override {
+    return yes;
+  }
   std::optional<QString> saveFileName(const QString&, const QString&, bool*) override {
     return std::nullopt;
   }

@@ -15,7 +15,10 @@ class CountingPrompt : public hygro::UserPrompt {
  public:
   int messages = 0;
   void message(const QString&, const QString&) override { ++messages; }
-  bool question(hygro::QuestionId, const QString&, const QString&) override { return false; }
+  bool question(hygro::QuestionId, const QString&, const QString&,
+                hygro::SafeAnswer = hygro::SafeAnswer::Yes) override {
+    return false;
+  }
   std::optional<QString> saveFileName(const QString&, const QString&, bool*) override {
     return std::nullopt;
   }

@@ -760,6 +760,7 @@ class TestLoggerOps : public QObject {
         pending.prompt.texts(QStringLiteral("question")),
         QStringList{QStringLiteral(
             "There is data never downloaded. \rMay I begin the data before though it is lost?")});
+    QCOMPARE(pending.prompt.calls.last().safe, SafeAnswer::No);  // Yes loses that log
   }
 
   // A logger whose every answer comes 2.4 to 3 time-outs late: the resends

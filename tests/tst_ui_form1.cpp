@@ -12,7 +12,9 @@
 #include <QProcess>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScrollArea>
 #include <QStackedWidget>
+#include <QStatusBar>
 #include <QTreeView>
 #include <QtTest>
 
@@ -319,6 +321,63 @@ class TestForm1 : public QObject {
     QTRY_VERIFY(!opened("DownloadProgress"));
     QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("Log"));
     QVERIFY(child<QRadioButton>(w, "Option5")->isChecked());
+  }
+
+  // The smallest screens the window is made for: 1366x768 at 100 % and
+  // 1920x1080 at 150 %, which leaves 1280x720 of the window's own pixels;
+  // less a title bar and a desktop panel.
+  void fitsSmallScreensAndKeepsTheSizeGiven() {
+    QTemporaryDir dir;
+    Rig rig(dir.path());
+    Form1 w(rig.session.get(), &rig.prompt);
+    const QSize screen = QSize(1280, 720) - QSize(16, 80);
+    const QSize least = w.minimumSizeHint();
+    QVERIFY2(least.width() <= screen.width() && least.height() <= screen.height(),
+             qPrintable(QStringLiteral("%1x%2").arg(least.width()).arg(least.height())));
+    w.resize(screen);
+    w.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    QCOMPARE(w.size(), screen);
+    // What closes the window off is inside it, and the graphs keep a
+    // readable height.
+    const auto inside = [&w](QWidget* c) {
+      return c->isVisible() && w.rect().contains(QRect(c->mapTo(&w, QPoint()), c->size()));
+    };
+    QVERIFY(inside(child<QStatusBar>(w, "StatusBar1")));
+    QVERIFY(inside(child<QPushButton>(w, "Command24")));
+    for (const char* g : {"ondo", "situdo"}) {
+      QVERIFY2(inside(child<QWidget>(w, g)), g);
+      QVERIFY2(child<QWidget>(w, g)->height() >= 150, g);
+    }
+    // The logger's panel scrolls down to its last buttons.
+    auto* panel = child<QScrollArea>(w, "LoggerPanel");
+    auto* last = child<QPushButton>(w, "Command2");
+    QVERIFY(panel);
+    panel->ensureWidgetVisible(last);
+    QVERIFY(panel->viewport()->rect().contains(
+        QRect(last->mapTo(panel->viewport(), QPoint()), last->size())));
+
+    // At the size it opens with, the mouse read-out is shown whole.
+    w.resize(1180, screen.height());
+    QTRY_COMPARE(w.width(), 1180);
+    auto* readOut = child<QLabel>(w, "StatusBar1_Panel1");
+    readOut->setText(
+        QStringLiteral("Date 2010/05/01 12:00:00   Temperature -12.34 C   Humidity 100.00 %RH"));
+    QTRY_VERIFY(readOut->contentsRect().width() >=
+                readOut->fontMetrics().horizontalAdvance(readOut->text()));
+
+    // Neither an opened file nor a run makes the window wider or taller.
+    QVERIFY(rig.session->openFile(test::csvFixture(QStringLiteral("qm720xc.csv"))));
+    QTest::qWait(50);
+    QCOMPARE(w.size(), QSize(1180, screen.height()));
+    connectWindow(w, *rig.session);
+    QTest::mouseClick(child<QPushButton>(w, "Command2"), Qt::LeftButton);
+    QTRY_VERIFY_WITH_TIMEOUT(rig.session->data().info(RealTimeData).Points >= 1, 20000);
+    QCOMPARE(w.size(), QSize(1180, screen.height()));
+    QTest::mouseClick(child<QPushButton>(w, "Command2"), Qt::LeftButton);
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->realtime().running() && !rig.session->busy(), 20000);
+    QCOMPARE(w.size(), QSize(1180, screen.height()));
+    rig.session->data().closeAndRemove();
   }
 
   void controlsFollowTheLoggerState() {

@@ -207,24 +207,40 @@ class TstUiGraphs : public QObject {
   void mouseReadOutInTheStatusBar() {
     Rig rig;
     DataSets& d = rig.session->data();
-    for (int i = 0; i < 40; ++i) addSample(d, LogData, 23.456f, 55.1f, {}, kNoon + i / 86400.0);
+    // The sample of 12:00:ss reads ss degrees.
+    for (int i = 0; i < 40; ++i) addSample(d, LogData, float(i), 55.1f, {}, kNoon + i / 86400.0);
     Form1 w(rig.session.get(), &rig.prompt);
     w.show();
     QVERIFY(QTest::qWaitForWindowExposed(&w));
-    auto* ondo = child<GraphPicture>(w, "ondo");
     auto* panel = child<QLabel>(w, "StatusBar1_Panel1");
-    panel->clear();
-    QTest::mouseMove(ondo, QPoint(ondo->width() / 2, ondo->height() / 2));
-    QTRY_VERIFY_WITH_TIMEOUT(!panel->text().isEmpty(), 10000);
     const QRegularExpression form(QStringLiteral(
-        "^Date 2010/05/01 12:00:[0-3][0-9]   Temperature 23.46 C   Humidity 55.10 %RH$"));
-    QVERIFY2(form.match(panel->text()).hasMatch(), qPrintable(panel->text()));
+        "^Date 2010/05/01 12:00:([0-3][0-9])   Temperature ([0-9]+)\\.00 C   Humidity 55.10 %RH$"));
+    // The second of the record read out at `at` of the graph's width.
+    const auto readOut = [&](const char* graph, double at) {
+      auto* g = child<GraphPicture>(w, graph);
+      panel->clear();
+      QTest::mouseMove(g, QPoint(int(g->width() * at), g->height() / 2));
+      if (!QTest::qWaitFor([panel] { return !panel->text().isEmpty(); }, 10000)) return -1;
+      const QRegularExpressionMatch m = form.match(panel->text());
+      if (!m.hasMatch() || m.captured(1).toInt() != m.captured(2).toInt()) {
+        qWarning("read-out: %s", qPrintable(panel->text()));
+        return -1;
+      }
+      return m.captured(1).toInt();
+    };
+    QVERIFY(readOut("ondo", 0.9) >= 30);
+    QVERIFY(readOut("situdo", 0.9) >= 30);
 
-    // From the humidity graph as well, and nothing while a run is on.
+    // The humidity graph 10 s wide, ending 20 s before the last sample: its
+    // read-out follows its own bars, the temperature graph's stays.
+    child<QScrollBar>(w, "HScroll3")->setValue(10);
+    child<QScrollBar>(w, "HScroll4")->setValue(20);
+    const int humidityAt = readOut("situdo", 0.91);  // a pointer that did not move reads nothing
+    QVERIFY2(humidityAt >= 15 && humidityAt <= 22, qPrintable(QString::number(humidityAt)));
+    QVERIFY(readOut("ondo", 0.91) >= 30);
+
+    // Nothing while a run is on.
     auto* situdo = child<GraphPicture>(w, "situdo");
-    panel->clear();
-    QTest::mouseMove(situdo, QPoint(situdo->width() / 3, situdo->height() / 2));
-    QTRY_VERIFY_WITH_TIMEOUT(form.match(panel->text()).hasMatch(), 10000);
     w.graphs()->setContinuousRun([] { return true; });
     QTest::mouseMove(situdo, QPoint(situdo->width() / 2, situdo->height() / 3));
     QTRY_COMPARE_WITH_TIMEOUT(panel->text(), QString(), 10000);

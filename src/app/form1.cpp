@@ -19,12 +19,15 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMimeData>
+#include <QPainter>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QScreen>
 #include <QScrollArea>
 #include <QSignalBlocker>
 #include <QStackedWidget>
 #include <QStatusBar>
+#include <QStyle>
 #include <QTreeView>
 #include <QUrl>
 #include <QVBoxLayout>
@@ -104,6 +107,34 @@ QLabel* caption(const QString& text) {
 
 const char* const kSetNames[] = {"Log", "RealTime", "File"};
 
+// The most the mouse read-out writes into the status bar.
+const QString kWidestReadOut =
+    QStringLiteral("Date 0000/00/00 00:00:00   Temperature -00.00 C   Humidity 100.00 %RH");
+
+// The room the window never takes for itself: a title bar above it.
+constexpr int kTitleBarHeight = 40;
+
+// A line of text that gives way to the layout: cut short with an ellipsis
+// (the whole of it in the tooltip) rather than widening the window.
+class ElidingLabel : public QLabel {
+ public:
+  using QLabel::QLabel;
+  QSize minimumSizeHint() const override {
+    return {fontMetrics().horizontalAdvance(QStringLiteral("…")) * 4,
+            QLabel::minimumSizeHint().height()};
+  }
+
+ protected:
+  void paintEvent(QPaintEvent*) override {
+    QPainter p(this);
+    const QRect r = contentsRect();
+    const QString shown = fontMetrics().elidedText(text(), Qt::ElideRight, r.width());
+    setToolTip(shown == text() ? QString() : text());
+    p.setPen(palette().color(foregroundRole()));
+    p.drawText(r, int(alignment()), shown);
+  }
+};
+
 }  // namespace
 
 Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
@@ -121,7 +152,20 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
   auto* root = new QHBoxLayout(central);
   root->setContentsMargins(8, 8, 8, 4);
   root->setSpacing(10);
-  root->addWidget(buildLoggerPanel());
+  // The logger's panel scrolls when the screen is short of its height.
+  QWidget* loggerPanel = buildLoggerPanel();
+  auto* loggerScroll = new QScrollArea;
+  loggerScroll->setObjectName(QStringLiteral("LoggerPanel"));
+  loggerScroll->setFrameShape(QFrame::NoFrame);
+  loggerScroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  loggerScroll->setWidgetResizable(true);
+  loggerScroll->setWidget(loggerPanel);
+  loggerScroll->viewport()->setBackgroundRole(QPalette::Window);
+  // Room for the panel and its scroll bar, once: showing the bar then hides
+  // no column, and nothing the panel shows later widens the window.
+  loggerScroll->setFixedWidth(qMax(loggerPanel->sizeHint().width(), loggerPanel->minimumWidth()) +
+                              loggerScroll->style()->pixelMetric(QStyle::PM_ScrollBarExtent) + 4);
+  root->addWidget(loggerScroll);
   root->addWidget(buildDataArea(), 1);
   setCentralWidget(central);
 
@@ -129,9 +173,13 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
   panel1 = named<QLabel>("StatusBar1_Panel1");
   panel2 = named<QLabel>("StatusBar1_Panel2");
   panel3 = named<QLabel>("StatusBar1_Panel3");
-  panel1->setMinimumWidth(180);
-  StatusBar1->addWidget(panel1, 1);
-  StatusBar1->addWidget(panel2, 2);
+  // The first panel holds the mouse read-out whole; the second (the
+  // download's progress) takes what is left and never widens the window.
+  panel1->setMinimumWidth(panel1->fontMetrics().horizontalAdvance(kWidestReadOut) + 8);
+  panel2->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+  panel2->setMinimumWidth(60);
+  StatusBar1->addWidget(panel1, 2);
+  StatusBar1->addWidget(panel2, 1);
   StatusBar1->addPermanentWidget(panel3);
   setStatusBar(StatusBar1);
 
@@ -260,7 +308,12 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
   Option8->setChecked(true);
   refreshDataArea();
   setAcceptDrops(true);
-  resize(1180, 760);
+  // Roomy, but never more than the screen offers; the layout shrinks the
+  // graphs and scrolls the logger's panel when the screen is small.
+  QSize opening(1180, 760);
+  if (const QScreen* s = screen())
+    opening = opening.boundedTo(s->availableSize() - QSize(0, kTitleBarHeight));
+  resize(opening.expandedTo(minimumSizeHint()));
 }
 
 Form1::~Form1() = default;
@@ -434,8 +487,8 @@ QWidget* Form1::buildDataArea() {
   auto* file = named<QGroupBox>("FileFrame", QStringLiteral("File data"));
   auto* fileRow = new QHBoxLayout(file);
   Command14 = named<QPushButton>("Command14", QStringLiteral("Open"));
-  fileInfo = named<QLabel>("FileInfo");
-  fileInfo->setTextInteractionFlags(Qt::TextSelectableByMouse);
+  fileInfo = new ElidingLabel;
+  fileInfo->setObjectName(QStringLiteral("FileInfo"));
   fileRow->addWidget(Command14);
   fileRow->addWidget(fileInfo, 1);
   bar->addWidget(sets);

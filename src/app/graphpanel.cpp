@@ -107,8 +107,10 @@ GraphPanel::GraphPanel(const DataSets& sets, QWidget* parent)
 
   applyState(InitialScrollState());
 
-  connect(ondo_, &GraphPicture::mouseMoved, this, &GraphPanel::Graph_Cursor_Disp);
-  connect(situdo_, &GraphPicture::mouseMoved, this, &GraphPanel::Graph_Cursor_Disp);
+  connect(ondo_, &GraphPicture::mouseMoved, this,
+          [this](int x, int width) { Graph_Cursor_Disp(x, width, false); });
+  connect(situdo_, &GraphPicture::mouseMoved, this,
+          [this](int x, int width) { Graph_Cursor_Disp(x, width, true); });
   // A new size needs a new picture; the limits do not change with it.
   connect(ondo_, &GraphPicture::resized, this, [this] {
     if (Temp_Graph()) ondo_->update();
@@ -262,13 +264,13 @@ bool GraphPanel::Temp_Graph() { return drawInto(ondo_, true); }
 
 bool GraphPanel::Humi_Graph() { return drawInto(situdo_, false); }
 
-void GraphPanel::Graph_Cursor_Disp(int x, int width) {
+void GraphPanel::Graph_Cursor_Disp(int x, int width, bool humidityGraph) {
   if (graphBusy()) {
     Q_EMIT cursorText(QString());
     return;
   }
-  Q_EMIT cursorText(
-      hygro::Graph_Cursor_Disp(x, width, sets_, shownSet(), state(), continuousRun()));
+  Q_EMIT cursorText(hygro::Graph_Cursor_Disp(x, width, sets_, shownSet(), state(), humidityGraph,
+                                             continuousRun()));
 }
 
 QImage GraphPanel::graphsImage() const {

@@ -82,7 +82,7 @@ class GraphPanel : public QWidget {
   bool Temp_Graph();
   bool Humi_Graph();
   bool drawInto(GraphPicture* view, bool temperature);
-  void Graph_Cursor_Disp(int x, int width);
+  void Graph_Cursor_Disp(int x, int width, bool humidityGraph);
 
   const DataSets& sets_;
   GraphColorTable colors_;

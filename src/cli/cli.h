@@ -97,7 +97,8 @@ class CliPrompt : public UserPrompt {
   using Answerer = std::function<std::optional<bool>(QuestionId id)>;
 
   void message(const QString& text, const QString& title) override;
-  bool question(QuestionId id, const QString& text, const QString& title) override;
+  bool question(QuestionId id, const QString& text, const QString& title,
+                SafeAnswer safe = SafeAnswer::Yes) override;
   std::optional<QString> saveFileName(const QString& proposed, const QString& filter,
                                       bool* dialogFailed) override;
   std::optional<QString> openFileName(const QString& filter) override;

@@ -239,7 +239,7 @@ void CliPrompt::message(const QString& text, const QString&) {
   err(terminalText(text));
 }
 
-bool CliPrompt::question(QuestionId id, const QString& text, const QString&) {
+bool CliPrompt::question(QuestionId id, const QString& text, const QString&, SafeAnswer) {
   if (answerer) {
     if (const std::optional<bool> a = answerer(id)) return *a;
   }

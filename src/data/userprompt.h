@@ -24,14 +24,23 @@ enum class QuestionId {
   Other,
 };
 
+// The answer of a question that loses nothing. A box shows it as the
+// default button, so Enter (or a hasty click) never costs data.
+enum class SafeAnswer { Yes, No };
+
 class UserPrompt {
  public:
   virtual ~UserPrompt() = default;
 
   // An OK-only message box.
   virtual void message(const QString& text, const QString& title) = 0;
-  // A Yes/No question; true for Yes.
-  virtual bool question(QuestionId id, const QString& text, const QString& title) = 0;
+  // A Yes/No question; true for Yes. `safe` is the answer to offer as the
+  // default: No for every question whose Yes loses data (a log never
+  // downloaded, the logger's memory), Yes for the "save it first?" kind.
+  // Every implementation takes the same default, so the call means the same
+  // whichever type it is made through.
+  virtual bool question(QuestionId id, const QString& text, const QString& title,
+                        SafeAnswer safe = SafeAnswer::Yes) = 0;
 
   // The save dialog. `proposed` is the file name offered, `filter` the dialog's
   // filter text. Returns the chosen path, or nothing when the user cancelled.

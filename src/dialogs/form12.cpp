@@ -133,8 +133,6 @@ Form12::Form12(Session* session, QWidget* parent, DialogClock clock)
 
   Command1 = named<QPushButton>("Command1", QStringLiteral("OK"));
   Command2 = named<QPushButton>("Command2", QStringLiteral("Cancel"));
-  Command1->setDefault(true);
-  Command1->setAutoDefault(true);
   auto* buttons = new QDialogButtonBox;
   buttons->addButton(Command1, QDialogButtonBox::AcceptRole);
   buttons->addButton(Command2, QDialogButtonBox::RejectRole);
@@ -157,6 +155,10 @@ Form12::Form12(Session* session, QWidget* parent, DialogClock clock)
   auto* root = new QVBoxLayout(this);
   root->addLayout(columns, 1);
   root->addWidget(buttons);
+  // Only once the button is inside the dialog does the dialog take it as
+  // its default; before, the first button of the focus chain
+  // ("Reservation only...") would answer Enter.
+  Command1->setDefault(true);
 
   QWidget* order[] = {Text1,
                       interval_->Combo2,

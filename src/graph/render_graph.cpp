@@ -385,9 +385,7 @@ Extent extentFrom(Surface& surface, double x, const QString& text) {
 
 // The date under the right edge starts three quarters of its width left of
 // the edge, so a quarter of it reaches into the margin.
-double edgeLabelX(Surface& surface, const QString& text) {
-  return -0.75 * surface.TextWidth(text);
-}
+double edgeLabelX(Surface& surface, const QString& text) { return -0.75 * surface.TextWidth(text); }
 
 }  // namespace
 
@@ -600,10 +598,10 @@ void Graph_Data_Draw(Surface& surface, double S, qint64 P, double, double, const
 // ------------------------------------------------------------------ read-out
 
 QString Graph_Cursor_Disp(int x, int widthPixels, const DataSets& sets, int set,
-                          const ScrollState& bars, bool continuousRun) {
+                          const ScrollState& bars, bool humidityGraph, bool continuousRun) {
   const int points = sets.info(set).Points;
   if (continuousRun || busy || points <= 0 || widthPixels <= 0) return {};
-  const GraphView v = TemperatureView(bars);
+  const GraphView v = humidityGraph ? HumidityView(bars) : TemperatureView(bars);
   if (v.S <= 0) return {};
   // The graph's x runs from S at the left edge to -S/20 at the right.
   const double age = v.S - (x + 0.5) * (v.S * 21.0 / 20.0) / widthPixels;

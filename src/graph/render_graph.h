@@ -167,9 +167,10 @@ void Graph_Data_Draw(Surface& surface, double S, qint64 P, double B, double T, c
                      const GraphColorTable& colors, bool perRecord = false);
 
 // The status bar text for the pointer at column `x` of a graph `widthPixels`
-// wide: the record nearest to that moment. Empty during a continuous run,
-// without records, or outside the plot.
+// wide: the record nearest to that moment, on the time axis of the graph
+// pointed at (the humidity graph has span and position bars of its own).
+// Empty during a continuous run, without records, or outside the plot.
 QString Graph_Cursor_Disp(int x, int widthPixels, const DataSets& sets, int set,
-                          const ScrollState& bars, bool continuousRun);
+                          const ScrollState& bars, bool humidityGraph, bool continuousRun);
 
 }  // namespace hygro

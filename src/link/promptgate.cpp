@@ -20,9 +20,10 @@ void PromptGate::message(const QString& text, const QString& title) {
   if (inner_) inner_->message(text, title);
 }
 
-bool PromptGate::question(QuestionId id, const QString& text, const QString& title) {
+bool PromptGate::question(QuestionId id, const QString& text, const QString& title,
+                          SafeAnswer safe) {
   flush();
-  return inner_ && inner_->question(id, text, title);
+  return inner_ && inner_->question(id, text, title, safe);
 }
 
 std::optional<QString> PromptGate::saveFileName(const QString& proposed, const QString& filter,

@@ -24,7 +24,8 @@ class PromptGate : public UserPrompt {
   UserPrompt* inner() const { return inner_; }
 
   void message(const QString& text, const QString& title) override;
-  bool question(QuestionId id, const QString& text, const QString& title) override;
+  bool question(QuestionId id, const QString& text, const QString& title,
+                SafeAnswer safe = SafeAnswer::Yes) override;
   std::optional<QString> saveFileName(const QString& proposed, const QString& filter,
                                       bool* dialogFailed) override;
   std::optional<QString> openFileName(const QString& filter) override;

@@ -32,7 +32,7 @@ RecordButton RecordingOperation::Command4_Click() {
     }
     if (st().NeverDownloaded && LogHeld(st())) {
       const QuestionId q = QuestionId::StartOverUndownloaded;
-      if (!prompt()->question(q, Session::QuestionText(q), s_.windowTitle()))
+      if (!prompt()->question(q, Session::QuestionText(q), s_.windowTitle(), SafeAnswer::No))
         return RecordButton::Declined;
     }
     Q_EMIT startDialogRequested();

@@ -6,8 +6,9 @@ void ScriptedPrompt::message(const QString& text, const QString& title) {
   calls.append({QStringLiteral("message"), text, title});
 }
 
-bool ScriptedPrompt::question(QuestionId id, const QString& text, const QString& title) {
-  calls.append({QStringLiteral("question"), text, title, id});
+bool ScriptedPrompt::question(QuestionId id, const QString& text, const QString& title,
+                              SafeAnswer safe) {
+  calls.append({QStringLiteral("question"), text, title, id, safe});
   return questionAnswers.isEmpty() ? false : questionAnswers.dequeue();
 }
 

@@ -18,6 +18,7 @@ class ScriptedPrompt : public UserPrompt {
     QString text;                       // message/question text, proposed name, or filter
     QString title;                      // box title; the filter for "save"
     QuestionId id = QuestionId::Other;  // for "question"
+    SafeAnswer safe = SafeAnswer::Yes;  // the default button the question offers
   };
 
   // Answers, consumed in order.
@@ -33,7 +34,8 @@ class ScriptedPrompt : public UserPrompt {
   QList<Call> calls;
 
   void message(const QString& text, const QString& title) override;
-  bool question(QuestionId id, const QString& text, const QString& title) override;
+  bool question(QuestionId id, const QString& text, const QString& title,
+                SafeAnswer safe = SafeAnswer::Yes) override;
   std::optional<QString> saveFileName(const QString& proposed, const QString& filter,
                                       bool* dialogFailed) override;
   std::optional<QString> openFileName(const QString& filter) override;

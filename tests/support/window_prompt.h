@@ -16,14 +16,17 @@ class WindowPrompt : public QtPrompt {
  public:
   QQueue<bool> answers;  // questions take the next answer; No when none is left
   QStringList questions;
+  QList<SafeAnswer> defaults;  // the default answer each question offered
   QStringList messages;
   QStringList proposed;  // the names the save dialog was offered
   // Paths the save and open dialogs answer with (cancel when empty).
   QQueue<QString> savePaths;
   QQueue<QString> openPaths;
   void message(const QString& text, const QString&) override { messages << text; }
-  bool question(QuestionId, const QString& text, const QString&) override {
+  bool question(QuestionId, const QString& text, const QString&,
+                SafeAnswer safe = SafeAnswer::Yes) override {
     questions << text;
+    defaults << safe;
     return !answers.isEmpty() && answers.dequeue();
   }
   std::optional<QString> saveFileName(const QString& name, const QString&, bool* failed) override {
