@@ -617,6 +617,7 @@ class TestLoggerOps : public QObject {
                  "Initialise the logger?\r\rIts memory is erased: the log it holds and its "
                  "settings.\rThe recording in progress ends.\rThe log was never downloaded: its "
                  "data will be lost.")});
+    QCOMPARE(r.prompt.calls.value(0).safe, SafeAnswer::No);
     QVERIFY(r.run(&StatusOperation::Command11_Click));
     QCOMPARE(r.session.view().Label16, QStringLiteral("Recording"));
     r.prompt.questionAnswers.enqueue(true);

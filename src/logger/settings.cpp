@@ -52,7 +52,7 @@ void SettingsOperation::Command27_Click() {
   if (blockPortOutput_ || !connected()) return;
   // One click must not erase a log: the user says so first.
   const QuestionId q = QuestionId::InitialiseLogger;
-  if (!prompt()->question(q, InitialiseQuestion(st()), model())) return;
+  if (!prompt()->question(q, InitialiseQuestion(st()), model(), SafeAnswer::No)) return;
   if (blockPortOutput_ || !connected()) return;  // the question ran the event loop
   x().Write_Raw(QByteArray("INITALL\xFF", 8));
 }
