@@ -13,6 +13,7 @@
 #include "sim/simtransport.h"
 #include "support/data_fixtures.h"
 #include "support/emulator_rig.h"
+#include "support/fake_clock.h"
 #include "support/fake_transport.h"
 #include "support/scripted_prompt.h"
 
@@ -162,28 +163,47 @@ class TestLoggerOps : public QObject {
     QVERIFY(!r.session.realtime().running());
   }
 
-  void continuousRunStampsWholeIntervals() {
+  void continuousRunStampsFollowTheWallClock() {
+    // The night summer time ends: at 03:00 the clocks go back to 02:00.
+    test::FakeClock clock(fmt::dateSerial(2026, 10, 25, 2, 59, 55) + 0.4 / 86400);
     CONNECTED_RIG(r, "idle.json");
-    r.session.realtime().setContinuousInterval(QStringLiteral("2"), false);
-    r.session.realtime().Command2_Click();
-    const DataSetInfo& rt = r.session.data().info(RealTimeData);
-    QTRY_VERIFY_WITH_TIMEOUT(rt.Points >= 3 && !r.session.busy(), 30000);
-    r.prompt.questionAnswers.enqueue(false);
-    r.session.realtime().Command2_Click();
+    r.session.setClock(&clock);
+    RealtimeOperation& run = r.session.realtime();
+    run.ContinuationIntervalMs = 3600 * 1000;  // ticks come from the test alone
+    run.setContinuousInterval(QStringLiteral("2"), false);
+    run.Command2_Click();
     QVERIFY(r.waitIdle());
-    // Whole seconds apart, so the printed stamps (rounded to the second) are
-    // the interval apart too, whatever fraction of a second the run began at;
-    // a tick held up by a loaded machine may add one second, never take one.
-    for (int n = 2; n <= 3; ++n) {
-      const double gap = (r.rec(RealTimeData, n).Time - r.rec(RealTimeData, n - 1).Time) * 86400;
-      QVERIFY2(qAbs(gap - std::round(gap)) < 1e-3, qPrintable(QString::number(gap, 'f', 4)));
-      QVERIFY2(std::round(gap) == 2 || std::round(gap) == 3, qPrintable(QString::number(gap)));
-      const QDateTime a =
-          QDateTime::fromString(fmt::formatDateTime(r.rec(RealTimeData, n - 1).Time),
-                                QStringLiteral("yyyy/MM/dd hh:mm:ss"));
-      const QDateTime b = QDateTime::fromString(fmt::formatDateTime(r.rec(RealTimeData, n).Time),
-                                                QStringLiteral("yyyy/MM/dd hh:mm:ss"));
-      QCOMPARE(a.secsTo(b), qint64(std::round(gap)));
+    const auto tickAfter = [&](qint64 ms) {
+      clock.advance(ms);
+      run.continuation_Timer();
+      return r.waitIdle();
+    };
+    // A tick a little early and one most of a second late each count as
+    // their own second.
+    QVERIFY(tickAfter(900) && tickAfter(1150));
+    QVERIFY(tickAfter(1000) && tickAfter(1000));
+    QVERIFY(tickAfter(1000));
+    clock.setBy(-3600);
+    QVERIFY(tickAfter(1000));
+    // A wall clock that strays by less than a jump leaves the steps whole.
+    clock.setBy(0.8);
+    QVERIFY(tickAfter(1000) && tickAfter(1000));
+    // Set forward by hand.
+    clock.setBy(300);
+    QVERIFY(tickAfter(1000) && tickAfter(1000));
+    r.prompt.questionAnswers.enqueue(false);
+    run.Command2_Click();
+    QVERIFY(r.waitIdle());
+    r.session.setClock(nullptr);
+    QStringList stamps;
+    for (int n = 1; n <= int(r.session.data().info(RealTimeData).Points); ++n)
+      stamps << fmt::formatDateTime(r.rec(RealTimeData, n).Time).mid(11);
+    QCOMPARE(stamps,
+             (QStringList{"02:59:55", "02:59:57", "02:59:59", "02:00:01", "02:00:03", "02:05:06"}));
+    // Whole seconds: the rounding of each stamp cannot fall either way.
+    for (int n = 1; n <= stamps.size(); ++n) {
+      const double seconds = r.rec(RealTimeData, n).Time * 86400;
+      QVERIFY2(qAbs(seconds - std::round(seconds)) < 1e-3, qPrintable(stamps[n - 1]));
     }
   }
 

@@ -4,7 +4,6 @@
 // the logger's status that they share. A window attaches to the object whose
 // operation it shows (the progress window to the download, a dialog to its
 // family); the command-line tool drives the same objects.
-#include <QElapsedTimer>
 #include <QObject>
 #include <QTimer>
 #include <array>
@@ -12,6 +11,7 @@
 
 #include "data/datasets.h"
 #include "link/exchange.h"
+#include "logger/clock.h"
 #include "logger/statusview.h"
 
 namespace hygro {
@@ -85,6 +85,7 @@ class Operation : public QObject {
   explicit Operation(Session& session);
 
  protected:
+  const SessionClock& clock() const;
   Exchange& x() const;
   DataSets& data() const;
   LoggerStatus& st() const;
@@ -136,6 +137,11 @@ class RealtimeOperation : public Operation {
   void clearLabels() { labels_ = {}; }
   // Ends a run without a question: the program is closing or the logger went.
   void endRun();
+  // The continuation timer's tick, every ContinuationIntervalMs while a run
+  // is on: counts the seconds and takes a sample when one is due.
+  void continuation_Timer();
+  // Tests lengthen it and tick by hand on a clock of their own.
+  int ContinuationIntervalMs = 1000;
 
  Q_SIGNALS:
   // A sample of a real-time measurement has been completed.
@@ -144,7 +150,6 @@ class RealtimeOperation : public Operation {
  private:
   friend class Session;
   void registerBranches();
-  void tick();
   void putPlaceholder(double time);
   void finishRun();
   // The end of a continuous run: extremes marked, the status read, the save
@@ -160,8 +165,11 @@ class RealtimeOperation : public Operation {
   QTimer continuation;
   bool stopPending_ = false;  // stopped while a sample was on its way
   MeasurementRecord sample_;  // the sample being assembled
-  double runStart_ = 0;       // date serial at the start of a continuous run
-  QElapsedTimer runClock_;
+  // A run's stamps: the wall clock at a whole second of the run, and that
+  // second, counted on the steady clock from the run's start.
+  qint64 runStartMs_ = 0;
+  double anchorWall_ = 0;
+  qint64 anchorSecond_ = 0;
   qint64 lastTickSecond_ = 0;
   Labels labels_;
 };
