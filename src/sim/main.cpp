@@ -313,6 +313,8 @@ int main(int argc, char* argv[]) {
       {QStringLiteral("unplug-after-points"),
        QStringLiteral("Pull the logger out after K points of a point stream."),
        QStringLiteral("K")},
+      {QStringLiteral("clock-stuck"),
+       QStringLiteral("The logger's clock runs on but ignores every setting.")},
       {QStringLiteral("control"),
        QStringLiteral("Take fault settings from standard input, one a line, named as the "
                       "options (\"refuse 11\", \"late 1:900\", \"garbage off\"; \"unplug\" "
@@ -328,6 +330,7 @@ int main(int argc, char* argv[]) {
       return 2;
     }
   }
+  model.setClockStuck(p.isSet(QStringLiteral("clock-stuck")));
   if (p.isSet(QStringLiteral("model"))) {
     const QString m = p.value(QStringLiteral("model"));
     model.setModel(m);
