@@ -18,7 +18,9 @@ if [ ! -x "$root/bin/bash" ]; then
 fi
 
 mounted=()
-cleanup() { for m in "${mounted[@]}"; do umount "$m" 2>/dev/null || true; done; }
+# A process of the root that is still ending holds its mounts a moment
+# longer: detach them then, never leave the host's /dev bound in the root.
+cleanup() { for m in "${mounted[@]}"; do umount "$m" 2>/dev/null || umount -l "$m" || true; done; }
 trap cleanup EXIT
 for m in proc dev dev/pts; do
   mountpoint -q "$root/$m" && continue
