@@ -2,7 +2,8 @@
 # Installs the built .deb into a fresh, minimal Debian 12 root and runs the
 # installed programs there: the command-line tool on the emulated logger, and
 # the window under Xvfb (a screenshot is left as installed-window.png).
-# Needs root and network. Usage: scripts/check-package.sh [BUILD_DIR] [ROOT_DIR]
+# Needs root, network and an apt source for bookworm (scripts/apt-mirror.sh).
+# Usage: scripts/check-package.sh [BUILD_DIR] [ROOT_DIR]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${1:-build}
@@ -10,10 +11,16 @@ root=${2:-/var/tmp/hygrotab-root}
 deb=$(ls "$build"/hygrotab_*.deb | head -1)
 
 command -v debootstrap >/dev/null || apt-get install -y -qq debootstrap
-[ -x "$root/bin/bash" ] || debootstrap --variant=minbase bookworm "$root" http://deb.debian.org/debian
+# From the archive this machine's apt uses, so the check runs wherever apt does.
+if [ ! -x "$root/bin/bash" ]; then
+  mirror=$(scripts/apt-mirror.sh bookworm)
+  debootstrap --variant=minbase bookworm "$root" "$mirror"
+fi
 
 mounted=()
-cleanup() { for m in "${mounted[@]}"; do umount "$m" 2>/dev/null || true; done; }
+# A process of the root that is still ending holds its mounts a moment
+# longer: detach them then, never leave the host's /dev bound in the root.
+cleanup() { for m in "${mounted[@]}"; do umount "$m" 2>/dev/null || umount -l "$m" || true; done; }
 trap cleanup EXIT
 for m in proc dev dev/pts; do
   mountpoint -q "$root/$m" && continue

@@ -60,6 +60,7 @@ class TestCliSim : public QObject {
   void downloadWrappedLoopToCsv();
   void downloadFailures();
   void startStopAndReserve();
+  void whatTheLoggersClockCannotTake();
   void settingCommands();
   void silentLogger();
   void loggerPulledOutDuringARun();
@@ -233,6 +234,30 @@ void TestCliSim::startStopAndReserve() {
   // Stop cancels the reservation.
   CLI_RUN(cancelled, 0, sim.run(words("stop")));
   QCOMPARE(cancelled.outLines(), QStringList{QStringLiteral("State: Record stop")});
+}
+
+void TestCliSim::whatTheLoggersClockCannotTake() {
+  START_SIM(sim, "idle.json", "--clock-stuck");
+  // A clock that does not take the setting is shown as it is, never as set.
+  CLI_RUN(clock, 1, sim.run(words("set-clock")));
+  QVERIFY2(clock.err.startsWith(
+               QStringLiteral("The clock was not set.\n\nThe logger's clock was not set to ")),
+           CLI_DIAG(clock));
+  QVERIFY2(clock.field("Clock").startsWith(QStringLiteral("2024/05/02 09:0")), CLI_DIAG(clock));
+
+  // The logger keeps the day of the month, not the month: a start more than
+  // a month ahead would come a month early. Refused before the logger is
+  // touched, with the last time that can be reserved.
+  const QString later =
+      QDateTime::currentDateTime().addDays(40).toString(QStringLiteral("yyyy-MM-dd 08:05"));
+  for (const QString& when : {later, QStringLiteral("2100-01-01 10:00")}) {
+    CLI_RUN(far, 2, sim.run(words("start --interval 5m --force --reserve") << when));
+    QVERIFY2(far.err.startsWith(QStringLiteral("The reservation time is too far ahead.\n\n")),
+             CLI_DIAG(far));
+    QVERIFY2(far.err.contains(QStringLiteral("The last time that can be reserved now is ")),
+             CLI_DIAG(far));
+  }
+  QCOMPARE(sim.run(words("status")).field("State"), QStringLiteral("Record stop"));
 }
 
 void TestCliSim::settingCommands() {

@@ -501,7 +501,7 @@ void TestFaultMatrix::cell() {
   } else if (op == QLatin1String("reserve a start")) {
     completed = s.status().RecState == RecState::Reserving;
   } else if (op == QLatin1String("set clock")) {
-    completed = s.recording().clockReadBack().month != 0;
+    completed = s.recording().clockSet();
   } else if (op == QLatin1String("set name")) {
     completed = s.status().IdentName == QLatin1String("FLT1");
   } else if (op == QLatin1String("set alarm bounds")) {

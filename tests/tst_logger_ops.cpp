@@ -13,6 +13,7 @@
 #include "sim/simtransport.h"
 #include "support/data_fixtures.h"
 #include "support/emulator_rig.h"
+#include "support/fake_clock.h"
 #include "support/fake_transport.h"
 #include "support/scripted_prompt.h"
 
@@ -167,28 +168,47 @@ class TestLoggerOps : public QObject {
     QVERIFY(!r.session.realtime().running());
   }
 
-  void continuousRunStampsWholeIntervals() {
+  void continuousRunStampsFollowTheWallClock() {
+    // The night summer time ends: at 03:00 the clocks go back to 02:00.
+    test::FakeClock clock(fmt::dateSerial(2026, 10, 25, 2, 59, 55) + 0.4 / 86400);
     CONNECTED_RIG(r, "idle.json");
-    r.session.realtime().setContinuousInterval(QStringLiteral("2"), false);
-    r.session.realtime().Command2_Click();
-    const DataSetInfo& rt = r.session.data().info(RealTimeData);
-    QTRY_VERIFY_WITH_TIMEOUT(rt.Points >= 3 && !r.session.busy(), 30000);
-    r.prompt.questionAnswers.enqueue(false);
-    r.session.realtime().Command2_Click();
+    r.session.setClock(&clock);
+    RealtimeOperation& run = r.session.realtime();
+    run.ContinuationIntervalMs = 3600 * 1000;  // ticks come from the test alone
+    run.setContinuousInterval(QStringLiteral("2"), false);
+    run.Command2_Click();
     QVERIFY(r.waitIdle());
-    // Whole seconds apart, so the printed stamps (rounded to the second) are
-    // the interval apart too, whatever fraction of a second the run began at;
-    // a tick held up by a loaded machine may add one second, never take one.
-    for (int n = 2; n <= 3; ++n) {
-      const double gap = (r.rec(RealTimeData, n).Time - r.rec(RealTimeData, n - 1).Time) * 86400;
-      QVERIFY2(qAbs(gap - std::round(gap)) < 1e-3, qPrintable(QString::number(gap, 'f', 4)));
-      QVERIFY2(std::round(gap) == 2 || std::round(gap) == 3, qPrintable(QString::number(gap)));
-      const QDateTime a =
-          QDateTime::fromString(fmt::formatDateTime(r.rec(RealTimeData, n - 1).Time),
-                                QStringLiteral("yyyy/MM/dd hh:mm:ss"));
-      const QDateTime b = QDateTime::fromString(fmt::formatDateTime(r.rec(RealTimeData, n).Time),
-                                                QStringLiteral("yyyy/MM/dd hh:mm:ss"));
-      QCOMPARE(a.secsTo(b), qint64(std::round(gap)));
+    const auto tickAfter = [&](qint64 ms) {
+      clock.advance(ms);
+      run.continuation_Timer();
+      return r.waitIdle();
+    };
+    // A tick a little early and one most of a second late each count as
+    // their own second.
+    QVERIFY(tickAfter(900) && tickAfter(1150));
+    QVERIFY(tickAfter(1000) && tickAfter(1000));
+    QVERIFY(tickAfter(1000));
+    clock.setBy(-3600);
+    QVERIFY(tickAfter(1000));
+    // A wall clock that strays by less than a jump leaves the steps whole.
+    clock.setBy(0.8);
+    QVERIFY(tickAfter(1000) && tickAfter(1000));
+    // Set forward by hand.
+    clock.setBy(300);
+    QVERIFY(tickAfter(1000) && tickAfter(1000));
+    r.prompt.questionAnswers.enqueue(false);
+    run.Command2_Click();
+    QVERIFY(r.waitIdle());
+    r.session.setClock(nullptr);
+    QStringList stamps;
+    for (int n = 1; n <= int(r.session.data().info(RealTimeData).Points); ++n)
+      stamps << fmt::formatDateTime(r.rec(RealTimeData, n).Time).mid(11);
+    QCOMPARE(stamps,
+             (QStringList{"02:59:55", "02:59:57", "02:59:59", "02:00:01", "02:00:03", "02:05:06"}));
+    // Whole seconds: the rounding of each stamp cannot fall either way.
+    for (int n = 1; n <= stamps.size(); ++n) {
+      const double seconds = r.rec(RealTimeData, n).Time * 86400;
+      QVERIFY2(qAbs(seconds - std::round(seconds)) < 1e-3, qPrintable(stamps[n - 1]));
     }
   }
 
@@ -747,6 +767,61 @@ class TestLoggerOps : public QObject {
     QVERIFY(r.takeCodes().isEmpty());
   }
 
+  // The logger keeps the day of the month, the hour and the minute of a
+  // reserved start, and starts the first time they come round.
+  void aReservationReachesNoFurtherThanTheLoggerCanTell_data() {
+    QTest::addColumn<QDateTime>("now");
+    QTest::addColumn<QString>("last");  // the last time that can be reserved
+    const auto at = [](int y, int mo, int d, int h, int mi, int s = 0) {
+      return QDateTime(QDate(y, mo, d), QTime(h, mi, s), Qt::UTC);
+    };
+    QTest::newRow("next month") << at(2026, 11, 24, 9, 59, 30) << "2026/12/24 09:58";
+    QTest::newRow("over the year's end") << at(2026, 12, 31, 23, 59) << "2027/01/31 23:58";
+    QTest::newRow("28th to February") << at(2027, 1, 28, 10, 0) << "2027/02/28 09:59";
+    // No 31st (or 29th) in February: the whole of February, and no more.
+    QTest::newRow("31st to February") << at(2027, 1, 31, 10, 0) << "2027/02/28 23:59";
+    QTest::newRow("29th, leap year") << at(2028, 1, 29, 10, 0) << "2028/02/29 09:59";
+    QTest::newRow("30th, leap year") << at(2028, 1, 30, 10, 0) << "2028/02/29 23:59";
+    QTest::newRow("31st to April") << at(2027, 3, 31, 8, 0) << "2027/04/30 23:59";
+  }
+  void aReservationReachesNoFurtherThanTheLoggerCanTell() {
+    QFETCH(QDateTime, now);
+    QFETCH(QString, last);
+    const double n = fmt::fromDateTime(now);
+    const double l = RecordingOperation::LastReservable(n);
+    QCOMPARE(fmt::formatDateTime(l), last + QStringLiteral(":00"));
+    // Every minute up to there is the first time its day, hour and minute
+    // come round; the minute after has come round before.
+    const double minute = 1.0 / 1440;
+    for (const double t : {n, n + 7.3, l - minute, l}) {
+      QVERIFY2(RecordingOperation::ReservationTimeValid(t, n), qPrintable(fmt::formatDateTime(t)));
+      QCOMPARE(fmt::formatDateTime(RecordingOperation::ReservedStartFor(t, n)).left(16),
+               fmt::formatDateTime(t).left(16));
+    }
+    QVERIFY(!RecordingOperation::ReservationTimeValid(l + minute, n));
+    QVERIFY(RecordingOperation::ReservedStartFor(l + minute, n) < l);
+  }
+
+  void aReservationTooFarAheadIsRefused() {
+    CONNECTED_RIG(r, "idle.json");
+    test::FakeClock clock(fmt::dateSerial(2026, 11, 24, 9, 59, 10));
+    r.session.setClock(&clock);
+    RecordingOperation& rec = r.session.recording();
+    QVERIFY(!rec.Reservation_Check(fmt::dateSerial(2026, 12, 24, 10, 0, 0)));
+    QCOMPARE(r.prompt.calls.last().text,
+             QStringLiteral("The reservation time is too far ahead.\r\rThe logger keeps only the "
+                            "day of the month, the hour and the minute of a reserved start, and "
+                            "starts the first time its clock shows them: for 2026/12/24 10:00 it "
+                            "would start at 2026/11/24 10:00. The last time that can be reserved "
+                            "now is 2026/12/24 09:58."));
+    QCOMPARE(r.prompt.calls.last().title, QStringLiteral("QM720-XC"));
+    QVERIFY(!rec.Reservation_Check(fmt::dateSerial(2100, 1, 1, 10, 0, 0)));
+    QVERIFY(rec.Reservation_Check(fmt::dateSerial(2026, 12, 24, 9, 58, 0)));
+    QCOMPARE(r.prompt.calls.size(), 2);
+    QVERIFY(r.takeCodes().isEmpty());
+    r.session.setClock(nullptr);
+  }
+
   void theRecordButtonGuards() {
     Rig low(QStringLiteral("lowbattery.json"));
     QVERIFY(low.connect());
@@ -762,6 +837,67 @@ class TestLoggerOps : public QObject {
         QStringList{QStringLiteral(
             "There is data never downloaded. \rMay I begin the data before though it is lost?")});
     QCOMPARE(pending.prompt.calls.last().safe, SafeAnswer::No);  // Yes loses that log
+  }
+
+  // The logger's clock is set with a two-digit year and reads it back in
+  // five bits; what it reads back is compared with what was sent.
+  void theClockIsConfirmedOnlyAsSent() {
+    const QList<std::pair<int, bool>> years{
+        {1929, false}, {1930, true},  {1931, true},  {1932, false}, {1999, false}, {2000, true},
+        {2029, true},  {2030, false}, {2031, false}, {2032, false}, {2035, false}};
+    for (const auto& [year, kept] : years)
+      QVERIFY2(LoggerClockKeepsYear(year) == kept, qPrintable(QString::number(year)));
+
+    CONNECTED_RIG(r, "idle.json");
+    RecordingOperation& rec = r.session.recording();
+    // A year the logger cannot keep: refused before anything is sent.
+    test::FakeClock in2035(fmt::dateSerial(2035, 3, 1, 12, 0, 0));
+    r.session.setClock(&in2035);
+    ReservationSettings reservation;
+    reservation.at = fmt::dateSerial(2035, 3, 2, 8, 0, 0);
+    QVERIFY(!rec.Now_Time_set());
+    QVERIFY(!rec.Log_Start(rec.startDefaults()));
+    QVERIFY(!rec.Yoyaku_Set(reservation));
+    const QString noYear = QStringLiteral(
+        "\r\rThe logger's clock cannot keep the year 2035 (it keeps 2000 to 2029), and nothing "
+        "was sent.");
+    QCOMPARE(r.prompt.messages(), (QStringList{"The clock was not set." + noYear,
+                                               "The recording was not started." + noYear,
+                                               "The reservation was not made." + noYear}));
+    QVERIFY(r.frames.isEmpty());
+    QVERIFY(!r.session.busy());
+
+    // The last year it keeps: confirmed with the time read back.
+    r.prompt.calls.clear();
+    test::FakeClock in2029(fmt::dateSerial(2029, 12, 31, 12, 0, 0));
+    r.session.setClock(&in2029);
+    QVERIFY(r.run(&RecordingOperation::Now_Time_set));
+    QCOMPARE(r.prompt.messages().size(), 1);
+    QVERIFY2(r.prompt.messages()[0].startsWith("Set completion\r\r2029/12/31 12:00:0"),
+             qPrintable(r.prompt.messages()[0]));
+    QVERIFY(rec.clockSet());
+
+    // A clock that does not take the setting: shown as it is, never
+    // confirmed, and no recording starts on it.
+    r.prompt.calls.clear();
+    r.frames.clear();
+    r.sim->model().setClockStuck(true);
+    r.sim->model().setClock(QDateTime(QDate(2024, 5, 2), QTime(9, 0, 0), Qt::UTC));
+    const QString notSet = QStringLiteral(
+        "\r\rThe logger's clock was not set to 2029/12/31 12:00:00: it reads "
+        "2024/05/02 09:00:0");
+    QVERIFY(r.run(&RecordingOperation::Now_Time_set));
+    QVERIFY(!rec.clockSet());
+    QVERIFY(rec.Log_Start(rec.startDefaults()));
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.takeCodes(), (QList<int>{1, 2, 3, 4, 5, 6, 40, 41, 45, 46, 49, 1, 2, 3, 4, 5, 6}));
+    QCOMPARE(r.prompt.messages().size(), 2);
+    QVERIFY2(r.prompt.messages()[0].startsWith("The clock was not set." + notSet),
+             qPrintable(r.prompt.messages()[0]));
+    QVERIFY2(r.prompt.messages()[1].startsWith("The recording was not started." + notSet),
+             qPrintable(r.prompt.messages()[1]));
+    QVERIFY(!r.sim->model().isRecording());
+    r.session.setClock(nullptr);
   }
 
   // A logger whose every answer comes 2.4 to 3 time-outs late: the resends
@@ -822,11 +958,6 @@ class TestLoggerOps : public QObject {
     QVERIFY(TemperatureCountPlausible(4095, true) && !TemperatureCountPlausible(4096, true));
     QVERIFY(HumidityCountPlausible(4095, false) && !HumidityCountPlausible(4096, false));
     QVERIFY(HumidityCountPlausible(255, true) && !HumidityCountPlausible(256, true));
-    QVERIFY(ClockPlausible(2024, 2, 29, 23, 59, 59));
-    QVERIFY(ClockPlausible(2003, 12, -1, -1, -1, -1));
-    QVERIFY(!ClockPlausible(2003, 17, -1, -1, -1, -1));
-    QVERIFY(!ClockPlausible(2023, 2, 29, 0, 0, 0));
-    QVERIFY(!ClockPlausible(2024, 1, 1, 24, 0, 0));
     QVERIFY(!BatteryRawPlausible(39726) && BatteryRawPlausible(1023));
 
     // A logger that answers with what such a late answer once carried.
@@ -882,11 +1013,6 @@ class TestLoggerOps : public QObject {
         QCOMPARE(int(s.session.data().info(RealTimeData).Points), 1);
         QCOMPARE(s.session.realtime().labels().Label4, QString::fromLatin1(shown));
       }
-    }
-    {
-      Scripted s({Answer(1, 1, 0, 0), Answer(1, 2, 0, 0), Answer(1, 3, 0, 0), Answer(1, 4, 3, 17)});
-      QCOMPARE(s.after([](Session& x) { x.recording().Now_Time_set(); }),
-               QStringList{head + QStringLiteral("clock 2003/17/-- --:--:--") + end});
     }
     {
       // 155 * 256 + 46 = 39726 counts: 128.15 V.

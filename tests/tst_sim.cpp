@@ -6,12 +6,19 @@
 // modes), the pacing of the in-process transport built on it, and hygrotab-sim
 // on a real pseudo-terminal reached through QSerialPort as the program
 // reaches a logger (opening the terminal again and again is what tst_cli_sim
-// does, a tool run each).
+// does, a tool run each), also after a client was killed holding it.
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QFile>
 #include <QSerialPort>
 #include <QSignalSpy>
 #include <QTemporaryFile>
+#include <QThread>
 #include <QtTest>
 #include <cmath>
 
@@ -109,6 +116,7 @@ class TestSim : public QObject {
   void faultModes();
   void pacedTransport();
   void ptyFaultOptionsAndBadState();
+  void aKilledClientLeavesThePortFree();
 };
 
 void TestSim::handWrittenBytesAndRefusals() {
@@ -343,6 +351,37 @@ void TestSim::ptyFaultOptionsAndBadState() {
   QCOMPARE(p.exitCode(), 2);
   QVERIFY(p.readAllStandardError().contains("generate"));
   QVERIFY(p.readAllStandardOutput().isEmpty());
+}
+
+void TestSim::aKilledClientLeavesThePortFree() {
+  SimProcess sim;
+  QString err;
+  QVERIFY2(sim.start({"--no-pace"}, &err), qPrintable(err));
+  const QByteArray path = QFile::encodeName(sim.path());
+  // A client takes the terminal for itself, as a serial port library does,
+  // and goes without giving it back: a killed one has its descriptor closed
+  // by the kernel and nothing more.
+  const int client = ::open(path.constData(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+  QVERIFY(client >= 0);
+  QCOMPARE(::ioctl(client, TIOCEXCL), 0);
+  ::close(client);
+  // The next client finds the terminal free, as after a real port's last
+  // close. (Exclusive mode does not stop root, so it is asked for.)
+  int exclusive = -1;
+  const QDeadlineTimer deadline(5000);
+  while (!deadline.hasExpired()) {
+    const int fd = ::open(path.constData(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    if (fd >= 0) {
+      if (::ioctl(fd, TIOCGEXCL, &exclusive) != 0) exclusive = -1;
+      ::close(fd);
+      if (exclusive == 0) break;
+    }
+    QThread::msleep(20);
+  }
+  QCOMPARE(exclusive, 0);
+  QSerialPort port(sim.path());
+  QVERIFY2(port.open(QIODevice::ReadWrite), qPrintable(port.errorString()));
+  QVERIFY(!exchange(port, kAsk15).isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestSim)

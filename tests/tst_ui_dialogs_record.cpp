@@ -19,6 +19,7 @@
 #include "link/frame.h"
 #include "logger/session.h"
 #include "support/emulator_rig.h"
+#include "support/fake_clock.h"
 
 using namespace hygro;
 using hygro::test::ScriptedPrompt;
@@ -294,6 +295,29 @@ class TestRecordDialogs : public QObject {
       QVERIFY(r.frames.isEmpty());
     }
     {
+      // The date bar reaches the day the present minute comes round again,
+      // and on that day the minutes from then on are refused.
+      CONNECTED(r, QStringLiteral("idle.json"));
+      const QDateTime now(QDate(2030, 1, 15), QTime(8, 10, 0));
+      Form7 g(&r.session, nullptr, fixedClock(&now));
+      g.show();
+      auto* date = child<QScrollBar>(&g, "VScroll1");
+      QCOMPARE(date->maximum(), 31);
+      date->setValue(date->maximum());
+      QCOMPARE(child<QLabel>(&g, "Label5")->text(), QStringLiteral("2030/02/15/"));
+      click(&g, "Command1");
+      QVERIFY2(r.prompt.messages().value(0).endsWith(
+                   QStringLiteral("The last time that can be reserved now is 2030/02/15 08:09.")),
+               qPrintable(r.prompt.messages().join('|')));
+      QCOMPARE(date->value(), 0);
+      QVERIFY(g.isVisible());
+      QVERIFY(r.frames.isEmpty());
+      // February has no 31st: all of it, and not a day more.
+      const QDateTime end(QDate(2031, 1, 31), QTime(10, 0, 0));
+      Form12 f(&r.session, nullptr, fixedClock(&end));
+      QCOMPARE(child<QScrollBar>(&f, "VScroll1")->maximum(), 28);
+    }
+    {
       CONNECTED(r, QStringLiteral("lowbattery.json"));
       const QDateTime now(QDate(2030, 1, 15), QTime(8, 10, 0));
       Form7 f(&r.session, nullptr, fixedClock(&now));
@@ -361,6 +385,21 @@ class TestRecordDialogs : public QObject {
     g.show();
     click(&g, "Command2");
     QVERIFY(r.frames.isEmpty());
+
+    // A year the logger's clock cannot keep is refused, nothing sent.
+    r.prompt.calls.clear();
+    test::FakeClock in2032(fmt::dateSerial(2032, 1, 15, 8, 0, 0));
+    r.session.setClock(&in2032);
+    Form6 h(&r.session, nullptr, fixedClock(&now));
+    h.show();
+    click(&h, "Command1");
+    QCOMPARE(h.result(), int(QDialog::Rejected));
+    QCOMPARE(r.prompt.messages(),
+             QStringList{QStringLiteral("The clock was not set.\r\rThe logger's clock cannot keep "
+                                        "the year 2032 (it keeps 2000 to 2029), and nothing was "
+                                        "sent.")});
+    QVERIFY(r.frames.isEmpty());
+    r.session.setClock(nullptr);
   }
 };
 

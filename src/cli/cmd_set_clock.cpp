@@ -12,18 +12,14 @@ int runSetClock(const GlobalOptions& global, const ParsedArgs& args) {
   if (const int rc = tool.open()) return rc;
   if (!tool.connect()) return kExitFailure;
   Session& s = tool.session();
-  s.recording().Now_Time_set();
+  // A year the logger's clock cannot keep is refused with a message.
+  if (!s.recording().Now_Time_set()) return kExitFailure;
   tool.runUntilIdle();
   if (tool.failed()) return kExitFailure;
-  // The clock as the logger read it back ("Set completion" has shown it too).
-  const ClockReadBack& c = s.recording().clockReadBack();
-  printField(QStringLiteral("Clock"), QStringLiteral("%1/%2/%3 %4:%5:%6")
-                                          .arg(c.year, 4, 10, QLatin1Char('0'))
-                                          .arg(c.month, 2, 10, QLatin1Char('0'))
-                                          .arg(c.day, 2, 10, QLatin1Char('0'))
-                                          .arg(c.hour, 2, 10, QLatin1Char('0'))
-                                          .arg(c.minute, 2, 10, QLatin1Char('0'))
-                                          .arg(c.second, 2, 10, QLatin1Char('0')));
+  // The clock as the logger read it back ("Set completion" has shown it too,
+  // or the message that it is not the time sent).
+  printField(QStringLiteral("Clock"), s.recording().clockReadBack().text());
+  if (!s.recording().clockSet()) return kExitFailure;
   return kExitOk;
 }
 
@@ -35,7 +31,9 @@ Command setClockCommand() {
           QStringLiteral("Usage: hygrotab-cli [global options] set-clock\n"
                          "\n"
                          "Sets the logger's clock to the computer's local time and prints the\n"
-                         "time the logger reads back ('Clock: yyyy/mm/dd hh:nn:ss')."),
+                         "time the logger reads back ('Clock: yyyy/mm/dd hh:nn:ss'). Exit status\n"
+                         "1 when that is not the time sent, or when the logger's clock cannot\n"
+                         "keep the computer's year (it keeps 2000 to 2029)."),
           {},
           runSetClock};
 }

@@ -114,7 +114,7 @@ int runStart(const GlobalOptions& global, const ParsedArgs& args) {
     st.reserve = true;
     st.reserveAt = *reserveAt;
   }
-  s.recording().Log_Start(st);
+  if (!s.recording().Log_Start(st)) return kExitFailure;
   tool.runUntilIdle();
   if (tool.failed()) return kExitFailure;
 
@@ -147,7 +147,9 @@ Command startCommand() {
                      "                      (overwrite the oldest points)\n"
                      "  --upper DEG:on|off  upper alarm bound, -19 to 70 C, and whether it alarms\n"
                      "  --lower DEG:on|off  lower alarm bound, -20 to 69 C (QM720-XC only)\n"
-                     "  --reserve TIME      start at that local time instead of now\n"
+                     "  --reserve TIME      start at that local time instead of now; the logger\n"
+                     "                      keeps only the day, hour and minute, so up to\n"
+                     "                      a month ahead\n"
                      "  --force             start even over data never downloaded (it is lost)"),
       {{QStringLiteral("interval"), true},
        {QStringLiteral("name"), true},

@@ -281,8 +281,11 @@ void Form12::Command1_Click() {
     picker_->reset(clock_());
     return;
   }
-  session_->recording().Log_Start(s);
-  accept();
+  // A refusal (the year of the clock) has told the user why; the dialog goes either way.
+  if (session_->recording().Log_Start(s))
+    accept();
+  else
+    reject();
 }
 
 void Form12::Command3_Click() {

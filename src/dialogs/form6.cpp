@@ -62,8 +62,11 @@ void Form6::Command1_Click() {
   hide();
   tokei->stop();
   // "Set completion" with the clock as read back comes when the exchange ends.
-  if (session_) session_->recording().Now_Time_set();
-  accept();
+  // A year the logger's clock cannot keep is refused with a message.
+  if (session_ && session_->recording().Now_Time_set())
+    accept();
+  else
+    reject();
 }
 
 }  // namespace hygro

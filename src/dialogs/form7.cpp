@@ -75,7 +75,7 @@ void RaisingScrollBar::mouseReleaseEvent(QMouseEvent* event) {
 // ---- ReservationPicker
 
 ReservationPicker::ReservationPicker(QWidget* parent) : QWidget(parent) {
-  VScroll1 = verticalBar("VScroll1", 0, kDaysAhead, 7);
+  VScroll1 = verticalBar("VScroll1", 0, 0, 7);  // the days ahead: reset()
   VScroll2 = verticalBar("VScroll2", 0, 23, 6);
   VScroll3 = verticalBar("VScroll3", 0, 59, 10);
   VScroll1->setAccessibleName(QStringLiteral("Date"));
@@ -111,6 +111,11 @@ ReservationPicker::ReservationPicker(QWidget* parent) : QWidget(parent) {
 void ReservationPicker::reset(const QDateTime& now) {
   today_ = now.date();
   const QSignalBlocker b1(VScroll1), b2(VScroll2), b3(VScroll3);
+  // The logger keeps the day of the month, not the month: no further than
+  // the day the present minute comes round again.
+  const QDateTime last =
+      fmt::toDateTime(RecordingOperation::LastReservable(fmt::fromDateTime(now)));
+  VScroll1->setMaximum(int(today_.daysTo(last.date())));
   VScroll1->setValue(0);
   VScroll2->setValue(now.time().hour());
   VScroll3->setValue(now.time().minute());

@@ -42,10 +42,9 @@ class RaisingScrollBar : public QScrollBar {
 class ReservationPicker : public QWidget {
   Q_OBJECT
  public:
-  static constexpr int kDaysAhead = 30;
-
   explicit ReservationPicker(QWidget* parent = nullptr);
-  // Back to the present date, hour and minute.
+  // Back to the present date, hour and minute; the date bar reaches the
+  // day of the last time that can be reserved from `now`.
   void reset(const QDateTime& now);
   // False when the captions make no date-time.
   bool at(double* serial) const;

@@ -1,7 +1,5 @@
 #include "logger/conversions.h"
 
-#include <QDate>
-
 #include "data/formats.h"
 
 namespace hygro {
@@ -55,14 +53,12 @@ bool HumidityCountPlausible(qint32 raw, bool lowResolution) {
   return raw >= 0 && raw < (lowResolution ? 1 << 8 : 1 << 12);
 }
 
-bool ClockPlausible(int year, int month, int day, int hour, int minute, int second) {
-  const auto within = [](int v, int lo, int hi) { return v == -1 || (v >= lo && v <= hi); };
-  if (!within(month, 1, 12) || !within(day, 1, 31) || !within(hour, 0, 23) ||
-      !within(minute, 0, 59) || !within(second, 0, 59))
-    return false;
-  if (year != -1 && month != -1 && day != -1) return QDate(year, month, day).isValid();
-  return true;
+int LoggerClockYear(int readBack) {
+  const int yy = readBack & 31;
+  return yy < 30 ? 2000 + yy : 1900 + yy;
 }
+
+bool LoggerClockKeepsYear(int year) { return year >= 0 && LoggerClockYear(year % 100) == year; }
 
 bool BatteryRawPlausible(int raw) { return raw >= 0 && raw <= 1023; }
 

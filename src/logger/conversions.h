@@ -35,6 +35,13 @@ int LoggerByteFromChar(QChar c);
 // digits, signs and blanks, and half-width katakana.
 bool LoggerCanHoldTyped(QChar c);
 
+// The logger's clock is set with a two-digit year and reads it back in five
+// bits; two digits 0-29 are the years 2000-2029, 30-99 are 1930-1999.
+int LoggerClockYear(int readBack);
+// Whether the logger's clock, set to `year`, reads that year back: 2000 to
+// 2029, and 1930 and 1931.
+bool LoggerClockKeepsYear(int year);
+
 // A logger time from its six BCD bytes yy mm dd hh nn ss; 0 when they make no
 // valid date (an erased time reads as all 0xFF).
 double LoggerTimeFromBcd(const quint8* bytes);
@@ -51,8 +58,6 @@ constexpr int kBytesPerPoint = 4;
 // saturation and in very dry air.
 bool TemperatureCountPlausible(qint32 raw, bool lowResolution);
 bool HumidityCountPlausible(qint32 raw, bool lowResolution);
-// A clock read back part by part; a part not read yet is passed as -1.
-bool ClockPlausible(int year, int month, int day, int hour, int minute, int second);
 bool BatteryRawPlausible(int raw);  // a 10-bit converter: 0..1023
 // "The logger sent an impossible value: <what>" and the end of the exchange.
 QString ImplausibleAnswerText(const QString& what);

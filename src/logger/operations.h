@@ -4,7 +4,6 @@
 // the logger's status that they share. A window attaches to the object whose
 // operation it shows (the progress window to the download, a dialog to its
 // family); the command-line tool drives the same objects.
-#include <QElapsedTimer>
 #include <QObject>
 #include <QTimer>
 #include <array>
@@ -12,6 +11,7 @@
 
 #include "data/datasets.h"
 #include "link/exchange.h"
+#include "logger/clock.h"
 #include "logger/statusview.h"
 
 namespace hygro {
@@ -74,6 +74,7 @@ bool LogHeld(const LoggerStatus& st);
 // The logger's clock as read back after it was set.
 struct ClockReadBack {
   int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
+  QString text() const;  // yyyy/mm/dd hh:nn:ss, whatever the parts hold
 };
 
 // What the recording-start dialog collects.
@@ -106,6 +107,7 @@ class Operation : public QObject {
   explicit Operation(Session& session);
 
  protected:
+  const SessionClock& clock() const;
   Exchange& x() const;
   DataSets& data() const;
   LoggerStatus& st() const;
@@ -157,6 +159,11 @@ class RealtimeOperation : public Operation {
   void clearLabels() { labels_ = {}; }
   // Ends a run without a question: the program is closing or the logger went.
   void endRun();
+  // The continuation timer's tick, every ContinuationIntervalMs while a run
+  // is on: counts the seconds and takes a sample when one is due.
+  void continuation_Timer();
+  // Tests lengthen it and tick by hand on a clock of their own.
+  int ContinuationIntervalMs = 1000;
 
  Q_SIGNALS:
   // A sample of a real-time measurement has been completed.
@@ -165,7 +172,6 @@ class RealtimeOperation : public Operation {
  private:
   friend class Session;
   void registerBranches();
-  void tick();
   void putPlaceholder(double time);
   void finishRun();
   // The end of a continuous run: extremes marked, the status read, the save
@@ -181,8 +187,11 @@ class RealtimeOperation : public Operation {
   QTimer continuation;
   bool stopPending_ = false;  // stopped while a sample was on its way
   MeasurementRecord sample_;  // the sample being assembled
-  double runStart_ = 0;       // date serial at the start of a continuous run
-  QElapsedTimer runClock_;
+  // A run's stamps: the wall clock at a whole second of the run, and that
+  // second, counted on the steady clock from the run's start.
+  qint64 runStartMs_ = 0;
+  double anchorWall_ = 0;
+  qint64 anchorSecond_ = 0;
   qint64 lastTickSecond_ = 0;
   Labels labels_;
 };
@@ -196,18 +205,34 @@ class RecordingOperation : public Operation {
   // The start dialog's values when it opens: what the logger holds.
   StartSettings startDefaults() const;
   static StartSettings StartDefaultsFrom(const LoggerStatus& status);
-  void Log_Start(const StartSettings& settings);
-  // False when refused (low battery, or the time is past).
+  // False when nothing was sent: busy, or (after the message) a present year
+  // the logger's clock cannot keep.
+  bool Log_Start(const StartSettings& settings);
+  // False when refused (low battery, or the year as for Log_Start).
   bool Yoyaku_Set(const ReservationSettings& settings);
-  // True when `at` may be reserved now (the present minute counts).
+
+  // The logger keeps only the day of the month, the hour and the minute of a
+  // reserved start, and starts the first time its clock shows them. So a
+  // time can be reserved from the present minute up to the minute before
+  // that first comes round again: LastReservable().
+  static double LastReservable(double now);
+  // When the logger, its clock set to `now`, starts a reservation for `at`.
+  static double ReservedStartFor(double at, double now);
+  // True when `at` may be reserved now: the present minute up to LastReservable().
   static bool ReservationTimeValid(double at, double now);
-  // The reservation dialog's check before Yoyaku_Set: false after the
-  // message when `at` lies before the present minute.
+  // The check before a reservation is sent: false after the message when
+  // `at` lies before the present minute or after LastReservable().
   bool Reservation_Check(double at);
   // The same against a given present time (a dialog with its own clock).
   bool Reservation_Check(double at, double now);
-  void Now_Time_set();
+  static QString ReservationTooFarText(double at, double now);
+
+  // False when nothing was sent, as for Log_Start.
+  bool Now_Time_set();
   const ClockReadBack& clockReadBack() const { return clock_; }
+  // Whether the clock read back after the last setting is the time that was
+  // sent (counted on by the time the exchange took).
+  bool clockSet() const { return clockSet_; }
   static QString SetCompletionText();
 
  Q_SIGNALS:
@@ -216,10 +241,17 @@ class RecordingOperation : public Operation {
  private:
   friend class Session;
   void registerBranches();
+  // Before anything is queued: false after the message when the logger's
+  // clock cannot keep the present year.
+  bool clockYearKept(CommMode mode);
   void Clock_Send(CommMode mode);
   // Clock_Send followed by the clock read-back.
   void Clock_Set_Queue(CommMode mode);
+  bool readBackMatchesSent() const;
   ClockReadBack clock_;
+  ClockReadBack sent_;
+  qint64 sentAtMs_ = 0;  // steady clock when the setting was queued
+  bool clockSet_ = false;
 };
 
 // ---- log download

@@ -10,13 +10,20 @@ namespace hygro {
 
 namespace {
 qint32 Raw16(const ReceiveBuffer& rx) { return rx.R(2) * 256 + rx.R(3); }
+
+constexpr double kSecondsPerDay = 86400.0;
+// How far the wall clock may drift from the steady count before it counts as
+// set (a daylight-saving change, the user, a time service stepping it).
+constexpr double kClockJumpSeconds = 2.0;
+
+double WholeSecond(double serial) { return std::round(serial * kSecondsPerDay) / kSecondsPerDay; }
 }  // namespace
 
 RealtimeOperation::RealtimeOperation(Session& session) : Operation(session) {
   continuation.setObjectName(QStringLiteral("continuation"));
   // A coarse timer may fire early and make a second of the run too short.
   continuation.setTimerType(Qt::PreciseTimer);
-  connect(&continuation, &QTimer::timeout, this, &RealtimeOperation::tick);
+  connect(&continuation, &QTimer::timeout, this, &RealtimeOperation::continuation_Timer);
   registerBranches();
 }
 
@@ -62,7 +69,7 @@ void RealtimeOperation::Command1_Click() {
   if (!askBeforeOverwrite()) return;
   Q_EMIT s_.dumpCleared(false);
   data().Empty(RealTimeData);
-  putPlaceholder(fmt::nowSerial());
+  putPlaceholder(clock().now());
   x().Queue_Reset();
   x().Command_Add(1, 25, 0, 0, CommMode::Real, 0);
   x().Real_Read_Add(CommMode::Real, 0);
@@ -93,15 +100,16 @@ void RealtimeOperation::Command2_Click() {
   Q_EMIT s_.dumpCleared(true);
   data().Empty(RealTimeData);
   labels_ = {};
-  continuation.start(1000);
+  continuation.start(ContinuationIntervalMs);
   ContinuationSeconds = 0;
   st().RecState = RecState::Continuous;
   // On a whole second: a start half-way through one would let the
   // rounding of each stamp fall either way.
-  runStart_ = std::round(fmt::nowSerial() * 86400.0) / 86400.0;
-  runClock_.start();
+  runStartMs_ = clock().steadyMs();
+  anchorWall_ = WholeSecond(clock().now());
+  anchorSecond_ = 0;
   lastTickSecond_ = 0;
-  putPlaceholder(runStart_);
+  putPlaceholder(anchorWall_);
   const int value = static_cast<int>(fmt::val(intervalText_));
   data().info(RealTimeData).Interval = continuousIntervalSeconds();
   const quint8 fast = (value == 2 && !minutes_) ? 1 : 0;
@@ -112,15 +120,28 @@ void RealtimeOperation::Command2_Click() {
   s_.statusOp().Status_Disp();
 }
 
-void RealtimeOperation::tick() {
-  // Whole seconds since the run started, by the monotonic clock: a tick that
+void RealtimeOperation::continuation_Timer() {
+  if (!running()) return;
+  // Whole seconds since the run started, by the steady clock: a tick that
   // comes a little early or up to most of a second late still counts as its
   // own second, and ticks lost to a busy event loop are made up. Stamping
-  // with the run's start plus whole seconds keeps the samples exactly the
+  // with whole seconds from a wall-clock anchor keeps the samples exactly the
   // interval apart once rounded to the second, unless an exchange really
   // held a sample back.
-  const qint64 second = (runClock_.elapsed() + 100) / 1000;
-  const double now = runStart_ + static_cast<double>(second) / 86400.0;
+  const qint64 ms = clock().steadyMs() - runStartMs_;
+  const qint64 second = (ms + 100) / 1000;
+  // A sample carries the wall-clock time it was taken: when the wall clock
+  // has left the steady count (set back at the end of summer time, or set
+  // by hand), the anchor moves to where it shows now.
+  const double wall = clock().now();
+  const double counted =
+      anchorWall_ + static_cast<double>(ms - anchorSecond_ * 1000) / (kSecondsPerDay * 1000.0);
+  if (std::abs(wall - counted) * kSecondsPerDay > kClockJumpSeconds) {
+    anchorWall_ =
+        WholeSecond(wall - static_cast<double>(ms - second * 1000) / (kSecondsPerDay * 1000.0));
+    anchorSecond_ = second;
+  }
+  const double now = anchorWall_ + static_cast<double>(second - anchorSecond_) / kSecondsPerDay;
   ContinuationSeconds += static_cast<int>(qMax<qint64>(1, second - lastTickSecond_));
   lastTickSecond_ = second;
   if (continuousIntervalSeconds() <= ContinuationSeconds && !busy()) {

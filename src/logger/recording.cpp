@@ -1,5 +1,7 @@
 // Recording control: start now or at a reserved time, stop or cancel, and the
 // logger's clock.
+#include <QDate>
+#include <QDateTime>
 #include <algorithm>
 
 #include "data/formats.h"
@@ -86,8 +88,9 @@ QString SettingsOperation::PaddedName(const QString& name) {
   return padded;
 }
 
-void RecordingOperation::Log_Start(const StartSettings& s) {
-  if (busy()) return;
+bool RecordingOperation::Log_Start(const StartSettings& s) {
+  if (busy()) return false;
+  if (!clockYearKept(kLogStart)) return false;
   Exchange& x = this->x();
   x.Queue_Reset();
   const std::array<quint8, 4> name = SettingsOperation::NameBytes(s.name);
@@ -119,26 +122,79 @@ void RecordingOperation::Log_Start(const StartSettings& s) {
   }
   s_.statusOp().Status_Read(kLogStart);
   s_.send();
+  return true;
+}
+
+namespace {
+// The minute a time falls in, as a date serial.
+double MinuteOf(double serial) {
+  const fmt::DateParts p = fmt::dateParts(serial);
+  return fmt::dateSerial(p.year, p.month, p.day, p.hour, p.minute, 0);
+}
+
+QString MinuteText(double serial) { return fmt::formatDateTime(serial).left(16); }
+}  // namespace
+
+double RecordingOperation::ReservedStartFor(double at, double now) {
+  const fmt::DateParts a = fmt::dateParts(at);
+  const fmt::DateParts n = fmt::dateParts(MinuteOf(now));
+  const double from = MinuteOf(now);
+  // A day the month lacks (the 31st) comes in a later month; within a year
+  // every day comes round.
+  QDate month(n.year, n.month, 1);
+  for (int i = 0; i < 13; ++i, month = month.addMonths(1)) {
+    if (a.day > month.daysInMonth()) continue;
+    const double start = fmt::dateSerial(month.year(), month.month(), a.day, a.hour, a.minute, 0);
+    if (start >= from) return start;
+  }
+  return MinuteOf(at);
+}
+
+double RecordingOperation::LastReservable(double now) {
+  // The present minute comes round again on the same day next month; when
+  // that month lacks the day, every minute of that month is the first of
+  // its kind, and the first minute of the month after is not.
+  const fmt::DateParts n = fmt::dateParts(MinuteOf(now));
+  const QDate next = QDate(n.year, n.month, 1).addMonths(1);
+  const QDateTime again =
+      n.day <= next.daysInMonth()
+          ? QDateTime(QDate(next.year(), next.month(), n.day), QTime(n.hour, n.minute), Qt::UTC)
+          : QDateTime(next.addMonths(1), QTime(0, 0), Qt::UTC);
+  const QDateTime last = again.addSecs(-60);
+  return fmt::dateSerial(last.date().year(), last.date().month(), last.date().day(),
+                         last.time().hour(), last.time().minute(), 0);
 }
 
 bool RecordingOperation::ReservationTimeValid(double at, double now) {
   // The reservation is made to the minute: the present minute is accepted.
-  const fmt::DateParts n = fmt::dateParts(now);
-  const double nowMinute = fmt::dateSerial(n.year, n.month, n.day, n.hour, n.minute, 0);
-  const fmt::DateParts a = fmt::dateParts(at);
-  const double atMinute = fmt::dateSerial(a.year, a.month, a.day, a.hour, a.minute, 0);
-  return nowMinute <= atMinute;
+  const double atMinute = MinuteOf(at);
+  return MinuteOf(now) <= atMinute && atMinute <= LastReservable(now);
+}
+
+QString RecordingOperation::ReservationTooFarText(double at, double now) {
+  const double start = ReservedStartFor(at, now);
+  QString text = QStringLiteral(
+      "The reservation time is too far ahead.\r\rThe logger keeps only the day of the month, the "
+      "hour and the minute of a reserved start, and starts the first time its clock shows them");
+  if (start != MinuteOf(at))
+    text += QStringLiteral(": for %1 it would start at %2").arg(MinuteText(at), MinuteText(start));
+  return text + QStringLiteral(". The last time that can be reserved now is %1.")
+                    .arg(MinuteText(LastReservable(now)));
 }
 
 bool RecordingOperation::Reservation_Check(double at) {
-  return Reservation_Check(at, fmt::nowSerial());
+  return Reservation_Check(at, clock().now());
 }
 
 bool RecordingOperation::Reservation_Check(double at, double now) {
+  if (MinuteOf(at) < MinuteOf(now)) {
+    // Titled with that model whatever is connected, as the dialog always was.
+    prompt()->message(QStringLiteral("The mistake is found at the reservation time."),
+                      QStringLiteral("QM510-XC"));
+    return false;
+  }
   if (ReservationTimeValid(at, now)) return true;
-  // Titled with that model whatever is connected, as the dialog always was.
-  prompt()->message(QStringLiteral("The mistake is found at the reservation time."),
-                    QStringLiteral("QM510-XC"));
+  prompt()->message(ReservationTooFarText(at, now), model());
   return false;
 }
 
@@ -148,6 +204,7 @@ bool RecordingOperation::Yoyaku_Set(const ReservationSettings& s) {
     prompt()->message(QStringLiteral("Please change a battery."), model());
     return false;
   }
+  if (!clockYearKept(kYoyaku)) return false;
   Exchange& x = this->x();
   x.Queue_Reset();
   Clock_Set_Queue(kYoyaku);
@@ -163,8 +220,41 @@ bool RecordingOperation::Yoyaku_Set(const ReservationSettings& s) {
   return true;
 }
 
+namespace {
+// The headline of a clock setting that failed, by what it was part of.
+QString ClockNotSetHeadline(CommMode mode) {
+  if (mode == kLogStart) return QStringLiteral("The recording was not started.");
+  if (mode == kYoyaku) return QStringLiteral("The reservation was not made.");
+  return QStringLiteral("The clock was not set.");
+}
+}  // namespace
+
+QString ClockReadBack::text() const {
+  return QStringLiteral("%1/%2/%3 %4:%5:%6")
+      .arg(year, 4, 10, QLatin1Char('0'))
+      .arg(month, 2, 10, QLatin1Char('0'))
+      .arg(day, 2, 10, QLatin1Char('0'))
+      .arg(hour, 2, 10, QLatin1Char('0'))
+      .arg(minute, 2, 10, QLatin1Char('0'))
+      .arg(second, 2, 10, QLatin1Char('0'));
+}
+
+bool RecordingOperation::clockYearKept(CommMode mode) {
+  const int year = fmt::dateParts(clock().now()).year;
+  if (LoggerClockKeepsYear(year)) return true;
+  prompt()->message(ClockNotSetHeadline(mode) +
+                        QStringLiteral("\r\rThe logger's clock cannot keep the year %1 (it "
+                                       "keeps 2000 to 2029), and nothing was sent.")
+                            .arg(year),
+                    model());
+  return false;
+}
+
 void RecordingOperation::Clock_Send(CommMode mode) {
-  const fmt::DateParts now = fmt::dateParts(fmt::nowSerial());
+  const fmt::DateParts now = fmt::dateParts(clock().now());
+  sent_ = {now.year, now.month, now.day, now.hour, now.minute, now.second};
+  sentAtMs_ = clock().steadyMs();
+  clockSet_ = false;
   // Plain binary values, not BCD: the frame encoding does the rest.
   x().Command_Add(1, 1, static_cast<quint8>(now.year % 100), static_cast<quint8>(now.month), mode);
   x().Command_Add(1, 2, static_cast<quint8>(now.day), static_cast<quint8>(now.hour), mode);
@@ -177,59 +267,54 @@ void RecordingOperation::Clock_Set_Queue(CommMode mode) {
   for (quint8 code : {4, 5, 6}) x().Command_Add(1, code, 0, 0, mode);
 }
 
-void RecordingOperation::Now_Time_set() {
-  if (busy()) return;  // a closed port times out with a message
+bool RecordingOperation::Now_Time_set() {
+  if (busy()) return false;  // a closed port times out with a message
+  if (!clockYearKept(kTSet)) return false;
   x().Queue_Reset();
   Clock_Set_Queue(kTSet);
   s_.send();
+  return true;
+}
+
+bool RecordingOperation::readBackMatchesSent() const {
+  const ClockReadBack& c = clock_;
+  double read = 0;
+  if (!fmt::makeDateSerial(c.year, c.month, c.day, c.hour, c.minute, c.second, &read)) return false;
+  const double sent =
+      fmt::dateSerial(sent_.year, sent_.month, sent_.day, sent_.hour, sent_.minute, sent_.second);
+  // The logger's clock has run on since it was set, for no longer than the
+  // exchange has taken; a second more for the one it was counting.
+  const double ran = static_cast<double>(clock().steadyMs() - sentAtMs_) / 1000.0;
+  const double ahead = (read - sent) * 86400.0;
+  return ahead > -0.5 && ahead < ran + 2.0;
 }
 
 void RecordingOperation::registerBranches() {
-  // A clock read back that no clock can show ends the exchange: it must not be
-  // confirmed as set.
-  const auto implausible = [this](int year, int month, int day, int hour, int minute, int second) {
-    if (ClockPlausible(year, month, day, hour, minute, second)) return false;
-    const auto part = [](int v, int width) {
-      return v < 0 ? QString(width, QLatin1Char('-'))
-                   : QStringLiteral("%1").arg(v, width, 10, QLatin1Char('0'));
-    };
-    x().Answer_Reject(ImplausibleAnswerText(
-        QStringLiteral("clock ") + part(year, 4) + QLatin1Char('/') + part(month, 2) +
-        QLatin1Char('/') + part(day, 2) + QLatin1Char(' ') + part(hour, 2) + QLatin1Char(':') +
-        part(minute, 2) + QLatin1Char(':') + part(second, 2)));
-    return true;
-  };
-  x().setBranch(4, [this, implausible](QueuedCommand&, const ReceiveBuffer& rx) {
-    const int yy = rx.R(2) & 31;
-    const int year = yy < 30 ? 2000 + yy : 1900 + yy;
-    if (implausible(year, rx.R(3) & 31, -1, -1, -1, -1)) return BranchResult::Ended;
-    clock_.year = year;
+  x().setBranch(4, [this](QueuedCommand&, const ReceiveBuffer& rx) {
+    clock_ = {};
+    clock_.year = LoggerClockYear(rx.R(2));
     clock_.month = rx.R(3) & 31;
     return BranchResult::Advance;
   });
-  x().setBranch(5, [this, implausible](QueuedCommand&, const ReceiveBuffer& rx) {
-    if (implausible(clock_.year, clock_.month, rx.R(2) & 0x3F, rx.R(3) & 0x3F, -1, -1))
-      return BranchResult::Ended;
+  x().setBranch(5, [this](QueuedCommand&, const ReceiveBuffer& rx) {
     clock_.day = rx.R(2) & 0x3F;
     clock_.hour = rx.R(3) & 0x3F;
     return BranchResult::Advance;
   });
-  x().setBranch(6, [this, implausible](QueuedCommand& e, const ReceiveBuffer& rx) {
-    if (implausible(clock_.year, clock_.month, clock_.day, clock_.hour, rx.R(2) & 0x7F,
-                    rx.R(3) & 0x7F))
-      return BranchResult::Ended;
+  x().setBranch(6, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
     clock_.minute = rx.R(2) & 0x7F;
     clock_.second = rx.R(3) & 0x7F;
-    if (e.CommMode == kTSet) {
-      const QString when = QStringLiteral("%1/%2/%3 %4:%5:%6")
-                               .arg(clock_.year, 4, 10, QLatin1Char('0'))
-                               .arg(clock_.month, 2, 10, QLatin1Char('0'))
-                               .arg(clock_.day, 2, 10, QLatin1Char('0'))
-                               .arg(clock_.hour, 2, 10, QLatin1Char('0'))
-                               .arg(clock_.minute, 2, 10, QLatin1Char('0'))
-                               .arg(clock_.second, 2, 10, QLatin1Char('0'));
-      prompt()->message(SetCompletionText() + QStringLiteral("\r\r") + when, model());
+    // Whatever it reads, the logger's clock is shown as it is; a clock that
+    // is not the time sent must not be confirmed, nor start a recording.
+    if (!readBackMatchesSent()) {
+      x().Answer_Reject(ClockNotSetHeadline(e.CommMode) +
+                        QStringLiteral("\r\rThe logger's clock was not set to %2: it reads %1.")
+                            .arg(clock_.text(), sent_.text()));
+      return BranchResult::Ended;
     }
+    clockSet_ = true;
+    if (e.CommMode == kTSet)
+      prompt()->message(SetCompletionText() + QStringLiteral("\r\r") + clock_.text(), model());
     return BranchResult::Advance;
   });
 }

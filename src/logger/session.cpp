@@ -36,6 +36,7 @@ QString RecStateWord(RecState state) {
 // ---------------------------------------------------------------- Operation
 
 Operation::Operation(Session& session) : QObject(&session), s_(session) {}
+const SessionClock& Operation::clock() const { return s_.clock(); }
 Exchange& Operation::x() const { return *s_.exchange_; }
 DataSets& Operation::data() const { return s_.data_; }
 LoggerStatus& Operation::st() const { return s_.status_; }
@@ -46,9 +47,14 @@ bool Operation::connected() const { return s_.connected(); }
 
 // ---------------------------------------------------------------- Session
 
+namespace {
+const SessionClock kSystemClock;
+}  // namespace
+
 Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePins> bridge,
                  UserPrompt* prompt, QObject* parent)
     : QObject(parent),
+      clock_(&kSystemClock),
       transport_(std::move(transport)),
       bridge_(bridge ? std::move(bridge) : std::make_unique<NoBridge>()),
       gate_(prompt),
@@ -112,6 +118,8 @@ Session::~Session() {
 }
 
 bool Session::connected() const { return transport_->isOpen(); }
+
+void Session::setClock(const SessionClock* clock) { clock_ = clock ? clock : &kSystemClock; }
 
 const StatusView& Session::view() const { return status_op_->view(); }
 

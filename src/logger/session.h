@@ -12,6 +12,7 @@
 #include "link/exchange.h"
 #include "link/promptgate.h"
 #include "link/transport.h"
+#include "logger/clock.h"
 #include "logger/operations.h"
 #include "logger/statusview.h"
 
@@ -29,6 +30,12 @@ class Session : public QObject {
   Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePins> bridge,
           UserPrompt* prompt, QObject* parent = nullptr);
   ~Session() override;
+
+  // The clock the operations read: the system's, unless one is given (it is
+  // not taken over and must outlive the session; null goes back to the
+  // system's).
+  void setClock(const SessionClock* clock);
+  const SessionClock& clock() const { return *clock_; }
 
   Transport* transport() const { return transport_.get(); }
   Exchange& exchange() { return *exchange_; }
@@ -111,6 +118,7 @@ class Session : public QObject {
   bool fileOpened(CsvOpenResult result);
   void send();  // starts the queued exchange, announcing the lock first
 
+  const SessionClock* clock_;
   std::unique_ptr<Transport> transport_;
   std::unique_ptr<BridgePins> bridge_;
   PromptGate gate_;

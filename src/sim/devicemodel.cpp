@@ -433,12 +433,15 @@ QList<QByteArray> DeviceModel::handleFrame(const QByteArray& frame) {
 
   switch (code) {
     case 1:
+      if (m_clockStuck) return ack();
       if (!setClockParts(2000 + a % 100, b, d.day(), t.hour(), t.minute(), t.second())) break;
       return ack();
     case 2:
+      if (m_clockStuck) return ack();
       if (!setClockParts(d.year(), d.month(), a, b, t.minute(), t.second())) break;
       return ack();
     case 3:
+      if (m_clockStuck) return ack();
       if (!setClockParts(d.year(), d.month(), d.day(), t.hour(), a, b)) break;
       return ack();
     case 4:

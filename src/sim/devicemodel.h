@@ -78,6 +78,9 @@ class DeviceModel : public QObject {
   // The logger's own wall clock (naive time held as Qt::UTC).
   QDateTime clock() const;
   void setClock(const QDateTime& naiveTime);
+  // A fault: the clock runs on but every setting (1, 2, 3) is acknowledged
+  // and ignored.
+  void setClockStuck(bool stuck) { m_clockStuck = stuck; }
 
   // ---- state (JSON loading, tests, demo)
   bool loadJson(const QByteArray& json, QString* error = nullptr);
@@ -210,6 +213,7 @@ class DeviceModel : public QObject {
   qint64 m_manualMs = 0;
   QDateTime m_clockBase;
   qint64 m_clockSetMs = 0;
+  bool m_clockStuck = false;
   bool m_updating = false;
 };
 

@@ -2,8 +2,12 @@
 // program and its tests reach it through a real serial port device.
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
+#if defined(__linux__)
+#include <sys/inotify.h>
+#endif
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -11,6 +15,7 @@
 #include <QFileInfo>
 #include <QSocketNotifier>
 #include <QTimer>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -67,6 +72,8 @@ class PtyHost : public QObject {
     ::cfmakeraw(&tio);
     ::tcsetattr(m_slave, TCSANOW, &tio);
 
+    watchClients(name);
+
     m_readNotifier = new QSocketNotifier(m_master, QSocketNotifier::Read, this);
     connect(m_readNotifier, &QSocketNotifier::activated, this, [this] { readInput(); });
     m_writeNotifier = new QSocketNotifier(m_master, QSocketNotifier::Write, this);
@@ -84,13 +91,58 @@ class PtyHost : public QObject {
     m_timer.stop();
     delete m_readNotifier;
     delete m_writeNotifier;
-    m_readNotifier = m_writeNotifier = nullptr;
+    delete m_watchNotifier;
+    m_readNotifier = m_writeNotifier = m_watchNotifier = nullptr;
+    if (m_watch >= 0) ::close(m_watch);
+    m_watch = -1;
     if (m_slave >= 0) ::close(m_slave);
     if (m_master >= 0) ::close(m_master);
     m_slave = m_master = -1;
   }
 
  private:
+  // A serial port library puts the terminal in exclusive mode (TIOCEXCL) so
+  // that no other program opens it, and takes it out again when it closes
+  // the port. A client that is killed never does; a real port forgets the
+  // mode at its last close, but our own descriptor keeps this terminal from
+  // ever closing for the last time. So the host counts the clients that
+  // open and close the device and ends exclusive mode when the last has gone,
+  // however it went.
+  void watchClients(const char* name) {
+#if defined(__linux__)
+    m_watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    if (m_watch < 0) return;
+    if (::inotify_add_watch(m_watch, name, IN_OPEN | IN_CLOSE) < 0) {
+      ::close(m_watch);
+      m_watch = -1;
+      return;
+    }
+    m_watchNotifier = new QSocketNotifier(m_watch, QSocketNotifier::Read, this);
+    connect(m_watchNotifier, &QSocketNotifier::activated, this, [this] { clientsChanged(); });
+#else
+    Q_UNUSED(name);
+#endif
+  }
+
+  void clientsChanged() {
+#if defined(__linux__)
+    alignas(inotify_event) char buf[4096];
+    for (;;) {
+      const auto n = ::read(m_watch, buf, sizeof buf);
+      if (n <= 0) break;  // EAGAIN: all read
+      for (qsizetype at = 0; at + qsizetype(sizeof(inotify_event)) <= n;) {
+        inotify_event e;
+        std::memcpy(&e, buf + at, sizeof e);
+        if (e.mask & IN_OPEN) ++m_clients;
+        if (e.mask & IN_CLOSE) m_clients = std::max(0, m_clients - 1);
+        if (e.mask & IN_Q_OVERFLOW) m_clients = 0;  // lost count: take them as gone
+        at += qsizetype(sizeof(inotify_event)) + e.len;
+      }
+    }
+    if (m_clients == 0 && m_slave >= 0) ::ioctl(m_slave, TIOCNXCL);
+#endif
+  }
+
   void readInput() {
     char buf[4096];
     for (;;) {
@@ -142,9 +194,12 @@ class PtyHost : public QObject {
   QTimer m_timer;
   int m_master = -1;
   int m_slave = -1;
+  int m_watch = -1;   // inotify on the device, for clients coming and going
+  int m_clients = 0;  // descriptors of the device open elsewhere
   QString m_path;
   QSocketNotifier* m_readNotifier = nullptr;
   QSocketNotifier* m_writeNotifier = nullptr;
+  QSocketNotifier* m_watchNotifier = nullptr;
   QByteArray m_pending;
 };
 
@@ -258,6 +313,8 @@ int main(int argc, char* argv[]) {
       {QStringLiteral("unplug-after-points"),
        QStringLiteral("Pull the logger out after K points of a point stream."),
        QStringLiteral("K")},
+      {QStringLiteral("clock-stuck"),
+       QStringLiteral("The logger's clock runs on but ignores every setting.")},
       {QStringLiteral("control"),
        QStringLiteral("Take fault settings from standard input, one a line, named as the "
                       "options (\"refuse 11\", \"late 1:900\", \"garbage off\"; \"unplug\" "
@@ -273,6 +330,7 @@ int main(int argc, char* argv[]) {
       return 2;
     }
   }
+  model.setClockStuck(p.isSet(QStringLiteral("clock-stuck")));
   if (p.isSet(QStringLiteral("model"))) {
     const QString m = p.value(QStringLiteral("model"));
     model.setModel(m);
