@@ -786,13 +786,48 @@ void Form1::onDataSetChanged(int set) {
   refreshDataArea();
 }
 
-// The file data panel: what the opened file's header says.
+// The four bound labels of the file data panel (caption and value, upper
+// then lower), made with the first file.
+QList<QLabel*> Form1::fileBoundLabels() {
+  static const char* const kNames[] = {"FileUpperCaption", "FileUpper", "FileLowerCaption",
+                                       "FileLower"};
+  QWidget* panel = fileInfo->parentWidget();
+  QList<QLabel*> labels;
+  if (auto* made = panel->findChild<QWidget*>(QStringLiteral("FileBounds"))) {
+    for (const char* name : kNames) labels << made->findChild<QLabel*>(QLatin1String(name));
+    return labels;
+  }
+  auto* box = named<QWidget>("FileBounds");
+  auto* row = new QHBoxLayout(box);
+  row->setContentsMargins(0, 0, 0, 0);
+  for (int k = 0; k < 4; k += 2) {
+    QLabel* title = caption(k == 0 ? QStringLiteral("Upper bound") : QStringLiteral("Lower bound"));
+    title->setObjectName(QLatin1String(kNames[k]));
+    labels << title << valueLabel(kNames[k + 1]);
+    row->addWidget(labels[k]);
+    row->addWidget(labels[k + 1]);
+  }
+  panel->layout()->addWidget(box);
+  return labels;
+}
+
+// The file data panel: what the opened file's header says, with the bounds
+// of a file that has them.
 void Form1::showFilePanel() {
   const DataSetInfo& f = session_->data().info(FileData);
-  if (f.Points <= 0 && f.Name.isEmpty()) {
+  const QList<QLabel*> bounds = fileBoundLabels();
+  const bool none = f.Points <= 0 && f.Name.isEmpty();
+  for (QLabel* l : bounds) l->setVisible(!none && HasAlarmBounds(f.Model));
+  if (none) {
     fileInfo->clear();
     return;
   }
+  auto boundText = [](qint32 raw, bool on) {
+    return on ? QString::number(fmt::boundDegrees(raw)) + QStringLiteral(" C")
+              : QStringLiteral("OFF");
+  };
+  bounds[1]->setText(boundText(f.UpperRaw, f.UpperOn));
+  bounds[3]->setText(boundText(f.LowerRaw, f.LowerOn));
   QString interval;
   if (f.Interval >= 60) interval = QString::number(f.Interval / 60) + QStringLiteral(" Min");
   if (f.Interval % 60 != 0) interval += QString::number(f.Interval % 60) + QStringLiteral(" Sec");

@@ -124,6 +124,7 @@ class Form1 : public QMainWindow {
   void m11_Click();
   void mSaveGraph_Click();
   void showFilePanel();
+  QList<QLabel*> fileBoundLabels();
   void saveSet(int set);
   void m14_Click();
 
