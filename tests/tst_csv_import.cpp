@@ -179,9 +179,9 @@ void TstCsvImport::rejected_data() {
   QTest::newRow("points overflow")
       << kShortTitles + "\"N\",\"2010/05/01\",\"9e99\",\"60\",\"\",\"\"\r\n" + rows
       << kFileError + "\r\rline 2: the recording points '9e99' are out of range.";
-  QTest::newRow("quote never closed") << kShortTitles + "\"" + QByteArray(8 << 20, 'x')
-                                      << kFileError +
-                                             "\r\rline 2: the line is longer than 1024 bytes.";
+  QTest::newRow("quote never closed")
+      << kShortTitles + "\"" + QByteArray(8 << 20, 'x')
+      << kFileError + "\r\rline 2: the line is longer than 1024 bytes.";
   QTest::newRow("hour 25 in row 3")
       << head + "3,\"2010/05/01 25:00:00\",\"22\",\"42\",\"\"\r\n"
       << kFileError + "\r\rline 6: '2010/05/01 25:00:00' is not a date and time.";

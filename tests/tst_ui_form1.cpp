@@ -625,9 +625,8 @@ class TestForm1 : public QObject {
     // reaches the set, the panel or the list.
     const QString bad = test::csvFixture(QStringLiteral("decimal_comma.csv"));
     QVERIFY(!s.openFile(bad));
-    QCOMPARE(rig.prompt.messages,
-             QStringList{"File error\r\r" + QDir::toNativeSeparators(bad) +
-                         ", line 6: '-0,25' is not a number."});
+    QCOMPARE(rig.prompt.messages, QStringList{"File error\r\r" + QDir::toNativeSeparators(bad) +
+                                              ", line 6: '-0,25' is not a number."});
     QCOMPARE(s.data().info(FileData).Points, qint16(0));
     QCOMPARE(s.data().info(FileData).Name, QStringLiteral("LAB"));
     QCOMPARE(shown(), empty);

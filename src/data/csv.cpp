@@ -177,7 +177,8 @@ int overlongLine(const QByteArray& d) {
 // take "22,31" as 22 and an empty cell as 0, and a report built on that is
 // false.
 bool plainNumber(const QString& text) {
-  static const QRegularExpression form(QStringLiteral("^[ \\t]*[+-]?(\\d+\\.?\\d*|\\.\\d+)[ \\t]*$"));
+  static const QRegularExpression form(
+      QStringLiteral("^[ \\t]*[+-]?(\\d+\\.?\\d*|\\.\\d+)[ \\t]*$"));
   return form.match(text).hasMatch();
 }
 
@@ -464,9 +465,9 @@ CsvOpenResult parseItems(const QByteArray& data, CsvImport* file, QString* why,
                                QStringLiteral("Record interval")};
   for (int k = 0; k < 4; ++k) {
     if (title[k] != expected[k])
-      return fail(CsvOpenResult::WrongForm, 1,
-                  QStringLiteral("title %1 is %2, not '%3'").arg(k + 1).arg(shown(title[k]),
-                                                                            expected[k]));
+      return fail(
+          CsvOpenResult::WrongForm, 1,
+          QStringLiteral("title %1 is %2, not '%3'").arg(k + 1).arg(shown(title[k]), expected[k]));
   }
   if (title[4] == u"Upper bound temperature setting" &&
       title[5] == u"Lower bound temperature setting") {
@@ -488,11 +489,13 @@ CsvOpenResult parseItems(const QByteArray& data, CsvImport* file, QString* why,
   }
   reader.skipEmptyRest();
   if (!fmt::parseGeneralDate(value[1], &file->startTime))
-    return fileError(valueLine[1],
-                     QStringLiteral("the start time %1 is not a date and time").arg(shown(value[1])));
+    return fileError(
+        valueLine[1],
+        QStringLiteral("the start time %1 is not a date and time").arg(shown(value[1])));
   if (!toLong(fmt::val(value[2]), &file->pointsShown))
-    return fileError(valueLine[2],
-                     QStringLiteral("the recording points %1 are out of range").arg(shown(value[2])));
+    return fileError(
+        valueLine[2],
+        QStringLiteral("the recording points %1 are out of range").arg(shown(value[2])));
   if (!toLong(fmt::val(value[3]), &file->interval))
     return fileError(valueLine[3],
                      QStringLiteral("the record interval %1 is out of range").arg(shown(value[3])));
@@ -560,7 +563,8 @@ CsvOpenResult Csv_Parse(QIODevice& in, CsvImport* file, QString* why,
   QString problem;
   if (!readWhole(in, &data, &problem, cancel)) {
     if (cancel && cancel->load()) return CsvOpenResult::Cancelled;
-    *why = path.isEmpty() ? problem : QDir::toNativeSeparators(path) + QStringLiteral(": ") + problem;
+    *why =
+        path.isEmpty() ? problem : QDir::toNativeSeparators(path) + QStringLiteral(": ") + problem;
     return CsvOpenResult::FileError;
   }
   const CsvOpenResult result = parseItems(data, file, &problem, cancel);

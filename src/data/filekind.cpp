@@ -1,8 +1,9 @@
 #include "data/filekind.h"
 
+#include <qplatformdefs.h>
+
 #include <QFile>
 #include <QSaveFile>
-#include <qplatformdefs.h>
 
 namespace hygro {
 
