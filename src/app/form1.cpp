@@ -808,6 +808,7 @@ QList<QLabel*> Form1::fileBoundLabels() {
     row->addWidget(labels[k + 1]);
   }
   panel->layout()->addWidget(box);
+  box->show();  // a layout shows a late child only once the event loop runs
   return labels;
 }
 

@@ -5,6 +5,13 @@
 #include <QFile>
 #include <QSaveFile>
 
+#ifndef S_ISREG
+#define S_ISREG(m) (((m)&S_IFMT) == S_IFREG)
+#endif
+#ifndef S_ISDIR
+#define S_ISDIR(m) (((m)&S_IFMT) == S_IFDIR)
+#endif
+
 namespace hygro {
 
 namespace {
