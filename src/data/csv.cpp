@@ -400,6 +400,8 @@ namespace {
 bool readWhole(QIODevice& in, QByteArray* data, QString* why, const std::atomic_bool* cancel) {
   constexpr qint64 kChunk = 1 << 20;
   data->clear();
+  if (!in.isSequential())
+    data->reserve(qBound<qint64>(0, in.size() - in.pos(), kCsvMaxFileSize) + 1);
   for (;;) {
     if (cancel && cancel->load()) return false;
     const qsizetype old = data->size();
