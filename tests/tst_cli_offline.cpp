@@ -1,7 +1,11 @@
 // hygrotab-cli without a logger on a serial line: help, usage errors (which
 // must be caught before the tool talks to any port), a missing port, and the
 // built-in demo logger.
+#include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
 
 #include <QDateTime>
 #include <QFile>
@@ -55,6 +59,10 @@ class TestCliOffline : public QObject {
   void demoLogger();
   void folderInUseIsRefused();
   void recoverWritesLeftovers();
+  void outputsNeverDestroyFiles_data();
+  void outputsNeverDestroyFiles();
+  void outputsToStreams();
+  void namesThatAreNotUtf8AreRefused();
 };
 
 void TestCliOffline::toolHelpListsEveryCommand() {
@@ -103,6 +111,7 @@ void TestCliOffline::usageErrors_data() {
       {"--port COM3 status", "COM3 is a Windows port name"},
       {"--port ttyUSB0 status", "ttyUSB0 is not a port"},
       {"--demo status", "exclude each other"},  // with the port every row gets
+      {"status --demo", "exclude each other"},  // global options after the command too
       {"status --verbose", "unknown option '--verbose'"},
       {"status now", "takes no arguments"},
       {"measure --count", "'--count' needs a value"},
@@ -317,7 +326,9 @@ void TestCliOffline::recoverWritesLeftovers() {
   CLI_RUN(byNumber, 0,
           runCli(base + QStringList{QStringLiteral("--csv"), csv2, QStringLiteral("1")}));
   QVERIFY(hygro::test::readFile(csv2).contains(",\"2026/11/23 10:00:00\",\"5.00\",\"6.00\","));
-  CLI_RUN(byName, 0, runCli(base + QStringList{QStringLiteral("--csv"), csv2, leftover}));
+  CLI_RUN(byName, 0,
+          runCli(base + QStringList{QStringLiteral("--csv"), csv2, QStringLiteral("--overwrite"),
+                                    leftover}));
   QCOMPARE(hygro::test::readFile(csv2), hygro::test::readFile(csv));
   // Nothing is ever removed from a leftover.
   QCOMPARE(QFileInfo(leftover).size(), 4 * 80 + 41);
@@ -326,6 +337,121 @@ void TestCliOffline::recoverWritesLeftovers() {
   CLI_RUN(none, 0, runCli({QStringLiteral("--data-dir"), empty.path(), QStringLiteral("recover")}));
   QVERIFY(none.out.isEmpty());
   QVERIFY(none.err.contains(QStringLiteral("no leftovers")));
+}
+
+void TestCliOffline::outputsNeverDestroyFiles_data() {
+  // IN is the file read, LINK a hard link to it, OLD an existing file, DATA a
+  // data folder with one leftover.
+  QTest::addColumn<QString>("args");
+  QTest::addColumn<int>("exitCode");
+  QTest::addColumn<QString>("says");
+  const QString input = QStringLiteral("is the file being read; the output would destroy it");
+  const QString exists = QStringLiteral("the file exists (--overwrite replaces it)");
+  QTest::newRow("print over its input") << "print --csv IN --pdf IN" << 2 << input;
+  QTest::newRow("plot over its input") << "plot --csv IN --png LINK --overwrite" << 2 << input;
+  QTest::newRow("print, existing PDF") << "print --csv IN --pdf OLD" << 1 << exists;
+  QTest::newRow("plot, existing PNG") << "plot --csv IN --png OLD" << 1 << exists;
+  QTest::newRow("download, existing CSV") << "--demo download --csv OLD" << 1 << exists;
+  QTest::newRow("measure, existing CSV") << "--demo measure --csv OLD" << 1 << exists;
+  QTest::newRow("recover, existing CSV") << "recover --csv OLD --data-dir DATA" << 1 << exists;
+}
+
+void TestCliOffline::outputsNeverDestroyFiles() {
+  QFETCH(QString, args);
+  QFETCH(int, exitCode);
+  QFETCH(QString, says);
+  QTemporaryDir dir;
+  const QString in = dir.filePath(QStringLiteral("in.csv"));
+  const QString old = dir.filePath(QStringLiteral("old.csv"));
+  QVERIFY(QFile::copy(hygro::test::csvFixture(QStringLiteral("qm720xc.csv")), in));
+  QVERIFY(QFile::link(in, dir.filePath(QStringLiteral("alias.csv"))));
+  QCOMPARE(::link(QFile::encodeName(in).constData(),
+                  QFile::encodeName(dir.filePath(QStringLiteral("link.csv"))).constData()),
+           0);
+  QFile keep(old);
+  QVERIFY(keep.open(QIODevice::WriteOnly) && keep.write("yesterday's log\n") > 0);
+  keep.close();
+  QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("data")));
+  QVERIFY(hygro::test::writeScratchFile(dir.filePath(QStringLiteral("data/log.rand.crash-1")),
+                                        {hygro::test::makeRecord(5, 6, 46000)}));
+  QStringList argv = words(args);
+  argv.replaceInStrings(QStringLiteral("LINK"), dir.filePath(QStringLiteral("link.csv")));
+  argv.replaceInStrings(QStringLiteral("IN"), in);
+  argv.replaceInStrings(QStringLiteral("OLD"), old);
+  argv.replaceInStrings(QStringLiteral("DATA"), dir.filePath(QStringLiteral("data")));
+  CLI_RUN(r, exitCode, runCli(argv));
+  QVERIFY2(r.err.contains(says), CLI_DIAG(r));
+  QCOMPARE(hygro::test::readFile(in),
+           hygro::test::readFile(hygro::test::csvFixture(QStringLiteral("qm720xc.csv"))));
+  QCOMPARE(hygro::test::readFile(old), QByteArray("yesterday's log\n"));
+  // With --overwrite the existing file is replaced; the input, under any
+  // name, never is.
+  if (exitCode == 1 && args.startsWith(QLatin1String("print"))) {
+    CLI_RUN(again, 0, runCli(argv << QStringLiteral("--overwrite")));
+    QVERIFY(hygro::test::readFile(old).startsWith("%PDF"));
+    argv.replaceInStrings(old, dir.filePath(QStringLiteral("alias.csv")));
+    CLI_RUN(alias, 2, runCli(argv));
+  }
+}
+
+void TestCliOffline::outputsToStreams() {
+  // "-" is stdout: the CSV alone, none of the sample lines.
+  CLI_RUN(csv, 0, runCli(words("--demo download --csv -")));
+  QVERIFY2(csv.out.startsWith(QStringLiteral("\"Recognition name\",")), CLI_DIAG(csv));
+  QCOMPARE(csv.outLines().size(), 3 + 216);
+
+  // A pipe is written to, not replaced by a file.
+  QTemporaryDir dir;
+  const QString fifo = dir.filePath(QStringLiteral("pipe"));
+  QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+  const int reader = ::open(QFile::encodeName(fifo).constData(), O_RDONLY | O_NONBLOCK);
+  QVERIFY(reader >= 0);
+  QProcess cli;
+  hygro::test::prepareCli(
+      cli,
+      {QStringLiteral("plot"), QStringLiteral("--csv"),
+       hygro::test::csvFixture(QStringLiteral("qm720xc.csv")), QStringLiteral("--png"), fifo},
+      {});
+  cli.start();
+  QByteArray picture;
+  for (bool running = true; running;) {
+    running = !cli.waitForFinished(20);
+    char buf[65536];
+    for (ssize_t n; (n = ::read(reader, buf, sizeof buf)) > 0;) picture.append(buf, n);
+  }
+  ::close(reader);
+  QVERIFY2(cli.exitCode() == 0, cli.readAllStandardError().constData());
+  QVERIFY(picture.startsWith("\x89PNG"));
+  QVERIFY(QFileInfo(fifo).exists() && !QFileInfo(fifo).isFile());
+
+  // A device node is written in place: a copy of /dev/full stays a device
+  // and the write fails as it should. Only root may make one.
+  const QString full = dir.filePath(QStringLiteral("full"));
+  if (::mknod(QFile::encodeName(full).constData(), S_IFCHR | 0600, makedev(1, 7)) != 0)
+    QSKIP("a device node can be made only as root");
+  CLI_RUN(r, 1,
+          runCli({QStringLiteral("print"), QStringLiteral("--csv"),
+                  hygro::test::csvFixture(QStringLiteral("qm720xc.csv")), QStringLiteral("--pdf"),
+                  full}));
+  struct stat st {};
+  QCOMPARE(::stat(QFile::encodeName(full).constData(), &st), 0);
+  QVERIFY(S_ISCHR(st.st_mode));
+}
+
+void TestCliOffline::namesThatAreNotUtf8AreRefused() {
+  // Through a shell: the bytes of such a name cannot pass through a QString.
+  QTemporaryDir dir;
+  QProcess sh;
+  sh.setWorkingDirectory(dir.path());
+  sh.start(QStringLiteral("/bin/sh"),
+           {QStringLiteral("-c"),
+            QStringLiteral("\"$0\" plot --csv \"$1\" --png \"$(printf 'x\\377.png')\""),
+            hygro::test::cliExecutable(), hygro::test::csvFixture(QStringLiteral("qm720xc.csv"))});
+  QVERIFY(sh.waitForFinished(30000));
+  const QString err = QString::fromUtf8(sh.readAllStandardError());
+  QCOMPARE(sh.exitCode(), 2);
+  QVERIFY2(err.contains(QStringLiteral("'x\\xff.png' is not valid UTF-8")), qPrintable(err));
+  QVERIFY(QDir(dir.path()).isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestCliOffline)

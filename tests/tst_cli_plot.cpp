@@ -49,8 +49,8 @@ void TstCliPlot::writesThePictureAtTheRequestedSize() {
     QCOMPARE(pngSize(png), QSize(1280, 800));
   }
   CLI_RUN(r, 0,
-          runCli({"plot", "--csv", fixture("qm720xc.csv"), "--png", png, "--size", "640x360",
-                  "--span", "3600", "--position", "60", "--temperature-range", "10:15",
+          runCli({"plot", "--csv", fixture("qm720xc.csv"), "--png", png, "--overwrite", "--size",
+                  "640x360", "--span", "3600", "--position", "60", "--temperature-range", "10:15",
                   "--humidity-range", "50:50"}));
   QCOMPARE(pngSize(png), QSize(640, 360));
 }

@@ -73,9 +73,9 @@ void TstCliPrint::printsACsvFile() {
     // The whole set by default: both blocks name record 4 as the coldest.
     QCOMPARE(text.count(QStringLiteral("Minimum temperature") + QStringLiteral(" 00004")), 2);
   }
-  CLI_RUN(
-      r, 0,
-      runCli({"print", "--dump", "--range", "2-3", "--csv", fixture("qm720xc.csv"), "--pdf", pdf}));
+  CLI_RUN(r, 0,
+          runCli({"print", "--dump", "--range", "2-3", "--csv", fixture("qm720xc.csv"), "--pdf",
+                  pdf, "--overwrite"}));
   const QString text = pdfText(pdf);
   QVERIFY(text.contains(QStringLiteral("Record No")));
   for (const char* row : {"00001", "00002", "00003", "00004"})

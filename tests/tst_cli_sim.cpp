@@ -461,6 +461,22 @@ void TestCliSim::aKilledRunLeavesItsSamples() {
     QVERIFY2(kCsvRow.match(QString::fromLatin1(rows[i])).hasMatch(), rows[i].constData());
     QVERIFY(rows[i].startsWith(QByteArray::number(i - 2) + ','));
   }
+
+  // The tool's private folder stays in the temporary folder, and recover
+  // finds the samples there (with a global option after the command).
+  hygro::test::CliSetup setup;
+  setup.dataDir = false;
+  setup.tempDir = tmp.path();
+  const QStringList folders = QDir(tmp.path()).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+  QCOMPARE(folders.size(), 1);
+  CLI_RUN(list, 0, hygro::test::runCli(words("recover --baud 9600"), setup));
+  const QString line = list.outLines().filter(tmp.path()).value(0);
+  QVERIFY2(line.contains(QStringLiteral("\t%1/%2/real.rand.crash-").arg(tmp.path(), folders[0])),
+           CLI_DIAG(list));
+  // Every sample in the CSV, and maybe one that was kept before it got there.
+  const QStringList fields = line.split(QLatin1Char('\t'));
+  QCOMPARE(fields.value(2), QStringLiteral("real-time samples"));
+  QVERIFY2(fields.value(3).toInt() >= rows.size() - 3, CLI_DIAG(list));
 }
 
 void TestCliSim::aReaderThatGoesAwayLosesNothing() {

@@ -658,6 +658,61 @@ class TestForm1 : public QObject {
     QVERIFY(!w.isVisible());
   }
 
+  void filePanelShowsBoundsAndOnlyAWholeFile() {
+    QTemporaryDir dir;
+    Rig rig(dir.path());
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    Session& s = *rig.session;
+    auto* list = child<QTreeView>(w, "ListView1");
+    // What the panel and the list show; "-" for a hidden bound label.
+    const auto shown = [&] {
+      QStringList texts{child<QLabel>(w, "FileInfo")->text(),
+                        QString::number(list->model()->rowCount())};
+      for (const char* name : {"FileUpperCaption", "FileUpper", "FileLowerCaption", "FileLower"}) {
+        auto* l = child<QLabel>(w, name);
+        texts << (l && l->isVisibleTo(&w) ? l->text() : QStringLiteral("-"));
+      }
+      return texts;
+    };
+    QVERIFY(s.openFile(test::csvFixture(QStringLiteral("points0.csv"))));
+    w.findChild<QAction*>(QStringLiteral("mDisplayFileDump"))->trigger();
+    const QStringList empty{"LAB   2010/05/01 13:04:05   0 Point   1 Min", "0", "-", "-", "-", "-"};
+    QCOMPARE(shown(), empty);
+
+    // A value that is no number in row 3: refused, and nothing of the file
+    // reaches the set, the panel or the list.
+    const QString bad = test::csvFixture(QStringLiteral("decimal_comma.csv"));
+    QVERIFY(!s.openFile(bad));
+    QCOMPARE(rig.prompt.messages, QStringList{"File error\r\r" + QDir::toNativeSeparators(bad) +
+                                              ", line 6: '-0,25' is not a number."});
+    QCOMPARE(s.data().info(FileData).Points, qint16(0));
+    QCOMPARE(s.data().info(FileData).Name, QStringLiteral("LAB"));
+    QCOMPARE(shown(), empty);
+
+    // A file with bounds shows them; one without hides the labels again.
+    QVERIFY(s.openFile(test::csvFixture(QStringLiteral("qm720xc.csv"))));
+    QCOMPARE(shown(), (QStringList{"ROOM1   2010/05/01 13:04:05   4 Point   10 Min", "4",
+                                   "Upper bound", "30 C", "Lower bound", "OFF"}));
+    QVERIFY(s.openFile(test::csvFixture(QStringLiteral("qm720xcb.csv"))));
+    QCOMPARE(shown().mid(1), (QStringList{"4", "-", "-", "-", "-"}));
+
+    // The window is served while a file is read: a timer due at once fires
+    // before the read of the largest file a set can hold is over.
+    DataSets full;
+    test::fillSeconds(full, RealTimeData, kMaxPoints, 60);
+    const QString big = dir.filePath(QStringLiteral("full.csv"));
+    QString error;
+    QVERIFY2(Csv_Write(full, RealTimeData, QString(), QStringLiteral("BIG"), big, &error),
+             qPrintable(error));
+    bool served = false;
+    QTimer::singleShot(0, &w, [&] { served = s.data().info(FileData).Name != u"BIG"; });
+    QVERIFY(s.openFile(big));
+    QVERIFY(served);
+    QCOMPARE(s.data().info(FileData).Points, kMaxPoints);
+    rig.session->data().closeAndRemove();
+  }
+
   void signalsEndTheWindowProgram_data() {
     QTest::addColumn<int>("sig");
     QTest::addColumn<bool>("leftover");

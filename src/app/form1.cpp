@@ -489,8 +489,31 @@ QWidget* Form1::buildDataArea() {
   Command14 = named<QPushButton>("Command14", QStringLiteral("Open"));
   fileInfo = new ElidingLabel;
   fileInfo->setObjectName(QStringLiteral("FileInfo"));
+  // What the file's header says, and under it the bounds of a file that has
+  // them: on two lines, so neither squeezes the other.
+  auto* fileText = new QVBoxLayout;
+  fileText->setSpacing(0);
+  fileText->addWidget(fileInfo);
+  auto* bounds = named<QWidget>("FileBounds");
+  auto* boundsRow = new QHBoxLayout(bounds);
+  boundsRow->setContentsMargins(0, 0, 0, 0);
+  for (const auto& [title, name, value] :
+       {std::tuple{"Upper bound", "FileUpperCaption", "FileUpper"},
+        std::tuple{"Lower bound", "FileLowerCaption", "FileLower"}}) {
+    QLabel* t = caption(QLatin1String(title));
+    t->setObjectName(QLatin1String(name));
+    boundsRow->addWidget(t);
+    boundsRow->addWidget(valueLabel(value));
+    boundsRow->addSpacing(8);
+  }
+  boundsRow->addStretch();
+  // Like the line above it, the bounds never widen the window: a narrow
+  // window cuts them short instead.
+  bounds->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+  bounds->hide();
+  fileText->addWidget(bounds);
   fileRow->addWidget(Command14);
-  fileRow->addWidget(fileInfo, 1);
+  fileRow->addLayout(fileText, 1);
   bar->addWidget(sets);
   bar->addWidget(views);
   bar->addWidget(file, 1);
@@ -847,16 +870,24 @@ void Form1::onExtremesMarked(int set) {
   Stats_Label(*dump_, info.Stats);
 }
 
-// The file data panel: what the opened file's header says.
+// The file data panel: what the opened file's header says, with the bounds
+// of a file that has them.
 void Form1::showFilePanel() {
   const DataSetInfo& f = session_->data().info(FileData);
-  if (f.Points <= 0 && f.Name.isEmpty()) {
+  auto* bounds = findChild<QWidget*>(QStringLiteral("FileBounds"));
+  const bool none = f.Points <= 0 && f.Name.isEmpty();
+  bounds->setVisible(!none && HasAlarmBounds(f.Model));
+  if (none) {
     fileInfo->clear();
     return;
   }
-  QString interval;
-  if (f.Interval >= 60) interval = QString::number(f.Interval / 60) + QStringLiteral(" Min");
-  if (f.Interval % 60 != 0) interval += QString::number(f.Interval % 60) + QStringLiteral(" Sec");
+  auto boundText = [](qint32 raw, bool on) {
+    return on ? QString::number(fmt::boundDegrees(raw)) + QStringLiteral(" C")
+              : QStringLiteral("OFF");
+  };
+  bounds->findChild<QLabel*>(QStringLiteral("FileUpper"))->setText(boundText(f.UpperRaw, f.UpperOn));
+  bounds->findChild<QLabel*>(QStringLiteral("FileLower"))->setText(boundText(f.LowerRaw, f.LowerOn));
+  const QString interval = fmt::intervalText(f.Interval);
   QStringList parts;
   if (!f.Name.trimmed().isEmpty()) parts << f.Name.trimmed();
   if (f.StartTime != 0) parts << fmt::formatDateTime(f.StartTime);

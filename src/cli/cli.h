@@ -67,10 +67,29 @@ struct Bound {
   bool on = false;
 };
 
-// Whether a CSV file can be written at `path`, asked before the logger is
-// touched: the folder exists and takes new files, or the file exists and may
-// be written. Nothing is left behind by the check. False with *why.
-bool csvTargetWritable(const QString& path, QString* why);
+// ---------------------------------------------------------------- outputs
+// An output option's FILE: "-" is standard output; a device or a pipe is
+// written in place; a new file appears whole or not at all; an existing
+// regular file is replaced only with --overwrite.
+inline const QString kStdout = QStringLiteral("-");
+inline const QString kOverwrite = QStringLiteral("overwrite");
+
+// Whether `path` can take the output, asked before anything is read or the
+// logger is touched; nothing is left behind by the check. False with *why:
+// a folder, a missing folder, no room for a new file, or an existing file
+// without `overwrite`.
+bool outputWritable(const QString& path, bool overwrite, QString* why);
+// The usage error for an output that names one of the `inputs` (the same
+// file under any name); kExitOk when it names none of them.
+int outputIsInput(const QString& option, const QString& path, const QStringList& inputs,
+                  const QString& command);
+// Writes bytes to stdout as they are, false (and outputLost()) when it fails.
+bool outBytes(const QByteArray& bytes);
+// Writes a whole file to `path` ("-": stdout). False with *why.
+bool writeOutput(const QString& path, const QByteArray& bytes, QString* why);
+// Whether `path` is written as a stream (stdout, a device, a pipe): no file
+// is replaced, so it gets its content once, at the end.
+bool outputIsStream(const QString& path);
 
 // "30:on", "-5:off"; false with *error naming the option and the range.
 bool parseBound(const QString& text, const QString& option, int min, int max, Bound* out,

@@ -92,7 +92,7 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
     return usageError(QStringLiteral("--csv needs a file name"), cmd);
   // Before the logger is touched: the download ends its recording.
   QString why;
-  if (!csv.isEmpty() && !csvTargetWritable(csv, &why)) {
+  if (!csv.isEmpty() && !outputWritable(csv, args.has(kOverwrite), &why)) {
     err(QStringLiteral("%1: cannot write the CSV file %2: %3; the logger was left alone")
             .arg(kProgram, QDir::toNativeSeparators(csv), why));
     return kExitFailure;
@@ -171,7 +171,12 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
   // The log is in; from here on it is kept whatever else goes wrong.
   const DataSetInfo& log = s.data().info(LogData);
   bool saved = false;
-  if (!csv.isEmpty()) {
+  if (csv == kStdout) {
+    saved = outBytes(Csv_Content(s.data(), LogData, s.setModel(LogData), s.setName(LogData)));
+    if (!saved)
+      err(QStringLiteral("%1: the CSV could not be written to stdout: %2")
+              .arg(kProgram, outputError()));
+  } else if (!csv.isEmpty()) {
     saved = Csv_Write(s.data(), LogData, s.setModel(LogData), s.setName(LogData), csv, &why);
     if (!saved) err(QStringLiteral("%1: %2").arg(kProgram, why));
   } else {
@@ -226,7 +231,7 @@ Command downloadCommand() {
   return {QStringLiteral("download"),
           QStringLiteral("read the recorded log out of the logger"),
           QStringLiteral(
-              "Usage: hygrotab-cli [global options] download [--csv FILE]\n"
+              "Usage: hygrotab-cli [global options] download [--csv FILE [--overwrite]]\n"
               "\n"
               "Stops a running recording and reads every recorded point, as the window's\n"
               "download button does. Once the points are saved (or printed), the logger marks\n"
@@ -235,8 +240,12 @@ Command downloadCommand() {
               "  --csv FILE  save the log in the program's CSV format; without it the points\n"
               "              are printed, one line each:\n"
               "              yyyy/mm/dd hh:nn:ss<TAB>temperature (C)<TAB>humidity (%RH)\n"
+              "              --csv - writes the CSV to stdout; a device or a pipe is written\n"
+              "              to in place\n"
+              "  --overwrite replace FILE when it exists\n"
               "\n"
-              "A FILE that cannot be written stops the tool before it talks to the logger.\n"
+              "A FILE that cannot be written, or exists without --overwrite, stops the tool\n"
+              "before it talks to the logger.\n"
               "When saving or printing fails after the download (a full disk, a reader that\n"
               "went away), the points go to NAME_yymmdd_hhnnss.csv in the --data-dir folder,\n"
               "or else the current folder (or, failing that, to stdout), the logger's log\n"
@@ -244,7 +253,7 @@ Command downloadCommand() {
               "\n"
               "Ctrl-C, SIGTERM or SIGHUP cancels the download (exit status 1); the logger's\n"
               "log stays marked as never downloaded."),
-          {{QStringLiteral("csv"), true}},
+          {{QStringLiteral("csv"), true}, {kOverwrite, false}},
           runDownload};
 }
 

@@ -63,6 +63,13 @@ class GrowingCsv {
 bool saveCsv(Tool& tool, const QString& path) {
   Session& s = tool.session();
   QString error;
+  if (path == kStdout) {
+    if (outBytes(Csv_Content(s.data(), RealTimeData, tool.model(), s.status().IdentName)))
+      return true;
+    err(QStringLiteral("%1: the CSV could not be written to stdout: %2")
+            .arg(kProgram, outputError()));
+    return false;
+  }
   if (!Csv_Write(s.data(), RealTimeData, tool.model(), s.status().IdentName, path, &error)) {
     err(QStringLiteral("%1: cannot write %2: %3").arg(kProgram, path, error));
     return false;
@@ -87,7 +94,7 @@ int runMeasure(const GlobalOptions& global, const ParsedArgs& args) {
   const QString csv = args.value(QStringLiteral("csv"));
   if (args.has(QStringLiteral("csv")) && csv.isEmpty())
     return usageError(QStringLiteral("--csv needs a file name"), cmd);
-  if (!csv.isEmpty() && !csvTargetWritable(csv, &error)) {
+  if (!csv.isEmpty() && !outputWritable(csv, args.has(kOverwrite), &error)) {
     err(QStringLiteral("%1: cannot write the CSV file %2: %3")
             .arg(kProgram, QDir::toNativeSeparators(csv), error));
     return kExitFailure;
@@ -118,7 +125,8 @@ int runMeasure(const GlobalOptions& global, const ParsedArgs& args) {
       err(QStringLiteral("%1: the logger sent no measurement").arg(kProgram));
       return kExitFailure;
     }
-    if (!out(sampleLine(s.data().Get(RealTimeData, 1)))) {
+    // With --csv - stdout carries the CSV alone.
+    if (csv != kStdout && !out(sampleLine(s.data().Get(RealTimeData, 1)))) {
       err(QStringLiteral("%1: the sample could not be printed: %2").arg(kProgram, outputError()));
       if (!csv.isEmpty()) saveCsv(tool, csv);
       return kExitFailure;
@@ -128,11 +136,13 @@ int runMeasure(const GlobalOptions& global, const ParsedArgs& args) {
     const bool minutes = interval > 60;
     s.realtime().setContinuousInterval(QString::number(minutes ? interval / 60 : interval),
                                        minutes);
+    // A stream (stdout, a device, a pipe) gets the CSV once, at the end: a
+    // file rewritten whole at the end would come twice down a pipe.
     std::optional<GrowingCsv> growing;
-    if (!csv.isEmpty()) growing.emplace(csv);
+    if (!csv.isEmpty() && !outputIsStream(csv)) growing.emplace(csv);
     QObject::connect(&s.realtime(), &RealtimeOperation::sample, [&](int n) {
       if (growing) growing->add(tool, n);
-      out(sampleLine(s.data().Get(RealTimeData, n)));
+      if (csv != kStdout) out(sampleLine(s.data().Get(RealTimeData, n)));
     });
     // The tool keeps the run itself and saves it below, so the window's
     // question at the end of a run is answered No.
@@ -180,7 +190,7 @@ Command measureCommand() {
           QStringLiteral("measure now, once or continuously"),
           QStringLiteral(
               "Usage: hygrotab-cli [global options] measure [--count N] [--interval SECONDS] "
-              "[--csv FILE]\n"
+              "[--csv FILE [--overwrite]]\n"
               "\n"
               "Has the logger measure now and prints one line per sample:\n"
               "  yyyy/mm/dd hh:nn:ss<TAB>temperature (C)<TAB>humidity (%RH)\n"
@@ -192,14 +202,18 @@ Command measureCommand() {
               "                      seconds the logger measures at its fast, coarser resolution\n"
               "  --csv FILE          save the samples in the program's CSV format; a run\n"
               "                      adds each sample to FILE as it comes and rewrites it\n"
-              "                      whole at the end, when the header's point count is known\n"
+              "                      whole at the end, when the header's point count is known;\n"
+              "                      - writes the CSV to stdout at the end (instead of the\n"
+              "                      sample lines), as it does to a device or a pipe\n"
+              "  --overwrite         replace FILE when it exists\n"
               "\n"
               "Ctrl-C, SIGTERM, SIGHUP or a closed stdout (a pipe whose reader went away) ends\n"
               "a continuous run early: the samples taken so far are saved, and the exit status\n"
               "is 1."),
           {{QStringLiteral("count"), true},
            {QStringLiteral("interval"), true},
-           {QStringLiteral("csv"), true}},
+           {QStringLiteral("csv"), true},
+           {kOverwrite, false}},
           runMeasure};
 }
 

@@ -1,8 +1,8 @@
 // plot: the two graphs of a CSV file as one PNG picture, drawn as the window
 // draws them just after opening the file.
-#include <QFileInfo>
+#include <QBuffer>
+#include <QDir>
 #include <QImage>
-#include <QSaveFile>
 #include <cmath>
 
 #include "cli/cli.h"
@@ -101,6 +101,14 @@ int runPlot(const GlobalOptions&, const ParsedArgs& args) {
                             QStringLiteral("humidity-range"), 0, 100, 60, &hCentre, &hHalf, &error))
     return usageError(error, kCmd);
 
+  if (const int rc = outputIsInput(QStringLiteral("png"), png, {csv}, kCmd)) return rc;
+  if (!outputWritable(png, args.has(kOverwrite), &error)) {
+    err(QStringLiteral("File error"));
+    err(QStringLiteral("%1: cannot write %2: %3")
+            .arg(kProgram, QDir::toNativeSeparators(png), error));
+    return kExitFailure;
+  }
+
   // The file set, in memory only: nothing here is ever saved.
   CliPrompt prompt;
   DataSets sets(&prompt);
@@ -146,12 +154,11 @@ int runPlot(const GlobalOptions&, const ParsedArgs& args) {
   }
 
   // Written whole or not at all.
-  QSaveFile file(png);
-  if (!file.open(QIODevice::WriteOnly) || !image.save(&file, "PNG") || !file.commit()) {
-    const QString why = file.errorString();
-    file.cancelWriting();
+  QBuffer picture;
+  picture.open(QIODevice::WriteOnly);
+  if (!image.save(&picture, "PNG") || !writeOutput(png, picture.data(), &error)) {
     err(QStringLiteral("File error"));
-    err(QStringLiteral("%1: cannot write %2: %3").arg(kProgram, png, why));
+    err(QStringLiteral("%1: cannot write %2").arg(kProgram, error));
     return kExitFailure;
   }
   return kExitOk;
@@ -163,7 +170,8 @@ Command plotCommand() {
   return {kCmd,
           QStringLiteral("draw the graphs of a CSV file into a PNG picture"),
           QStringLiteral(
-              "Usage: hygrotab-cli plot --csv IN.csv --png OUT.png [--size WIDTHxHEIGHT]\n"
+              "Usage: hygrotab-cli plot --csv IN.csv --png OUT.png [--overwrite]\n"
+              "                         [--size WIDTHxHEIGHT]\n"
               "                         [--span SECONDS] [--position SECONDS]\n"
               "                         [--temperature-range CENTRE:HALF]\n"
               "                         [--humidity-range CENTRE:HALF]\n"
@@ -172,6 +180,9 @@ Command plotCommand() {
               "graph over its humidity graph, as the window shows them just after opening\n"
               "the file: the whole file, 0 to 40 C and 0 to 100 %.\n"
               "\n"
+              "  --png OUT.png         the picture to write; - writes it to stdout, a device\n"
+              "                        or a pipe is written to in place\n"
+              "  --overwrite           replace OUT.png when it exists (never IN.csv)\n"
               "  --size WIDTHxHEIGHT   picture size in pixels (default 1280x800)\n"
               "  --span SECONDS        time shown across each graph\n"
               "  --position SECONDS    how far the right edge lies before the newest record\n"
@@ -183,14 +194,16 @@ Command plotCommand() {
               "\n"
               "Span and position move in the steps of the window's scroll bars and stop\n"
               "at their ends. Exit status 1 when the file cannot be read or holds no\n"
-              "records, or the picture cannot be written (no picture is left then)."),
+              "records, or the picture cannot be written (no picture is left then) or\n"
+              "exists without --overwrite; 2 when OUT.png is IN.csv."),
           {{QStringLiteral("csv"), true},
            {QStringLiteral("png"), true},
            {QStringLiteral("size"), true},
            {QStringLiteral("span"), true},
            {QStringLiteral("position"), true},
            {QStringLiteral("temperature-range"), true},
-           {QStringLiteral("humidity-range"), true}},
+           {QStringLiteral("humidity-range"), true},
+           {kOverwrite, false}},
           runPlot};
 }
 

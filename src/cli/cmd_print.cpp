@@ -1,5 +1,6 @@
 // print: the graph page or the dump pages of a CSV file or of the logger's
 // log, written as a PDF file as the window's "Save as PDF" does.
+#include <QBuffer>
 #include <QDir>
 
 #include "cli/cli.h"
@@ -50,12 +51,18 @@ int writeReport(DataSets& sets, const PrintJob& job, bool dump, const QString& p
   if (dump) rows.Dump_Fill();
   const ScrollState view = Scroll_Set(sets, job.set, InitialScrollState(), false);
   QString error;
-  const bool ok = WritePdf(
-      pdf,
-      [&](PageOutput& out) {
-        return dump ? PrintDump(out, sets, job, rows) : PrintGraphs(out, sets, job, view);
-      },
-      &error);
+  const auto draw = [&](PageOutput& out) {
+    return dump ? PrintDump(out, sets, job, rows) : PrintGraphs(out, sets, job, view);
+  };
+  bool ok = false;
+  if (pdf == kStdout) {
+    // Whole or not at all: a reader never gets half a PDF.
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    ok = WritePdf(buffer, draw, &error) && writeOutput(pdf, buffer.data(), &error);
+  } else {
+    ok = WritePdf(pdf, draw, &error);
+  }
   if (!ok) {
     if (!error.isEmpty()) err(error);
     err(QStringLiteral("%1: %2 was not written").arg(kProgram, QDir::toNativeSeparators(pdf)));
@@ -81,8 +88,9 @@ int runPrint(const GlobalOptions& global, const ParsedArgs& args) {
   const bool dump = args.has(QStringLiteral("dump"));
 
   // Before anything is read, and above all before the logger is touched.
+  if (const int rc = outputIsInput(QStringLiteral("pdf"), pdf, {csv}, kCmd)) return rc;
   QString why;
-  if (!csvTargetWritable(pdf, &why)) {
+  if (!outputWritable(pdf, args.has(kOverwrite), &why)) {
     err(QStringLiteral("File error"));
     err(QStringLiteral("%1: cannot write %2: %3")
             .arg(kProgram, QDir::toNativeSeparators(pdf), why));
@@ -128,7 +136,7 @@ Command printCommand() {
   return {kCmd,
           QStringLiteral("write the graph or dump print of a CSV file or the log as a PDF"),
           QStringLiteral(
-              "Usage: hygrotab-cli [global options] print --pdf OUT.pdf [--dump]\n"
+              "Usage: hygrotab-cli [global options] print --pdf OUT.pdf [--overwrite] [--dump]\n"
               "                                           [--csv IN.csv] [--range FIRST-LAST]\n"
               "\n"
               "Prints as the window's print dialogs do, into a PDF file (A4): the report\n"
@@ -136,7 +144,9 @@ Command printCommand() {
               "then the temperature and humidity graphs of the whole set (0 to 40 C and\n"
               "0 to 100 %), or with --dump the list of every record.\n"
               "\n"
-              "  --pdf OUT.pdf       the PDF file to write\n"
+              "  --pdf OUT.pdf       the PDF file to write; - writes it to stdout, a device\n"
+              "                      or a pipe is written to in place\n"
+              "  --overwrite         replace OUT.pdf when it exists (never the input file)\n"
               "  --dump              print the dump list instead of the graphs\n"
               "  --csv IN.csv        print a CSV file, read as the window's File open does;\n"
               "                      without it the log is downloaded from the logger as\n"
@@ -146,14 +156,16 @@ Command printCommand() {
               "                      selection\" block; the whole set by default\n"
               "\n"
               "Exit status: 0 when the PDF was written; 1 when the input cannot be read\n"
-              "(\"File error\"), holds no records, the logger fails, or the PDF cannot be\n"
-              "written (no PDF is left then); 2 on a wrong command line, including a\n"
+              "(\"File error\" and why), holds no records, the logger fails, or the PDF cannot\n"
+              "be written (no PDF is left then) or exists without --overwrite; 2 on a wrong\n"
+              "command line, including an output that is the input file, a\n"
               "--range that is not FIRST-LAST with 1 <= FIRST <= LAST and one that reaches\n"
               "past the last record of the set (known once the set is read)."),
           {{QStringLiteral("pdf"), true},
            {QStringLiteral("dump"), false},
            {QStringLiteral("csv"), true},
-           {QStringLiteral("range"), true}},
+           {QStringLiteral("range"), true},
+           {kOverwrite, false}},
           runPrint};
 }
 

@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "cli/cli.h"
+#include "data/filekind.h"
 #include "data/formats.h"
 
 namespace hygro::cli {
@@ -47,10 +48,40 @@ QString outputError() {
   return g_outputErrno != 0 ? QString::fromLocal8Bit(std::strerror(g_outputErrno)) : QString();
 }
 
-bool csvTargetWritable(const QString& path, QString* why) {
+bool outputWritable(const QString& path, bool overwrite, QString* why) {
+  if (path == kStdout) return true;
+  switch (KindOfPath(path)) {
+    case FileKind::Pipe:
+    case FileKind::Device:
+      return true;  // written to in place, nothing is replaced
+    case FileKind::Folder:
+      *why = QStringLiteral("it is a folder");
+      return false;
+    case FileKind::Socket:
+    case FileKind::Other:
+      *why = QStringLiteral("it is %1").arg(FileKindText(KindOfPath(path)));
+      return false;
+    case FileKind::Regular: {
+      if (!overwrite) {
+        *why = QStringLiteral("the file exists (--overwrite replaces it)");
+        return false;
+      }
+      // Appending nothing changes nothing; the file is replaced in place when
+      // no new file can be made beside it.
+      QFile f(path);
+      if (!f.open(QIODevice::WriteOnly | QIODevice::Append)) {
+        *why = f.errorString();
+        return false;
+      }
+      return true;
+    }
+    case FileKind::Missing:
+      break;
+  }
   const QFileInfo fi(path);
-  if (fi.isDir()) {
-    *why = QStringLiteral("it is a folder");
+  if (fi.isSymLink()) {
+    *why = QStringLiteral("it is a symbolic link to %1, which does not exist")
+               .arg(QDir::toNativeSeparators(fi.symLinkTarget()));
     return false;
   }
   const QDir folder = fi.absoluteDir();
@@ -59,16 +90,6 @@ bool csvTargetWritable(const QString& path, QString* why) {
                .arg(QDir::toNativeSeparators(folder.absolutePath()));
     return false;
   }
-  if (fi.exists()) {
-    // Appending nothing changes nothing; the file is replaced in place when
-    // no new file can be made beside it.
-    QFile f(path);
-    if (!f.open(QIODevice::WriteOnly | QIODevice::Append)) {
-      *why = f.errorString();
-      return false;
-    }
-    return true;
-  }
   QTemporaryFile probe(folder.filePath(QStringLiteral(".hygrotab-cli-XXXXXX")));
   if (!probe.open()) {
     *why = QStringLiteral("no file can be created in %1: %2")
@@ -76,6 +97,50 @@ bool csvTargetWritable(const QString& path, QString* why) {
     return false;
   }
   return true;
+}
+
+int outputIsInput(const QString& option, const QString& path, const QStringList& inputs,
+                  const QString& command) {
+  if (path == kStdout || KindOfPath(path) != FileKind::Regular) return kExitOk;
+  for (const QString& input : inputs) {
+    if (SameFile(path, input))
+      return usageError(
+          QStringLiteral("--%1 %2 is the file being read; the output would destroy it")
+              .arg(option, QDir::toNativeSeparators(path)),
+          command);
+  }
+  return kExitOk;
+}
+
+bool outBytes(const QByteArray& bytes) {
+  if (g_outputErrno != 0) return false;
+  errno = 0;
+  const size_t n = std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stdout);
+  if (std::fflush(stdout) == 0 && n == static_cast<size_t>(bytes.size())) return true;
+  g_outputErrno = errno != 0 ? errno : EIO;
+  return false;
+}
+
+bool writeOutput(const QString& path, const QByteArray& bytes, QString* why) {
+  if (path == kStdout) {
+    if (outBytes(bytes)) return true;
+    *why = QStringLiteral("stdout: %1").arg(outputError());
+    return false;
+  }
+  WholeFileWriter file(path);
+  if (!file.open(QIODevice::WriteOnly) || file.device().write(bytes) != bytes.size() ||
+      !file.commit()) {
+    *why = QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(path), file.errorString());
+    file.cancel();
+    return false;
+  }
+  return true;
+}
+
+bool outputIsStream(const QString& path) {
+  if (path == kStdout) return true;
+  const FileKind kind = KindOfPath(path);
+  return kind == FileKind::Pipe || kind == FileKind::Device;
 }
 
 int usageError(const QString& message, const QString& command) {

@@ -2,6 +2,7 @@
 #include <QCoreApplication>
 #include <QGuiApplication>
 #include <memory>
+#include <optional>
 
 #include "cli/cli.h"
 #include "link/connection.h"
@@ -23,7 +24,7 @@ QString toolHelp(const std::vector<Command>& cmds) {
       "\n"
       "Talks to a Hygrotab temperature/humidity logger (QM720-XC, QM720-XCB, QM510-XC).\n"
       "\n"
-      "Options:\n"
+      "Options (before or after COMMAND):\n"
       "  --port PORT     the logger's port: a COM-style number (1-255; n is /dev/ttyUSB<n-1>\n"
       "                  on Linux) or a device path; without it the ports are searched\n"
       "                  as the window's connect button does\n"
@@ -72,6 +73,52 @@ bool draws(const QString& command) {
   return command == QLatin1String("plot") || command == QLatin1String("print");
 }
 
+// An argument that is not valid UTF-8 would reach the tool with its bad
+// bytes replaced: a file would be written under another name. "\xNN" for
+// each such byte, or empty when the argument is valid.
+QString invalidUtf8(const char* arg) {
+  const QByteArray raw(arg);
+  if (QString::fromUtf8(raw).toUtf8() == raw) return {};
+  QString shown;
+  for (const char c : raw) {
+    const auto b = static_cast<unsigned char>(c);
+    shown += b >= 0x20 && b < 0x7F ? QString(QLatin1Char(c))
+                                   : QStringLiteral("\\x%1").arg(b, 2, 16, QLatin1Char('0'));
+  }
+  return shown;
+}
+
+// The global options the command line holds on either side of the command.
+const std::vector<OptionDef> kGlobalOptions = {{QStringLiteral("port"), true},
+                                               {QStringLiteral("demo"), false},
+                                               {QStringLiteral("baud"), true},
+                                               {QStringLiteral("data-dir"), true}};
+
+// Takes one global option into `global`; a usage error's exit status, or
+// kExitOk.
+int applyGlobal(const QString& name, const std::optional<QString>& value, GlobalOptions* global,
+                bool* portGiven) {
+  if (name == QLatin1String("demo")) {
+    global->demo = true;
+  } else if (name == QLatin1String("port")) {
+    global->port = value.value_or(QString());
+    if (global->port.trimmed().isEmpty())
+      return usageError(QStringLiteral("--port needs a port number or a device path"));
+    if (const QString problem = hygro::PortNameProblem(global->port); !problem.isEmpty())
+      return usageError(QStringLiteral("--port: ") + problem);
+    *portGiven = true;
+  } else if (name == QLatin1String("baud")) {
+    global->baud = value.value_or(QString());
+    if (!value || !hygro::Connection::BaudChoices().contains(global->baud))
+      return usageError(QStringLiteral("--baud takes one of %1")
+                            .arg(hygro::Connection::BaudChoices().join(QStringLiteral(", "))));
+  } else if (name == QLatin1String("data-dir")) {
+    global->dataDir = value.value_or(QString());
+    if (global->dataDir.isEmpty()) return usageError(QStringLiteral("--data-dir needs a folder"));
+  }
+  return kExitOk;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -86,25 +133,24 @@ int main(int argc, char** argv) {
   QCoreApplication::setApplicationName(kProgram);
   QCoreApplication::setApplicationVersion(QStringLiteral(HYGROTAB_VERSION));
 
+  for (int i = 1; i < argc; ++i) {
+    if (const QString bad = invalidUtf8(argv[i]); !bad.isEmpty())
+      return usageError(
+          QStringLiteral("'%1' is not valid UTF-8 text; the tool takes names it can spell "
+                         "exactly")
+              .arg(bad));
+  }
+
   const std::vector<Command> cmds = commands();
   QStringList args = QCoreApplication::arguments().mid(1);
   GlobalOptions global;
   bool portGiven = false;
 
-  // Global options come before the command.
+  // Global options before the command.
   while (!args.isEmpty() && args.first().startsWith(QLatin1Char('-'))) {
     const QString a = args.takeFirst();
     const qsizetype eq = a.indexOf(QLatin1Char('='));
     const QString name = eq < 0 ? a : a.left(eq);
-    auto value = [&](QString* v) {
-      if (eq >= 0) {
-        *v = a.mid(eq + 1);
-        return true;
-      }
-      if (args.isEmpty()) return false;
-      *v = args.takeFirst();
-      return true;
-    };
     if (name == QLatin1String("-h") || name == QLatin1String("--help")) {
       out(toolHelp(cmds));
       return kExitOk;
@@ -113,40 +159,47 @@ int main(int argc, char** argv) {
       out(kProgram + QLatin1Char(' ') + QCoreApplication::applicationVersion());
       return kExitOk;
     }
-    if (name == QLatin1String("--demo") && eq < 0) {
-      global.demo = true;
-    } else if (name == QLatin1String("--port")) {
-      if (!value(&global.port) || global.port.trimmed().isEmpty())
-        return usageError(QStringLiteral("--port needs a port number or a device path"));
-      if (const QString problem = hygro::PortNameProblem(global.port); !problem.isEmpty())
-        return usageError(QStringLiteral("--port: ") + problem);
-      portGiven = true;
-    } else if (name == QLatin1String("--baud")) {
-      if (!value(&global.baud) || !hygro::Connection::BaudChoices().contains(global.baud))
-        return usageError(QStringLiteral("--baud takes one of %1")
-                              .arg(hygro::Connection::BaudChoices().join(QStringLiteral(", "))));
-    } else if (name == QLatin1String("--data-dir")) {
-      if (!value(&global.dataDir) || global.dataDir.isEmpty())
-        return usageError(QStringLiteral("--data-dir needs a folder"));
-    } else {
+    const auto def = std::find_if(kGlobalOptions.begin(), kGlobalOptions.end(),
+                                  [&](const OptionDef& d) { return name == "--" + d.name; });
+    if (def == kGlobalOptions.end() || (!def->takesValue && eq >= 0))
       return usageError(QStringLiteral("unknown option '%1'").arg(name));
-    }
+    std::optional<QString> value;
+    if (eq >= 0)
+      value = a.mid(eq + 1);
+    else if (def->takesValue && !args.isEmpty())
+      value = args.takeFirst();
+    if (const int rc = applyGlobal(def->name, value, &global, &portGiven)) return rc;
   }
-  if (portGiven && global.demo)
-    return usageError(QStringLiteral("--port and --demo exclude each other"));
-  if (args.isEmpty()) return usageError(QStringLiteral("no command given"));
+  if (args.isEmpty()) {
+    if (portGiven && global.demo)
+      return usageError(QStringLiteral("--port and --demo exclude each other"));
+    return usageError(QStringLiteral("no command given"));
+  }
 
   const QString name = args.takeFirst();
   const auto cmd =
       std::find_if(cmds.begin(), cmds.end(), [&](const Command& c) { return c.name == name; });
   if (cmd == cmds.end()) return usageError(QStringLiteral("unknown command '%1'").arg(name));
 
+  // ... and after it, among the command's own.
+  std::vector<OptionDef> defs = cmd->options;
+  defs.insert(defs.end(), kGlobalOptions.begin(), kGlobalOptions.end());
   ParsedArgs parsed;
   QString error;
-  if (!parseArgs(args, cmd->options, &parsed, &error)) return usageError(error, cmd->name);
+  if (!parseArgs(args, defs, &parsed, &error)) return usageError(error, cmd->name);
   if (parsed.help) {
     out(cmd->usage);
     return kExitOk;
   }
+  for (const OptionDef& d : kGlobalOptions) {
+    if (!parsed.has(d.name)) continue;
+    const std::optional<QString> value =
+        d.takesValue ? std::optional<QString>(parsed.value(d.name)) : std::nullopt;
+    if (const int rc = applyGlobal(d.name, value, &global, &portGiven)) return rc;
+    parsed.values.remove(d.name);
+    parsed.flags.removeAll(d.name);
+  }
+  if (portGiven && global.demo)
+    return usageError(QStringLiteral("--port and --demo exclude each other"));
   return cmd->run(global, parsed);
 }

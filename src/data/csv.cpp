@@ -2,12 +2,14 @@
 
 #include <QDir>
 #include <QFile>
-#include <QSaveFile>
+#include <QFileInfo>
+#include <QRegularExpression>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <limits>
 
+#include "data/filekind.h"
 #include "data/formats.h"
 #include "data/userprompt.h"
 
@@ -34,149 +36,157 @@ void appendQuoted(QByteArray& out, const QString& text) { appendQuoted(out, text
 // belong to the item), unquoted items up to the next comma or line end with
 // their leading blanks skipped. Items are counted, not lines. Blank lines
 // between records are skipped; a line end right after a comma ends an empty
-// item.
+// item. The whole file is in memory: it is small by the time it gets here.
 class ItemReader {
  public:
-  // Longer items are cut: nothing in a valid file comes near this, and a
-  // hostile file must not make us hold gigabytes.
+  // Longer items are cut: nothing in a valid file comes near this.
   static constexpr qsizetype kMaxItem = 64 * 1024;
 
-  explicit ItemReader(QIODevice& in) : in_(in) {
-    if (fill(3) && buf_.size() >= 3 && buf_.startsWith("\xEF\xBB\xBF")) pos_ = 3;
+  explicit ItemReader(const QByteArray& data) : d_(data) {
+    if (d_.startsWith("\xEF\xBB\xBF")) pos_ = 3;
   }
 
-  bool failed() const { return failed_; }
+  // The line (from 1) on which the last item read began.
+  int line() const { return itemLine_; }
 
   // True when nothing but blanks, line ends or an end-of-file mark remains
   // at a record boundary.
   bool atEnd() {
-    if (failed_) return false;
     if (!afterComma_) {
-      for (;;) {
-        const int c = peek();
-        if (c < 0) return !failed_;
+      while (pos_ < d_.size()) {
+        const char c = d_.at(pos_);
         if (c != ' ' && c != '\t' && c != '\r' && c != '\n' && c != 0x1A) return false;
         ++pos_;
       }
     }
-    return peek() < 0 && !failed_;
+    return pos_ >= d_.size();
   }
 
   bool item(QByteArray* out) {
     out->clear();
-    if (failed_ || ended_) return false;
+    if (ended_) return false;
     if (afterComma_) {
-      skipWhile([](int c) { return c == ' ' || c == '\t'; });
+      skipWhile([](char c) { return c == ' ' || c == '\t'; });
     } else {
-      skipWhile([](int c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; });
+      skipWhile([](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; });
     }
-    int c = peek();
-    if (c < 0) {
-      if (failed_ || !afterComma_) return false;
+    if (pos_ >= d_.size() && !afterComma_) return false;
+    itemLine_ = lineAt(pos_);
+    if (pos_ >= d_.size()) {
       ended_ = true;  // "a," at the very end: one last empty item
       return true;
     }
-    if (c == '"') {
+    if (d_.at(pos_) == '"') {
       ++pos_;
-      for (;;) {
-        const qsizetype start = pos_;
-        while (pos_ < buf_.size() && buf_.at(pos_) != '"') ++pos_;
-        append(out, start, pos_);
-        if (pos_ < buf_.size()) {
-          ++pos_;  // the closing quote
-          break;
-        }
-        if (!fill(1)) break;  // no closing quote: the item runs to the end
-      }
+      const qsizetype start = pos_;
+      while (pos_ < d_.size() && d_.at(pos_) != '"') ++pos_;
+      append(out, start, pos_);
+      if (pos_ < d_.size()) ++pos_;  // the closing quote; without one the item runs to the end
       // Anything between the closing quote and the delimiter is dropped.
-      skipWhile([](int ch) { return ch != ',' && ch != '\r' && ch != '\n'; });
+      skipWhile([](char ch) { return ch != ',' && ch != '\r' && ch != '\n'; });
     } else {
-      for (;;) {
-        const qsizetype start = pos_;
-        while (pos_ < buf_.size()) {
-          const char ch = buf_.at(pos_);
-          if (ch == ',' || ch == '\r' || ch == '\n') break;
-          ++pos_;
-        }
-        append(out, start, pos_);
-        if (pos_ < buf_.size() || !fill(1)) break;
-      }
+      const qsizetype start = pos_;
+      skipWhile([](char ch) { return ch != ',' && ch != '\r' && ch != '\n'; });
+      append(out, start, pos_);
     }
     consumeDelimiter();
-    return !failed_;
+    return true;
+  }
+
+  // After the last item of a record: spreadsheets pad every line to the
+  // widest one with empty items ("...,\"Remarks \","). When nothing but
+  // empty items follows on this line, they are passed over with the line
+  // end; otherwise nothing is taken and the items are counted as always.
+  void skipEmptyRest() {
+    if (!afterComma_) return;
+    qsizetype p = pos_;
+    for (;;) {
+      while (p < d_.size() && (d_.at(p) == ' ' || d_.at(p) == '\t')) ++p;
+      if (p + 1 < d_.size() && d_.at(p) == '"' && d_.at(p + 1) == '"') {
+        p += 2;
+        while (p < d_.size() && (d_.at(p) == ' ' || d_.at(p) == '\t')) ++p;
+      }
+      if (p < d_.size() && d_.at(p) == ',') {
+        ++p;
+        continue;
+      }
+      if (p < d_.size() && d_.at(p) != '\r' && d_.at(p) != '\n') return;  // an item with content
+      break;
+    }
+    pos_ = p;
+    consumeDelimiter();
   }
 
  private:
   template <class Pred>
   void skipWhile(Pred pred) {
-    for (;;) {
-      const int c = peek();
-      if (c < 0 || !pred(c)) return;
-      ++pos_;
-    }
+    while (pos_ < d_.size() && pred(d_.at(pos_))) ++pos_;
   }
 
   void consumeDelimiter() {
-    const int c = peek();
-    if (c == ',') {
+    const char c = pos_ < d_.size() ? d_.at(pos_) : '\0';
+    afterComma_ = c == ',';
+    if (c == ',' || c == '\n') {
       ++pos_;
-      afterComma_ = true;
     } else if (c == '\r') {
       ++pos_;
-      if (peek() == '\n') ++pos_;
-      afterComma_ = false;
-    } else if (c == '\n') {
-      ++pos_;
-      afterComma_ = false;
-    } else {
-      afterComma_ = false;  // end of file
+      if (pos_ < d_.size() && d_.at(pos_) == '\n') ++pos_;
     }
   }
 
   void append(QByteArray* out, qsizetype from, qsizetype to) {
-    const qsizetype room = kMaxItem - out->size();
-    if (room > 0) out->append(buf_.constData() + from, qMin(room, to - from));
+    out->append(d_.constData() + from, qMin(kMaxItem, to - from));
   }
 
-  int peek() {
-    if (pos_ >= buf_.size() && !fill(1)) return -1;
-    return static_cast<unsigned char>(buf_.at(pos_));
-  }
-
-  // Makes at least `need` unread bytes available if the device has them.
-  bool fill(qsizetype need) {
-    if (pos_ > 0 && pos_ >= buf_.size()) {
-      buf_.clear();
-      pos_ = 0;
-    } else if (pos_ > kChunk) {
-      buf_.remove(0, pos_);
-      pos_ = 0;
+  // Lines end with LF, CR LF or a lone CR. Positions only move forward.
+  int lineAt(qsizetype pos) {
+    for (; counted_ < pos && counted_ < d_.size(); ++counted_) {
+      const char c = d_.at(counted_);
+      if (c == '\n' || (c == '\r' && (counted_ + 1 >= d_.size() || d_.at(counted_ + 1) != '\n')))
+        ++line_;
     }
-    while (buf_.size() - pos_ < need) {
-      if (eof_ || failed_) return buf_.size() - pos_ > 0;
-      const qsizetype old = buf_.size();
-      buf_.resize(old + kChunk);
-      const qint64 n = in_.read(buf_.data() + old, kChunk);
-      if (n < 0) {
-        buf_.resize(old);
-        failed_ = true;
-        return false;
-      }
-      buf_.resize(old + n);
-      if (n == 0) eof_ = true;
-    }
-    return true;
+    return line_;
   }
 
-  static constexpr qsizetype kChunk = 64 * 1024;
-  QIODevice& in_;
-  QByteArray buf_;
+  const QByteArray& d_;
   qsizetype pos_ = 0;
-  bool eof_ = false;
-  bool failed_ = false;
+  qsizetype counted_ = 0;  // lines are counted up to here
+  int line_ = 1;
+  int itemLine_ = 1;
   bool ended_ = false;
   bool afterComma_ = false;
 };
+
+// The first line longer than kCsvMaxLine bytes, or 0.
+int overlongLine(const QByteArray& d) {
+  int line = 1;
+  qsizetype start = 0;
+  for (qsizetype i = 0; i < d.size(); ++i) {
+    const char c = d.at(i);
+    if (c != '\r' && c != '\n') continue;
+    if (i - start > kCsvMaxLine) return line;
+    if (c == '\r' && i + 1 < d.size() && d.at(i + 1) == '\n') ++i;
+    ++line;
+    start = i + 1;
+  }
+  return d.size() - start > kCsvMaxLine ? line : 0;
+}
+
+// A temperature or humidity as the program writes it ("23.46", ".04",
+// "-.25", "100.00"), with a sign and blanks allowed around it. Val would
+// take "22,31" as 22 and an empty cell as 0, and a report built on that is
+// false.
+bool plainNumber(const QString& text) {
+  static const QRegularExpression form(
+      QStringLiteral("^[ \\t]*[+-]?(\\d+\\.?\\d*|\\.\\d+)[ \\t]*$"));
+  return form.match(text).hasMatch();
+}
+
+// Quoted as in a message, cut where it would drown the message.
+QString shown(const QString& item) {
+  constexpr qsizetype kShown = 40;
+  return u'\'' + (item.size() > kShown ? item.left(kShown) + QStringLiteral("…") : item) + u'\'';
+}
 
 // Rounds like a conversion to a 32-bit integer (half to even); false when
 // the value does not fit.
@@ -215,14 +225,14 @@ enum class WriteOutcome { Written, OpenFailed, WriteFailed };
 
 WriteOutcome writeFile(DataSets& sets, int set, const QString& modelName,
                        const QString& recognitionName, const QString& path, QString* error) {
-  QSaveFile file(path);
   // Where no temporary file can be made next to the target (a folder we may
-  // not create files in), write the chosen file in place.
-  file.setDirectWriteFallback(true);
+  // not create files in), the chosen file is written in place; so is a
+  // device or a pipe.
+  WholeFileWriter file(path);
   // Unbuffered: a buffered QSaveFile can report a short write at commit time
   // as success, which would leave a cut file behind on a full disk.
-  if (path.isEmpty() || !file.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
-    if (error) *error = file.errorString();
+  if (path.isEmpty() || !file.open(QIODevice::WriteOnly | QIODevice::Unbuffered, true)) {
+    if (error) *error = path.isEmpty() ? QStringLiteral("no file name") : file.errorString();
     return WriteOutcome::OpenFailed;
   }
   const QByteArray content = Csv_Content(sets, set, modelName, recognitionName);
@@ -230,14 +240,16 @@ WriteOutcome writeFile(DataSets& sets, int set, const QString& modelName,
   int reason = 0;  // errno of the write that failed: QFile has no reason for a short write
   while (written < content.size()) {
     errno = 0;
-    const qint64 n = file.write(content.constData() + written, content.size() - written);
+    const qint64 n = file.device().write(content.constData() + written, content.size() - written);
     if (n <= 0) {
       reason = errno;
       break;
     }
     written += n;
   }
-  if (written != content.size() || file.size() != content.size() || !file.commit()) {
+  // A device or a pipe has no size to compare.
+  const bool sized = file.inPlace() || file.device().size() == content.size();
+  if (written != content.size() || !sized || !file.commit()) {
     if (error) {
       *error = written != content.size()
                    ? QStringLiteral("only %1 of %2 bytes could be written (%3)")
@@ -247,7 +259,7 @@ WriteOutcome writeFile(DataSets& sets, int set, const QString& modelName,
                                           : QStringLiteral("is the disk full?"))
                    : file.errorString();
     }
-    file.cancelWriting();
+    file.cancel();
     return WriteOutcome::WriteFailed;
   }
   sets.info(set).Modified = false;
@@ -381,110 +393,280 @@ CsvOpenResult Csv_Open(DataSets& sets, UserPrompt& prompt, const QString& titleM
   return Csv_Read(sets, *path, prompt, titleModel);
 }
 
-CsvOpenResult Csv_Read(DataSets& sets, const QString& path, UserPrompt& prompt,
-                       const QString& titleModel) {
-  QFile file(path);
-  if (!file.open(QIODevice::ReadOnly)) {
-    prompt.message(kFileError, titleModel);
-    return CsvOpenResult::FileError;
+namespace {
+
+// Reads the whole device, at most kCsvMaxFileSize bytes. False with *why.
+bool readWhole(QIODevice& in, QByteArray* data, QString* why, const std::atomic_bool* cancel) {
+  constexpr qint64 kChunk = 1 << 20;
+  data->clear();
+  if (!in.isSequential())
+    data->reserve(qBound<qint64>(0, in.size() - in.pos(), kCsvMaxFileSize) + 1);
+  for (;;) {
+    if (cancel && cancel->load()) return false;
+    const qsizetype old = data->size();
+    const qint64 room = kCsvMaxFileSize + 1 - old;
+    if (room <= 0) {
+      *why = QStringLiteral(
+                 "the file is longer than %1 bytes, more than a file of %2 records can need")
+                 .arg(kCsvMaxFileSize)
+                 .arg(kMaxPoints);
+      return false;
+    }
+    data->resize(old + qMin(kChunk, room));
+    const qint64 n = in.read(data->data() + old, data->size() - old);
+    if (n < 0) {
+      data->resize(old);
+      *why = QStringLiteral("the file cannot be read: %1").arg(in.errorString());
+      return false;
+    }
+    data->resize(old + n);
+    if (n == 0) return true;
   }
-  return Csv_Read(sets, file, prompt, titleModel);
 }
 
-CsvOpenResult Csv_Read(DataSets& sets, QIODevice& in, UserPrompt& prompt,
-                       const QString& titleModel) {
-  auto fileError = [&] {
-    prompt.message(kFileError, titleModel);
-    return CsvOpenResult::FileError;
+constexpr const char* kTitles = "the titles";
+
+// The items of the file into *file. *why gets the line and what is wrong.
+CsvOpenResult parseItems(const QByteArray& data, CsvImport* file, QString* why,
+                         const std::atomic_bool* cancel) {
+  auto fail = [&](CsvOpenResult result, int line, const QString& text) {
+    *why = QStringLiteral("line %1: %2").arg(line).arg(text);
+    return result;
   };
-  ItemReader reader(in);
+  auto fileError = [&](int line, const QString& text) {
+    return fail(CsvOpenResult::FileError, line, text);
+  };
+  if (const int line = overlongLine(data))
+    return fileError(line, QStringLiteral("the line is longer than %1 bytes").arg(kCsvMaxLine));
+
+  ItemReader reader(data);
   QByteArray bytes;
   auto next = [&](QString* item) {
     if (!reader.item(&bytes)) return false;
     *item = QString::fromLocal8Bit(bytes);
     return true;
   };
+  // Items are read by count, so a short line borrows from the next one and
+  // only the end of the file can leave a record without its items.
+  auto endsEarly = [&](int got, int of, const char* what) {
+    if (got == 0 && what == kTitles) return fileError(1, QStringLiteral("the file is empty"));
+    return fileError(reader.line(), QStringLiteral("the file ends after %1 of the %2 items of %3")
+                                        .arg(got)
+                                        .arg(of)
+                                        .arg(QLatin1String(what)));
+  };
 
   QString title[6];
-  for (QString& t : title) {
-    if (!next(&t)) return fileError();
+  for (int k = 0; k < 6; ++k) {
+    if (!next(&title[k])) return endsEarly(k, 6, kTitles);
   }
-  QString model;
-  if (title[0] == u"Recognition name" && title[1] == u"Start time" &&
-      title[2] == u"Recording points" && title[3] == u"Record interval") {
-    if (title[4] == u"Upper bound temperature setting" &&
-        title[5] == u"Lower bound temperature setting")
-      model = ModelWithBounds();
-    else if (title[4].isEmpty() && title[5].isEmpty())
-      model = kModelWithoutBounds;
+  reader.skipEmptyRest();
+  const QString expected[4] = {QStringLiteral("Recognition name"), QStringLiteral("Start time"),
+                               QStringLiteral("Recording points"),
+                               QStringLiteral("Record interval")};
+  for (int k = 0; k < 4; ++k) {
+    if (title[k] != expected[k])
+      return fail(
+          CsvOpenResult::WrongForm, 1,
+          QStringLiteral("title %1 is %2, not '%3'").arg(k + 1).arg(shown(title[k]), expected[k]));
   }
-  if (model.isEmpty()) {
-    prompt.message(kWrongForm, titleModel);
-    return CsvOpenResult::WrongForm;
+  if (title[4] == u"Upper bound temperature setting" &&
+      title[5] == u"Lower bound temperature setting") {
+    file->model = ModelWithBounds();
+  } else if (title[4].isEmpty() && title[5].isEmpty()) {
+    file->model = kModelWithoutBounds;
+  } else {
+    return fail(CsvOpenResult::WrongForm, 1,
+                QStringLiteral("titles 5 and 6 are %1 and %2, not 'Upper bound temperature "
+                               "setting' and 'Lower bound temperature setting', nor both empty")
+                    .arg(shown(title[4]), shown(title[5])));
   }
 
   QString value[6];
-  for (QString& v : value) {
-    if (!next(&v)) return fileError();
+  int valueLine[6] = {};
+  for (int k = 0; k < 6; ++k) {
+    if (!next(&value[k])) return endsEarly(k, 6, "the header values");
+    valueLine[k] = reader.line();
   }
-  double startTime = 0;
-  qint32 pointsShown = 0, interval = 0, upperRaw = 0, lowerRaw = 0;
-  bool upperOn = false, lowerOn = false;
-  if (!fmt::parseGeneralDate(value[1], &startTime) || !toLong(fmt::val(value[2]), &pointsShown) ||
-      !toLong(fmt::val(value[3]), &interval) || !readBound(value[4], &upperRaw, &upperOn) ||
-      !readBound(value[5], &lowerRaw, &lowerOn))
-    return fileError();
+  reader.skipEmptyRest();
+  if (!fmt::parseGeneralDate(value[1], &file->startTime))
+    return fileError(
+        valueLine[1],
+        QStringLiteral("the start time %1 is not a date and time").arg(shown(value[1])));
+  if (!toLong(fmt::val(value[2]), &file->pointsShown))
+    return fileError(
+        valueLine[2],
+        QStringLiteral("the recording points %1 are out of range").arg(shown(value[2])));
+  if (!toLong(fmt::val(value[3]), &file->interval))
+    return fileError(valueLine[3],
+                     QStringLiteral("the record interval %1 is out of range").arg(shown(value[3])));
+  if (!readBound(value[4], &file->upperRaw, &file->upperOn))
+    return fileError(valueLine[4],
+                     QStringLiteral("the upper bound %1 is out of range").arg(shown(value[4])));
+  if (!readBound(value[5], &file->lowerRaw, &file->lowerOn))
+    return fileError(valueLine[5],
+                     QStringLiteral("the lower bound %1 is out of range").arg(shown(value[5])));
+  file->name = value[0];
   for (int k = 0; k < 5; ++k) {
-    if (!reader.item(&bytes)) return fileError();
+    if (!reader.item(&bytes)) return endsEarly(k, 5, "the row titles");
   }
+  reader.skipEmptyRest();
 
-  // From here on FileData is being replaced. Its records go to the scratch
-  // file in groups; the guard writes the last group on every way out.
-  struct Bulk {
-    DataSets& sets;
-    explicit Bulk(DataSets& s) : sets(s) { sets.beginBulk(FileData); }
-    ~Bulk() { sets.endBulk(FileData); }
-  } bulk(sets);
-  DataSetInfo& info = sets.info(FileData);
-  info.Name = value[0];
-  info.StartTime = startTime;
-  info.PointsShown = pointsShown;
-  info.Interval = interval;
-  info.UpperRaw = upperRaw;
-  info.UpperOn = upperOn;
-  info.LowerRaw = lowerRaw;
-  info.LowerOn = lowerOn;
-  info.Points = 0;
-  Stats_Clear(info.Stats);
-
-  const double newRunAfter = static_cast<double>(interval) + 1.0;
+  const double newRunAfter = static_cast<double>(file->interval) + 1.0;
   float run = 1;
-  double previous = startTime;
+  double previous = file->startTime;
   QString item[5];
+  int itemLine[5] = {};
+  std::vector<MeasurementRecord>& records = file->records;
+  records.clear();
   while (!reader.atEnd()) {
-    if (info.Points == kMaxPoints) return fileError();
-    ++info.Points;
-    for (QString& it : item) {
-      if (!next(&it)) return fileError();
+    if (records.size() % 1024 == 0 && cancel && cancel->load()) return CsvOpenResult::Cancelled;
+    for (int k = 0; k < 5; ++k) {
+      if (!next(&item[k])) return endsEarly(k, 5, "a record");
+      itemLine[k] = reader.line();
     }
+    reader.skipEmptyRest();
+    if (records.size() == static_cast<size_t>(kMaxPoints))
+      return fileError(itemLine[0], QStringLiteral("more than %1 records").arg(kMaxPoints));
     MeasurementRecord rec;
-    if (!fmt::parseGeneralDate(item[1], &rec.Time) ||
-        !toSingle(fmt::val(item[2]), &rec.Temperature) ||
-        !toSingle(fmt::val(item[3]), &rec.Humidity))
-      return fileError();
+    if (!fmt::parseGeneralDate(item[1], &rec.Time))
+      return fileError(itemLine[1], shown(item[1]) + QStringLiteral(" is not a date and time"));
+    for (int k : {2, 3}) {
+      float* v = k == 2 ? &rec.Temperature : &rec.Humidity;
+      if (!plainNumber(item[k]))
+        return fileError(itemLine[k], shown(item[k]) + QStringLiteral(" is not a number"));
+      if (!toSingle(fmt::val(item[k]), v))
+        return fileError(itemLine[k], shown(item[k]) + QStringLiteral(" is out of range"));
+    }
     const double gap = std::floor((rec.Time - previous) * 86400.0 + 0.5);
     if (gap > newRunAfter) ++run;
     rec.Block = run;
     rec.setRemarks(item[4]);
     previous = rec.Time;
-    sets.Put(FileData, info.Points, rec);
-    Stats_Add(rec, info.Points, info.Stats);
+    records.push_back(rec);
   }
-  if (reader.failed()) return fileError();
-  // The model is the file's only once the whole file was read.
-  info.Model = model;
-  sets.DataSetIndex = FileData;
   return CsvOpenResult::Opened;
+}
+
+// "data.csv, line 57: ..." for a file that has a name.
+QString named(const QString& path, const QString& why) {
+  return path.isEmpty() ? why : QDir::toNativeSeparators(path) + QStringLiteral(", ") + why;
+}
+
+}  // namespace
+
+CsvOpenResult Csv_Parse(QIODevice& in, CsvImport* file, QString* why,
+                        const std::atomic_bool* cancel) {
+  const auto* fd = qobject_cast<QFileDevice*>(&in);
+  const QString path = fd ? fd->fileName() : QString();
+  *file = {};
+  QByteArray data;
+  QString problem;
+  if (!readWhole(in, &data, &problem, cancel)) {
+    if (cancel && cancel->load()) return CsvOpenResult::Cancelled;
+    *why =
+        path.isEmpty() ? problem : QDir::toNativeSeparators(path) + QStringLiteral(": ") + problem;
+    return CsvOpenResult::FileError;
+  }
+  const CsvOpenResult result = parseItems(data, file, &problem, cancel);
+  if (result != CsvOpenResult::Opened) {
+    *file = {};
+    *why = named(path, problem);
+  }
+  return result;
+}
+
+CsvOpenResult Csv_Parse(const QString& path, CsvImport* file, QString* why,
+                        const std::atomic_bool* cancel) {
+  *file = {};
+  const QString shownPath = QDir::toNativeSeparators(path);
+  // Asked before opening: opening a pipe would wait for a writer, and a
+  // device such as /dev/zero never ends.
+  const FileKind kind = KindOfPath(path);
+  if (kind != FileKind::Missing && kind != FileKind::Regular) {
+    *why = QStringLiteral("%1 is %2; only a regular file can be opened")
+               .arg(shownPath, FileKindText(kind));
+    return CsvOpenResult::FileError;
+  }
+  QFile f(path);
+  if (!f.open(QIODevice::ReadOnly)) {
+    *why = QStringLiteral("%1 cannot be opened: %2").arg(shownPath, f.errorString());
+    return CsvOpenResult::FileError;
+  }
+  // The same question of what was opened, in case the name changed hands.
+  if (const FileKind opened = KindOfHandle(f.handle()); opened != FileKind::Regular) {
+    *why = QStringLiteral("%1 is %2; only a regular file can be opened")
+               .arg(shownPath, FileKindText(opened));
+    return CsvOpenResult::FileError;
+  }
+  if (f.size() > kCsvMaxFileSize) {
+    *why = QStringLiteral("%1 is %2 bytes long, more than a file of %3 records can need (%4)")
+               .arg(shownPath)
+               .arg(f.size())
+               .arg(kMaxPoints)
+               .arg(kCsvMaxFileSize);
+    return CsvOpenResult::FileError;
+  }
+  return Csv_Parse(f, file, why, cancel);
+}
+
+void Csv_Commit(DataSets& sets, const CsvImport& file) {
+  // Records go to the scratch file in groups; the guard writes the last
+  // group on every way out.
+  struct Bulk {
+    DataSets& sets;
+    explicit Bulk(DataSets& s) : sets(s) { sets.beginBulk(FileData); }
+    ~Bulk() { sets.endBulk(FileData); }
+  };
+  sets.Empty(FileData);
+  DataSetInfo& info = sets.info(FileData);
+  info.Name = file.name;
+  info.StartTime = file.startTime;
+  info.PointsShown = file.pointsShown;
+  info.Interval = file.interval;
+  info.UpperRaw = file.upperRaw;
+  info.UpperOn = file.upperOn;
+  info.LowerRaw = file.lowerRaw;
+  info.LowerOn = file.lowerOn;
+  info.Model = file.model;
+  {
+    const Bulk bulk(sets);
+    for (const MeasurementRecord& rec : file.records) {
+      ++info.Points;
+      sets.Put(FileData, info.Points, rec);
+      Stats_Add(rec, info.Points, info.Stats);
+    }
+  }
+  sets.DataSetIndex = FileData;
+}
+
+QString Csv_RefusalText(CsvOpenResult result, const QString& why) {
+  const QString& headline = result == CsvOpenResult::WrongForm ? kWrongForm : kFileError;
+  return why.isEmpty() ? headline : headline + QStringLiteral("\r\r") + why + u'.';
+}
+
+CsvOpenResult Csv_Read(DataSets& sets, const QString& path, UserPrompt& prompt,
+                       const QString& titleModel) {
+  CsvImport file;
+  QString why;
+  const CsvOpenResult result = Csv_Parse(path, &file, &why);
+  if (result == CsvOpenResult::Opened)
+    Csv_Commit(sets, file);
+  else
+    prompt.message(Csv_RefusalText(result, why), titleModel);
+  return result;
+}
+
+CsvOpenResult Csv_Read(DataSets& sets, QIODevice& in, UserPrompt& prompt,
+                       const QString& titleModel) {
+  CsvImport file;
+  QString why;
+  const CsvOpenResult result = Csv_Parse(in, &file, &why);
+  if (result == CsvOpenResult::Opened)
+    Csv_Commit(sets, file);
+  else
+    prompt.message(Csv_RefusalText(result, why), titleModel);
+  return result;
 }
 
 }  // namespace hygro

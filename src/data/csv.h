@@ -6,6 +6,8 @@
 // (titles, values, row titles), then one line per record.
 #include <QIODevice>
 #include <QString>
+#include <atomic>
+#include <vector>
 
 #include "data/datasets.h"
 
@@ -53,15 +55,50 @@ QString Csv_ProposedName(const DataSets& sets, int set, const QString& recogniti
 
 enum class CsvOpenResult { Opened, Cancelled, WrongForm, FileError };
 
+// What a file holds, read whole before it takes the place of FileData: a
+// file that turns out wrong half way leaves FileData, the list and the file
+// data panel as they were.
+struct CsvImport {
+  QString name;            // recognition name
+  double startTime = 0;    // date serial
+  qint32 pointsShown = 0;  // "Recording points" as the file states it
+  qint32 interval = 0;     // seconds
+  qint32 upperRaw = 0;
+  bool upperOn = false;
+  qint32 lowerRaw = 0;
+  bool lowerOn = false;
+  QString model;  // "QM720-XC" (with bounds) or "QM510-XC"
+  // Run numbers rebuilt from the time gaps, remarks as the file has them.
+  std::vector<MeasurementRecord> records;
+};
+
+// Nothing in a file of 32767 records comes near these; a file past them is
+// refused before it is read, so a huge or endless file cannot hold the
+// program up.
+constexpr qsizetype kCsvMaxLine = 1024;  // bytes of one line, its line end excluded
+constexpr qint64 kCsvMaxFileSize = qint64(kMaxPoints + 3) * (kCsvMaxLine + 2);
+
+// Reads a file of the exported form without touching any data set. Opened,
+// or WrongForm / FileError with *why saying what is wrong and where
+// ("data.csv, line 57: '22,31' is not a number"), or Cancelled when *cancel
+// was set while reading. Only regular files are read: a device, a pipe or a
+// folder is refused without reading a byte. Safe to run on another thread.
+CsvOpenResult Csv_Parse(const QString& path, CsvImport* file, QString* why,
+                        const std::atomic_bool* cancel = nullptr);
+CsvOpenResult Csv_Parse(QIODevice& in, CsvImport* file, QString* why,
+                        const std::atomic_bool* cancel = nullptr);
+// Puts a file that was read whole into FileData and makes it the current set.
+void Csv_Commit(DataSets& sets, const CsvImport& file);
+// The message for a file that was refused: "File error" or "The form of the
+// file is different. ", then why.
+QString Csv_RefusalText(CsvOpenResult result, const QString& why);
+
 // Asks for a file and reads it into FileData (Csv_Read). A cancelled dialog
 // ends silently.
 CsvOpenResult Csv_Open(DataSets& sets, UserPrompt& prompt, const QString& titleModel);
 
-// Reads a file of the exported form into FileData and makes it the current
-// set. "The form of the file is different. " leaves FileData as it was.
-// "File error" (unreadable file, missing items, a date or number that does not
-// convert, more than 32767 rows) keeps the rows already read, and Points
-// counts the row being read. Messages are titled `titleModel`.
+// Csv_Parse, then Csv_Commit, or the refusal (titled `titleModel`) with
+// FileData left as it was.
 CsvOpenResult Csv_Read(DataSets& sets, const QString& path, UserPrompt& prompt,
                        const QString& titleModel);
 CsvOpenResult Csv_Read(DataSets& sets, QIODevice& in, UserPrompt& prompt,

@@ -1,5 +1,10 @@
 #include "logger/session.h"
 
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QThread>
+#include <atomic>
+
 #include "data/csv.h"
 #include "data/formats.h"
 #include "data/userprompt.h"
@@ -194,20 +199,50 @@ bool Session::saveSet(int set) {
   return Csv_Save(data_, set, setModel(set), setName(set), gate_) == CsvSaveResult::Saved;
 }
 
-bool Session::openFile() { return fileOpened(Csv_Open(data_, gate_, ModelName())); }
-
-bool Session::openFile(const QString& path) {
-  return fileOpened(Csv_Read(data_, path, gate_, ModelName()));
+bool Session::openFile() {
+  const std::optional<QString> path = gate_.openFileName(kCsvOpenFilter);
+  if (!path) return false;
+  return openFile(*path);
 }
 
-bool Session::fileOpened(CsvOpenResult result) {
-  if (result == CsvOpenResult::Cancelled || result == CsvOpenResult::WrongForm) return false;
-  // A file that broke off part-way may have left the rows read before the
-  // fault in the file set: it is redrawn, but only a whole file is put in
-  // front of the user in place of what they were looking at.
-  if (data_.DataSetIndex == FileData) Q_EMIT dumpCleared(false);
+bool Session::openFile(const QString& path) {
+  if (readingFile_) return false;  // a drop while a file is being read
+  CsvImport file;
+  QString why;
+  CsvOpenResult result = CsvOpenResult::Cancelled;
+  if (!QCoreApplication::instance()) {
+    result = Csv_Parse(path, &file, &why);
+  } else {
+    // The file is read on a thread of its own while the window keeps
+    // painting and its timers and signals are served; clicks and keys wait
+    // until the file is in. A file is bounded in size, but a slow disk or
+    // share is not.
+    readingFile_ = true;
+    Q_EMIT busyCursor(true);
+    std::atomic_bool cancel{false};
+    const std::unique_ptr<QThread> reader(
+        QThread::create([&] { result = Csv_Parse(path, &file, &why, &cancel); }));
+    QEventLoop loop;
+    connect(reader.get(), &QThread::finished, &loop, &QEventLoop::quit);
+    reader->start();
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    // Left early: the program is ending (a signal, the last window closed).
+    const bool ending = !reader->isFinished();
+    cancel = ending;
+    reader->wait();
+    if (ending) result = CsvOpenResult::Cancelled;
+    Q_EMIT busyCursor(false);
+    readingFile_ = false;
+  }
+  if (result == CsvOpenResult::Cancelled) return false;
+  if (result != CsvOpenResult::Opened) {
+    // FileData, the list and the file data panel stay as they were.
+    gate_.message(Csv_RefusalText(result, why), ModelName());
+    return false;
+  }
+  Csv_Commit(data_, file);
+  Q_EMIT dumpCleared(false);
   Q_EMIT dataSetChanged(FileData);
-  if (result != CsvOpenResult::Opened) return false;
   showSet(FileData);
   return true;
 }

@@ -79,7 +79,8 @@ class Session : public QObject {
   // Asks for a CSV file and reads it into the file set, which is then shown.
   bool openFile();
   // Reads `path` into the file set, which is then shown; false (after the
-  // message) when it cannot be read.
+  // message) when it cannot be read, and the file set is then as it was.
+  // The event loop runs while the file is read (without user input).
   bool openFile(const QString& path);
   // The logger model and identification name a set's file and report carry:
   // a downloaded log keeps those it was downloaded with, an opened file those
@@ -115,7 +116,6 @@ class Session : public QObject {
   friend class DownloadOperation;
   friend class SettingsOperation;
   bool batteryOk() const;
-  bool fileOpened(CsvOpenResult result);
   void send();  // starts the queued exchange, announcing the lock first
 
   const SessionClock* clock_;
@@ -131,6 +131,7 @@ class Session : public QObject {
   std::unique_ptr<RecordingOperation> recording_;
   std::unique_ptr<DownloadOperation> download_;
   std::unique_ptr<SettingsOperation> settings_;
+  bool readingFile_ = false;
 };
 
 }  // namespace hygro

@@ -7,11 +7,11 @@
 #include <QPageSize>
 #include <QPagedPaintDevice>
 #include <QPdfWriter>
-#include <QSaveFile>
 #include <algorithm>
 #include <cmath>
 
 #include "data/dump.h"
+#include "data/filekind.h"
 #include "data/formats.h"
 
 namespace hygro {
@@ -328,18 +328,15 @@ bool PrintDump(PageOutput& out, const DataSets& sets, const PrintJob& job, const
 
 // ------------------------------------------------------------------ PDF
 
-bool WritePdf(const QString& path, const std::function<bool(PageOutput&)>& draw, QString* error) {
-  auto fail = [&](const QString& message) {
-    if (error) *error = message;
-    return false;
-  };
-  QSaveFile file(path);
-  if (!file.open(QIODevice::WriteOnly)) return fail(kFileError);
+namespace {
+// The pages into `device`; *declined when `draw` itself gave up.
+bool writePdfPages(QIODevice& device, const std::function<bool(PageOutput&)>& draw,
+                   bool* declined) {
   bool opened = false;
   bool drawn = false;
   bool finished = false;
   {
-    QPdfWriter writer(&file);
+    QPdfWriter writer(&device);
     writer.setResolution(kPdfDpi);
     writer.setCreator(QStringLiteral("Hygrotab Logger"));
     writer.setPageLayout(QPageLayout(QPageSize(QPageSize::A4), QPageLayout::Portrait,
@@ -352,15 +349,36 @@ bool WritePdf(const QString& path, const std::function<bool(PageOutput&)>& draw,
       finished = out.finish();
     }
   }
+  const auto* file = qobject_cast<const QFileDevice*>(&device);
+  *declined = opened && !drawn && (!file || file->error() == QFileDevice::NoError);
+  return drawn && finished;
+}
+}  // namespace
+
+bool WritePdf(const QString& path, const std::function<bool(PageOutput&)>& draw, QString* error) {
+  auto fail = [&](const QString& message) {
+    if (error) *error = message;
+    return false;
+  };
+  // A device or a pipe is written in place, never replaced by a file.
+  WholeFileWriter file(path);
+  if (!file.open(QIODevice::WriteOnly)) return fail(kFileError);
   // The file is kept only when every page went out and reached the disk. A
   // drawing that declined on its own (nothing to print) has said why.
-  const bool declined = opened && !drawn && file.error() == QFileDevice::NoError;
-  if (!drawn || !finished || !file.commit()) {
-    file.cancelWriting();
+  bool declined = false;
+  if (!writePdfPages(file.device(), draw, &declined) || !file.commit()) {
+    file.cancel();
     return fail(declined ? QString() : kFileError);
   }
   if (error) error->clear();
   return true;
+}
+
+bool WritePdf(QIODevice& device, const std::function<bool(PageOutput&)>& draw, QString* error) {
+  bool declined = false;
+  const bool ok = writePdfPages(device, draw, &declined);
+  if (error) *error = ok || declined ? QString() : kFileError;
+  return ok;
 }
 
 }  // namespace hygro

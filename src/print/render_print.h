@@ -2,6 +2,7 @@
 // Printed reports: the report header with its statistics blocks, the graph
 // page and the dump pages. Everything draws through a PageOutput, so the same
 // code fills a printer, a PDF or a row of pictures.
+#include <QIODevice>
 #include <QPainter>
 #include <QRectF>
 #include <QString>
@@ -131,6 +132,9 @@ bool PrintDump(PageOutput& out, const DataSets& sets, const PrintJob& job, const
 // file appears only when everything was written; otherwise nothing is left
 // at `path` and *error holds the message to show: "File error" when the file
 // could not be written, empty when `draw` itself declined (no records).
+// A device or a pipe at `path` is written in place, never replaced.
 bool WritePdf(const QString& path, const std::function<bool(PageOutput&)>& draw, QString* error);
+// The same into an open device, which is left open.
+bool WritePdf(QIODevice& device, const std::function<bool(PageOutput&)>& draw, QString* error);
 
 }  // namespace hygro
