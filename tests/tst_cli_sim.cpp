@@ -55,6 +55,7 @@ class TestCliSim : public QObject {
  private slots:
   void statusPrintsEveryCaption();
   void otherModelHasNoBounds();
+  void aLoggerFreshFromTheFactory();
   void measureOnce();
   void measureContinuousRunToCsv();
   void downloadWrappedLoopToCsv();
@@ -98,6 +99,26 @@ void TestCliSim::otherModelHasNoBounds() {
 
   CLI_RUN(alarm, 1, sim.run(words("set-alarm --upper 30:on --lower -5:off")));
   QVERIFY2(alarm.err.contains(QStringLiteral("QM510-XC has no alarm bounds")), CLI_DIAG(alarm));
+}
+
+void TestCliSim::aLoggerFreshFromTheFactory() {
+  // Every word of memory erased: a logger like any other, holding no log.
+  START_SIM(sim, "factory.json", "");
+  CLI_RUN(status, 0, sim.run(words("status")));
+  QVERIFY2(status.err.isEmpty(), CLI_DIAG(status));
+  QCOMPARE(status.field("Start time"), QStringLiteral("----/--/-- --:--:--"));
+  QCOMPARE(status.field("Points"), QStringLiteral("0 point"));
+  QCOMPARE(status.field("Battery"), QStringLiteral("3.20 V"));
+  CLI_RUN(nothing, 1, sim.run(words("download")));
+  QVERIFY2(nothing.err.contains(QStringLiteral("No download data.")), CLI_DIAG(nothing));
+
+  CLI_RUN(started, 0, sim.run(words("start --interval 2s --name NEW1")));
+  QCOMPARE(started.field("State"), QStringLiteral("Recording"));
+  QTemporaryDir dir;
+  const QString csv = dir.filePath(QStringLiteral("first.csv"));
+  CLI_RUN(first, 0, sim.run(words("download --csv") << csv));
+  const QList<QByteArray> rows = csvLines(csv);
+  QVERIFY2(rows.size() > 3 && rows[1].startsWith("\"NEW1\","), rows.value(1).constData());
 }
 
 void TestCliSim::measureOnce() {

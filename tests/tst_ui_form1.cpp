@@ -23,6 +23,7 @@
 #include "app/qtprompt.h"
 #include "data/csv.h"
 #include "data/datafolder.h"
+#include "data/dump.h"
 #include "data/formats.h"
 #include "link/connection.h"
 #include "link/frame.h"
@@ -131,6 +132,63 @@ class TestForm1 : public QObject {
     QCOMPARE(label("Label7"), QStringLiteral("----"));
     QVERIFY(baud->isEnabled());
     rig.session->data().closeAndRemove();
+  }
+
+  // Erased memory everywhere: a logger as delivered connects like any other.
+  void connectsALoggerFreshFromTheFactory() {
+    QTemporaryDir dir;
+    Rig rig(dir.path());
+    QVERIFY(rig.sim->model().loadFile(QStringLiteral(HYGROTAB_TEST_DATA "/sim/factory.json")));
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    connectWindow(w, *rig.session);
+    QCOMPARE(rig.prompt.messages, QStringList{});
+    QCOMPARE(child<QLabel>(w, "Label49")->text(), QStringLiteral("Communicating"));
+    QCOMPARE(child<QLabel>(w, "Label26")->text(), QStringLiteral("----/--/-- --:--:--"));
+    QCOMPARE(child<QLabel>(w, "Label7")->text(), QStringLiteral("3.20 V"));
+    QVERIFY(!backColour(w, "Label7").isValid());
+    rig.session->data().closeAndRemove();
+  }
+
+  // Nothing but a continuous run's start puts the list back in record order;
+  // a download shown as a list gets the extremes' texts in its rows.
+  void theListKeepsItsOrderAndLabelsTheExtremes() {
+    QTemporaryDir dir;
+    Rig rig(dir.path());
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    Session& s = *rig.session;
+    connectWindow(w, s);
+    w.findChild<QAction*>(QStringLiteral("mDisplayLogDump"))->trigger();
+    auto* list = child<QTreeView>(w, "ListView1");
+    const auto sorted = [list] {
+      return list->header()->isSortIndicatorShown() ? list->header()->sortIndicatorSection() : -1;
+    };
+    list->header()->sectionClicked(DumpModel::TempColumn);
+    QCOMPARE(sorted(), int(DumpModel::TempColumn));
+
+    QTest::mouseClick(child<QPushButton>(w, "Command5"), Qt::LeftButton);
+    QTRY_VERIFY_WITH_TIMEOUT(!s.busy() && s.data().info(LogData).Points > 0, 30000);
+    QCOMPARE(sorted(), int(DumpModel::TempColumn));
+    const auto* model = list->model();
+    const int rows = model->rowCount();
+    QCOMPARE(rows, int(s.data().info(LogData).Points));
+    QVERIFY(model->index(0, 2).data().toString() <= model->index(rows - 1, 2).data().toString());
+    const QString maxRecord = fmt::format00000(s.data().info(LogData).Stats.e[0].RecordNo);
+    QString remark;
+    for (int row = 0; row < rows; ++row)
+      if (model->index(row, 0).data().toString() == maxRecord)
+        remark = model->index(row, 4).data().toString();
+    QVERIFY2(remark.startsWith(QStringLiteral("Maximum temperature")), qPrintable(remark));
+
+    QVERIFY(s.openFile(test::csvFixture(QStringLiteral("qm720xc.csv"))));
+    QCOMPARE(sorted(), int(DumpModel::TempColumn));
+
+    QTest::mouseClick(child<QPushButton>(w, "Command2"), Qt::LeftButton);
+    QCOMPARE(sorted(), -1);
+    QTest::mouseClick(child<QPushButton>(w, "Command2"), Qt::LeftButton);
+    QTRY_VERIFY_WITH_TIMEOUT(!s.realtime().running() && !s.busy(), 20000);
+    s.data().closeAndRemove();
   }
 
   void startsInItsFirstState() {
