@@ -99,15 +99,24 @@ QString Connection::Port_Set_Once(const QString& port) {
   }
   QString model;
   for (int attempt = 0; attempt < IdentifyAttempts && model.isEmpty(); ++attempt) {
-    if (port_->isOpen()) port_->close();
+    // Only the bridge behind this port is woken, never another device.
+    bridge_->setPort(PortPath(port_->port()));
+    if (port_->isOpen() && !bridge_->keepsPortOpen()) port_->close();
     if (!pause(CloseWaitMs)) break;
-    // The wake pulse; a missing bridge just skips the pin change.
+    // The wake pulse, both levels under one claim of the bridge (the serial
+    // driver is detached at most once); a missing bridge just skips it.
+    bridge_->claim();
     bridge_->set(0xFF);
     const bool wholePulse = pause(PulseHighMs);
     bridge_->set(0);  // never leave the pins high
+    bridge_->release();
+    pinsRefused_ = pinsRefused_ || bridge_->refused();
     if (!wholePulse || !pause(PulseLowMs)) break;
-    Port_Settings_Apply(port);
-    bool reopened = openPort();
+    bool reopened = port_->isOpen();
+    if (!reopened) {
+      Port_Settings_Apply(port);
+      reopened = openPort();
+    }
     // A bridge whose serial driver was detached for the pulse needs a moment
     // before its port is there again.
     if (!reopened && bridge_->detachedSerialDriver())
@@ -150,6 +159,7 @@ bool Connection::Port_Set_Command(const QString& mode, const QString& port) {
   if (exchange_->busy()) return false;
   searching_ = true;
   cancelRequested_ = false;
+  pinsRefused_ = false;
   struct SearchEnd {
     Connection* c;
     ~SearchEnd() { c->searching_ = false; }
@@ -194,6 +204,9 @@ bool Connection::Port_Set_Command(const QString& mode, const QString& port) {
     if (once && lastOpenError_ != PortOpenError::None)
       text +=
           QStringLiteral("\r\r") + PortOpenErrorText(lastOpenError_, port, port_->openErrorText());
+    // A logger asleep behind a bridge that would not pulse its pins cannot
+    // answer: not the same as no logger at all.
+    if (pinsRefused_) text += QStringLiteral("\r\r") + NotWokenText();
     if (prompt_) prompt_->message(text, ModelName);
     Q_EMIT statusTextChanged(StatusText());
     return true;

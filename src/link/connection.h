@@ -74,6 +74,12 @@ class Connection : public QObject {
   // "Communicating　Port<n>" or "Unconnection".
   QString StatusText() const;
   static QString StillSendingText(int seconds);
+  // Added to "not connected." when the bridge refused the wake pulse.
+  static QString NotWokenText() {
+    return QStringLiteral(
+        "The logger could not be woken through the bridge: the bridge refused to drive its "
+        "pins. A sleeping logger does not answer until it is woken.");
+  }
   static QString NotConnectedText(const QString& loggerName) {
     return loggerName + QStringLiteral(" not connected.");
   }
@@ -113,6 +119,7 @@ class Connection : public QObject {
   UserPrompt* prompt_;
   PortOpenError lastOpenError_ = PortOpenError::None;
   bool searching_ = false;
+  bool pinsRefused_ = false;  // by a bridge since the connect began
   bool cancelRequested_ = false;
   QEventLoop* pauseLoop_ = nullptr;
 };
