@@ -8,6 +8,7 @@
 #include "link/bridge.h"
 #include "link/connection.h"
 #include "link/exchange.h"
+#include "link/plugback.h"
 #include "link/portnames.h"
 #include "link/serialtransport.h"
 #include "logger/session.h"
@@ -482,6 +483,64 @@ class TestConnection : public QObject {
     QCOMPARE(ended.count(), 1);
     QVERIFY(r.prompt.calls.isEmpty());
     QCOMPARE(r.session.view().statusBar, QStringLiteral("Unconnection"));
+  }
+
+  // A pulled-out logger comes back by itself and the session says so; a
+  // user who turned this off, or who disconnected, is left disconnected.
+  void aPulledOutBridgeReconnectsWhenItComesBack_data() {
+    QTest::addColumn<bool>("enabled");
+    QTest::addColumn<bool>("userDisconnects");
+    QTest::addColumn<bool>("reconnects");
+    QTest::newRow("on") << true << false << true;
+    QTest::newRow("off") << false << false << false;
+    QTest::newRow("user disconnected") << true << true << false;
+  }
+  void aPulledOutBridgeReconnectsWhenItComesBack() {
+    QFETCH(bool, enabled);
+    QFETCH(bool, userDisconnects);
+    QFETCH(bool, reconnects);
+    SimRig r;
+    r.session.plugBack().setEnabled(enabled);
+    r.session.plugBack().timer_.setInterval(10);
+    QSignalSpy notices(&r.session, &Session::notice);
+    QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1")));
+    QTRY_VERIFY(!r.session.busy());
+    if (userDisconnects) QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1")));
+    r.sim->unplug();
+    QVERIFY(!r.session.connected());
+    QTest::qWait(100);  // the bridge stays away a while: nothing to find
+    QVERIFY(!r.session.connected());
+    r.sim->plugIn();
+    if (reconnects) {
+      QTRY_VERIFY(r.session.connected());
+      QTRY_VERIFY(!r.session.busy());
+      QCOMPARE(notices.count(), 1);
+      QCOMPARE(notices.at(0).at(0).toString(), PlugBack::ReconnectedText(QStringLiteral("1")));
+      QCOMPARE(r.session.view().statusBar, QStringLiteral("Communicating\u3000Port1"));
+    } else {
+      QTest::qWait(200);
+      QVERIFY(!r.session.connected());
+      QVERIFY(notices.isEmpty());
+    }
+    QVERIFY(r.prompt.messages().isEmpty());
+  }
+
+  void aBridgeThatComesBackSilentIsNotAnnounced() {
+    SimRig r;
+    r.session.plugBack().timer_.setInterval(10);
+    QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1")));
+    QTRY_VERIFY(!r.session.busy());
+    r.sim->unplug();
+    r.sim->faults().silenceNext = -1;
+    r.session.connection().AnswerWaitMs = 20;
+    r.sim->plugIn();
+    // Three tries on its return, each without a word, then it is left alone.
+    const int pulses = 1 + 3 * r.session.connection().IdentifyAttempts;
+    QTRY_COMPARE_WITH_TIMEOUT(r.bridge->values.size(), 2 * pulses, 10000);
+    QTest::qWait(300);
+    QCOMPARE(r.bridge->values.size(), 2 * pulses);
+    QVERIFY(!r.session.connected());
+    QVERIFY(r.prompt.messages().isEmpty());
   }
 
   void thePresenceCheckWaitsForIdle() {

@@ -166,6 +166,10 @@ class Rig:
         self.qmp.command("chardev-add", id=name, backend=backend)
         props = {"driver": "usb-serial", "id": name, "chardev": name, "bus": "xhci.0",
                  "port": port, "serial": serial}
+        if sim is None:
+            # QEMU plugs a usb-serial in only once its chardev is open, which
+            # the null one never is.
+            props["always-plugged"] = True
         self.bridges[name] = {"props": props, "sim": sim, "plugged": False}
         return self.replug(name)
 

@@ -115,6 +115,7 @@ struct GlobalOptions {
   bool demo = false;
   QString baud = QStringLiteral("57600");
   QString dataDir;  // empty: a private temporary folder
+  int waitForLogger = 0;  // seconds to wait for a logger to be plugged in
 };
 
 class Tool {

@@ -166,7 +166,13 @@ bool Tool::connect() {
   const bool once = !options_.port.isEmpty();
   abandoned_ = false;
   gone_ = false;
-  session_->Port_Set_Command(once ? PortSearch::Once : PortSearch::Search, options_.port);
+  const bool waited = options_.waitForLogger > 0 &&
+                      session_->connection().waitForLogger(options_.port, options_.waitForLogger * 1000,
+                                                           [this] { return interrupted(); });
+  if (interrupted()) return !failed();
+  // Without a logger after the wait, one more try says why.
+  if (!waited)
+    session_->Port_Set_Command(once ? PortSearch::Once : PortSearch::Search, options_.port);
   // No logger: the session has said "... not connected." already.
   if (!session_->connected()) {
     // A port that would not open has been explained; one that opened was silent.

@@ -1,6 +1,7 @@
 #include "link/connection.h"
 
 #include <QElapsedTimer>
+#include <algorithm>
 #include <QEventLoop>
 
 #include "data/userprompt.h"
@@ -207,7 +208,7 @@ bool Connection::Port_Set_Command(const QString& mode, const QString& port) {
     // A logger asleep behind a bridge that would not pulse its pins cannot
     // answer: not the same as no logger at all.
     if (pinsRefused_) text += QStringLiteral("\r\r") + NotWokenText();
-    if (prompt_) prompt_->message(text, ModelName);
+    if (prompt_ && !quiet_) prompt_->message(text, ModelName);
     Q_EMIT statusTextChanged(StatusText());
     return true;
   }
@@ -227,6 +228,37 @@ void Connection::Command20_Click() {
   Q_EMIT clearRecState();
   Q_EMIT statusTextChanged(StatusText());
   exchange_->Pro_End();
+}
+
+bool Connection::reconnect(const QString& port) {
+  quiet_ = true;
+  Port_Set_Command(QStringLiteral("Once"), port);
+  quiet_ = false;
+  return isConnected();
+}
+
+bool Connection::waitForLogger(const QString& port, int ms, const std::function<bool()>& stop) {
+  QElapsedTimer waited;
+  waited.start();
+  const bool once = !port.isEmpty();
+  for (;;) {
+    bool there = false;
+    if (once) {
+      port_->setPort(port);
+      there = port_->isPresent();
+    } else {
+      there = !port_->preferredPorts().isEmpty();
+    }
+    if (there) {
+      quiet_ = true;
+      Port_Set_Command(once ? QStringLiteral("Once") : QStringLiteral("Search"), port);
+      quiet_ = false;
+      if (isConnected()) return true;
+    }
+    const qint64 left = ms - waited.elapsed();
+    if (left <= 0 || stop()) return false;
+    WaitUntil(int(std::min<qint64>(left, RetryMs)), stop);
+  }
 }
 
 void Connection::cancelSearch() {
@@ -249,7 +281,10 @@ bool Connection::pause(int ms) {
 void Connection::presenceCheck() {
   if (exchange_->busy() || !port_->isOpen()) return;
   const int status = port_->isPresent() ? BridgeFound : BridgeNotFound;
-  if (status == BridgeNotFound) Command20_Click();
+  if (status == BridgeNotFound) {
+    Command20_Click();
+    Q_EMIT pulledOut();
+  }
 }
 
 void Connection::deviceGone() {
@@ -258,6 +293,7 @@ void Connection::deviceGone() {
   Q_EMIT clearRecState();
   Q_EMIT statusTextChanged(StatusText());
   exchange_->Pro_End();
+  Q_EMIT pulledOut();
 }
 
 }  // namespace hygro

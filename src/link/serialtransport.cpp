@@ -1,5 +1,6 @@
 #include "link/serialtransport.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSerialPortInfo>
@@ -173,6 +174,32 @@ QStringList SerialTransport::preferredPorts() const {
     if (p.vendor == kFtdiVendor) ports << p.location;
   }
   return ports;
+}
+
+namespace {
+const QString kBySerial = QStringLiteral("usb-serial:");
+const QString kById = QStringLiteral("by-id:");
+const QString kByIdDir = QStringLiteral("/dev/serial/by-id");
+}  // namespace
+
+QString SerialTransport::bridgeIdentity() const {
+  if (const QString serial = usbSerialAt(devicePath()); !serial.isEmpty()) return kBySerial + serial;
+  const QString canonical = QFileInfo(devicePath()).canonicalFilePath();
+  if (canonical.isEmpty()) return {};
+  for (const QFileInfo& link : QDir(kByIdDir).entryInfoList(QDir::System | QDir::Files)) {
+    if (link.canonicalFilePath() == canonical) return kById + link.fileName();
+  }
+  return {};
+}
+
+QString SerialTransport::findBridge(const QString& identity) const {
+  if (identity.startsWith(kBySerial))
+    return FindFtdiBySerial(listedPorts(), identity.mid(kBySerial.size()));
+  if (identity.startsWith(kById)) {
+    const QString link = kByIdDir + QLatin1Char('/') + identity.mid(kById.size());
+    if (QFileInfo::exists(link)) return link;
+  }
+  return {};
 }
 
 void SerialTransport::onError(QSerialPort::SerialPortError error) {
