@@ -160,6 +160,12 @@ class TestConnection : public QObject {
                        : QString(),
              found);
     if (b.valid()) QCOMPARE(b.vendor, kFtdiVendor);
+    // The way back from a bridge's serial number to its tty, as plug-back
+    // finds a bridge that returned.
+    if (b.valid())
+      QCOMPARE(QStringLiteral("/dev/") +
+                   FindTtyBySerial(b.serial, QStringLiteral(HYGROTAB_TEST_DATA "/sysfs")),
+               port);
   }
 
   void aStableNameLeadsToItsBridge() {
@@ -172,6 +178,8 @@ class TestConnection : public QObject {
     const UsbBridge b = LocateUsbBridge(byId, QStringLiteral(HYGROTAB_TEST_DATA "/sysfs"));
     QCOMPARE(b.tty, QStringLiteral("ttyUSB1"));
     QCOMPARE(b.address, 7);
+    QCOMPARE(FindTtyBySerial(QStringLiteral("NOSUCH"), QStringLiteral(HYGROTAB_TEST_DATA "/sysfs")),
+             QString());
   }
 
   void thePinsGoTheWayTheBridgeOffers_data() {

@@ -83,7 +83,7 @@ watch_stop() {
 events() { grep -c " $2 .*/$1/ttyUSB" /tmp/uevents; } # IFACE ACTION
 
 host hello "$(cut -d' ' -f1 /proc/uptime)"
-host plan 12
+host plan 13
 
 # ---- the logger alone on the bus
 plug logger 1 "$LOGGER" sim --state "$STATE"
@@ -106,6 +106,8 @@ host figure tty_removes_per_connect "$removes"
 host figure tty_adds_per_connect "$adds"
 check tty-removed-at-most-once-per-connect "$removes removes, $adds adds" \
   bash -c "[ $removes -le 1 ] && [ $removes -eq $adds ]"
+mm=$(udevadm info -q property -n "/dev/$t" | grep '^ID_MM_DEVICE_IGNORE=')
+check modem-manager-leaves-the-port-alone "$mm" [ "$mm" = ID_MM_DEVICE_IGNORE=1 ]
 lat=$(cat "/sys/bus/usb-serial/devices/$t/latency_timer" 2>/dev/null)
 check latency-timer-is-1 "latency_timer $lat" [ "$lat" = 1 ]
 
@@ -195,9 +197,10 @@ if window_run /tmp/w1; then
   wait_for 30 holds_port "$WPID"
   back=$(since "$start")
   ok=no
-  le "$let_go" 2 && [ "$alive" = yes ] && holds_port "$WPID" && ok=yes
+  le "$let_go" 3 && [ "$alive" = yes ] && holds_port "$WPID" && ok=yes
   check window-plug-back-reconnects "let go after $let_go s (running: $alive), port back after $back s" \
     [ $ok = yes ]
+  [ $ok = yes ] || dmesg | tail -n 40 >"$OUT/window-dmesg"
   kill "$WPID"
   wait "$WPID" 2>/dev/null
 else

@@ -112,6 +112,9 @@ int Tool::open() {
   }
   session_ = std::make_unique<Session>(std::move(transport), std::move(bridge), &prompt_);
   session_->connection().BaudText = options_.baud;
+  // A script hears of a pulled-out logger through its exit status; it is not
+  // connected again behind the script's back.
+  session_->plugBack().setEnabled(false);
 
   QObject::connect(&session_->exchange(), &Exchange::abandoned, [this] { abandoned_ = true; });
   QObject::connect(session_->transport(), &Transport::disconnected, [this] { gone_ = true; });

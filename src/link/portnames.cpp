@@ -73,6 +73,16 @@ UsbBridge LocateUsbBridge(const QString& portPath, const QString& sysRoot) {
   return b;
 }
 
+QString FindTtyBySerial(const QString& serial, const QString& sysRoot) {
+  if (serial.isEmpty()) return {};
+  const QDir ttys(sysRoot + QStringLiteral("/class/tty"));
+  for (const QString& tty : ttys.entryList({QStringLiteral("ttyUSB*"), QStringLiteral("ttyACM*")},
+                                           QDir::AllEntries | QDir::System, QDir::Name)) {
+    if (LocateUsbBridge(QStringLiteral("/dev/") + tty, sysRoot).serial == serial) return tty;
+  }
+  return {};
+}
+
 QString PortDisplay(const QString& port) {
   if (const int n = PortNumber(port)) return QString::number(n);
   static const QRegularExpression usb(QStringLiteral("^/dev/ttyUSB(\\d+)$"));

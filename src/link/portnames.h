@@ -53,4 +53,7 @@ struct UsbBridge {
 // /dev/serial/by-id/... are followed), looked up in the tree under `sysRoot`.
 // Not valid when the port is no USB device (or the tree says nothing of it).
 UsbBridge LocateUsbBridge(const QString& portPath, const QString& sysRoot = QStringLiteral("/sys"));
+// The USB serial tty ("ttyUSB1") whose bridge has the USB serial number
+// `serial`, from the same tree; empty when none has.
+QString FindTtyBySerial(const QString& serial, const QString& sysRoot = QStringLiteral("/sys"));
 }  // namespace hygro
