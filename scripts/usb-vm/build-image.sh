@@ -90,7 +90,7 @@ echo hygrotab-usb > "$root/etc/hostname"
 mkdir -p "$root/mnt/rig" "$root/mnt/bin" "$root/mnt/results"
 # No root's password prompts, no getty: the guest only runs the checks.
 size_mb=$(( $(du -sm "$root" | cut -f1) + 256 ))
-mkfs.ext4 -q -F -L hygroroot -d "$root" "$work/root.img" "${size_mb}M"
+mkfs.ext4 -q -F -L hygroroot -d "$root" "$work/root.img" "${size_mb}M" >>"$log" 2>&1
 
 # -- the initramfs: busybox and the modules that reach the root
 ird="$work/initramfs"

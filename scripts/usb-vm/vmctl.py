@@ -41,8 +41,8 @@ def log(text):
 
 
 class Qmp:
-    def __init__(self, path, deadline):
-        self.sock = connect_unix(path, deadline)
+    def __init__(self, path, deadline, alive):
+        self.sock = connect_unix(path, deadline, alive)
         self.buf = b""
         self.events = []
         self.read_message()  # the greeting
@@ -90,7 +90,7 @@ class Qmp:
                 return False
 
 
-def connect_unix(path, deadline):
+def connect_unix(path, deadline, alive=lambda: True):
     while True:
         try:
             s = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
@@ -98,6 +98,8 @@ def connect_unix(path, deadline):
             return s
         except OSError:
             s.close()
+            if not alive():
+                raise RuntimeError("QEMU ended at once (its output is below)")
             if time.monotonic() > deadline:
                 raise
             time.sleep(0.05)
@@ -276,8 +278,9 @@ class Rig:
         self.hello_at = None
         try:
             deadline = time.monotonic() + 20
-            self.qmp = Qmp(self.qmp_path, deadline)
-            agent = connect_unix(self.agent_path, deadline)
+            alive = lambda: qemu.poll() is None
+            self.qmp = Qmp(self.qmp_path, deadline, alive)
+            agent = connect_unix(self.agent_path, deadline, alive)
             buf = b""
             boot_deadline = started + a.boot_timeout
             end_deadline = started + a.timeout
@@ -359,12 +362,13 @@ def main():
         rig.why = f"the guest planned {rig.plan} checks and reported {ran}"
     if rig.why:
         log("FAILED: " + rig.why)
-        console = os.path.join(a.results, "console.log")
-        if os.path.exists(console):
-            log("the guest's console ended with:")
-            with open(console, errors="replace") as f:
-                for line in f.readlines()[-25:]:
-                    print("  | " + line.rstrip(), flush=True)
+        for name, what in (("qemu.log", "QEMU said"), ("console.log", "the guest's console ended with")):
+            path = os.path.join(a.results, name)
+            if os.path.exists(path) and os.path.getsize(path) > 0:
+                log(what + ":")
+                with open(path, errors="replace") as f:
+                    for line in f.readlines()[-25:]:
+                        print("  | " + line.rstrip(), flush=True)
     for k, v in sorted(rig.figures.items()):
         log(f"figure {k} = {v}")
     print(f"{ran - len(failed)} passed, {len(failed) + (1 if rig.why else 0)} failed", flush=True)
