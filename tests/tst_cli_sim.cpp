@@ -282,17 +282,18 @@ void TestCliSim::waitsForALoggerPluggedInLater() {
   QVERIFY(!cli.waitForFinished(1500));  // waiting, not failing
   hygro::test::SimProcess sim;
   QString error;
-  QVERIFY2(sim.start({"--state", hygro::test::SimProcess::state("idle.json"), "--link", link},
-                     &error),
-           qPrintable(error));
+  QVERIFY2(
+      sim.start({"--state", hygro::test::SimProcess::state("idle.json"), "--link", link}, &error),
+      qPrintable(error));
   QVERIFY(cli.waitForFinished(60000));
   const QString out = QString::fromUtf8(cli.readAllStandardOutput());
   QVERIFY2(cli.exitCode() == 0 && out.startsWith(QStringLiteral("Model: QM720-XC\n")),
            qPrintable(out + QString::fromUtf8(cli.readAllStandardError())));
 
   // Nobody plugs one in: the wait ends with the usual message.
-  CLI_RUN(none, 1,
-          hygro::test::runCli({"--wait-for-logger", "1", "--port", dir.filePath("none"), "status"}));
+  CLI_RUN(
+      none, 1,
+      hygro::test::runCli({"--wait-for-logger", "1", "--port", dir.filePath("none"), "status"}));
   QVERIFY2(none.err.startsWith(QStringLiteral("Hygrotab not connected.")), CLI_DIAG(none));
 }
 

@@ -141,11 +141,16 @@ class TestConnection : public QObject {
   void theBridgeBehindAPortIsFoundInSysfs_data() {
     QTest::addColumn<QString>("port");
     QTest::addColumn<QString>("found");  // bus.address serial interface chips
-    QTest::newRow("FT232R") << "/dev/ttyUSB0" << "3.4 HYGLOG01 0 ";
-    QTest::newRow("GPIO lines") << "/dev/ttyUSB1" << "3.7 A10K3XYZ 0 gpiochip2";
-    QTest::newRow("second port") << "/dev/ttyUSB2" << "3.9 FT4NBQ2K 1 ";
-    QTest::newRow("not USB") << "/dev/ttyS0" << "";
-    QTest::newRow("no such tty") << "/dev/ttyUSB7" << "";
+    QTest::newRow("FT232R") << "/dev/ttyUSB0"
+                            << "3.4 HYGLOG01 0 ";
+    QTest::newRow("GPIO lines") << "/dev/ttyUSB1"
+                                << "3.7 A10K3XYZ 0 gpiochip2";
+    QTest::newRow("second port") << "/dev/ttyUSB2"
+                                 << "3.9 FT4NBQ2K 1 ";
+    QTest::newRow("not USB") << "/dev/ttyS0"
+                             << "";
+    QTest::newRow("no such tty") << "/dev/ttyUSB7"
+                                 << "";
   }
   void theBridgeBehindAPortIsFoundInSysfs() {
     QFETCH(QString, port);
@@ -188,12 +193,18 @@ class TestConnection : public QObject {
     QTest::addColumn<bool>("haveGpio");
     QTest::addColumn<bool>("haveLibFtdi");
     QTest::addColumn<QString>("route");
-    QTest::newRow("GPIO lines") << "/dev/ttyUSB1" << "ftdi-cbus" << true << true << "gpio gpiochip2";
-    QTest::newRow("another chip") << "/dev/ttyUSB1" << "gpio-mockup-A" << true << true << "libftdi";
-    QTest::newRow("no libgpiod") << "/dev/ttyUSB1" << "ftdi-cbus" << false << true << "libftdi";
-    QTest::newRow("no GPIO chip") << "/dev/ttyUSB0" << "ftdi-cbus" << true << true << "libftdi";
-    QTest::newRow("nothing to drive") << "/dev/ttyUSB0" << "" << true << false << "none";
-    QTest::newRow("not USB") << "/dev/ttyS0" << "" << true << true << "none";
+    QTest::newRow("GPIO lines") << "/dev/ttyUSB1"
+                                << "ftdi-cbus" << true << true << "gpio gpiochip2";
+    QTest::newRow("another chip") << "/dev/ttyUSB1"
+                                  << "gpio-mockup-A" << true << true << "libftdi";
+    QTest::newRow("no libgpiod") << "/dev/ttyUSB1"
+                                 << "ftdi-cbus" << false << true << "libftdi";
+    QTest::newRow("no GPIO chip") << "/dev/ttyUSB0"
+                                  << "ftdi-cbus" << true << true << "libftdi";
+    QTest::newRow("nothing to drive") << "/dev/ttyUSB0"
+                                      << "" << true << false << "none";
+    QTest::newRow("not USB") << "/dev/ttyS0"
+                             << "" << true << true << "none";
   }
   void thePinsGoTheWayTheBridgeOffers() {
     QFETCH(QString, port);
@@ -202,8 +213,8 @@ class TestConnection : public QObject {
     QFETCH(bool, haveLibFtdi);
     QFETCH(QString, route);
     const UsbBridge b = LocateUsbBridge(port, QStringLiteral(HYGROTAB_TEST_DATA "/sysfs"));
-    const PinRoute r =
-        ChoosePinRoute(b, [&](const QString&) { return label; }, haveGpio, haveLibFtdi);
+    const PinRoute r = ChoosePinRoute(
+        b, [&](const QString&) { return label; }, haveGpio, haveLibFtdi);
     const QString got = r.backend == PinBackend::GpioChip  ? QStringLiteral("gpio ") + r.gpioChip
                         : r.backend == PinBackend::LibFtdi ? QStringLiteral("libftdi")
                                                            : QStringLiteral("none");
@@ -211,7 +222,9 @@ class TestConnection : public QObject {
     // Another vendor's chip is never driven.
     UsbBridge other = b;
     other.vendor = 0x067B;
-    QCOMPARE(ChoosePinRoute(other, [&](const QString&) { return label; }, true, true).backend,
+    QCOMPARE(ChoosePinRoute(
+                 other, [&](const QString&) { return label; }, true, true)
+                 .backend,
              PinBackend::None);
   }
 

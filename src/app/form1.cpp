@@ -536,10 +536,12 @@ void Form1::buildMenus() {
   alarmAction = namedAction(m3, "mAlarm", QStringLiteral("Alarm setting(&A)…"));
   connect(alarmAction, &QAction::triggered, this, &Form1::openAlarmDialog);
   m3->addSeparator();
-  QAction* plugBack = namedAction(m3, "mPlugBack", QStringLiteral("Reconnect when plugged back in"));
+  QAction* plugBack =
+      namedAction(m3, "mPlugBack", QStringLiteral("Reconnect when plugged back in"));
   plugBack->setCheckable(true);
   plugBack->setChecked(session_->plugBack().enabled());
-  connect(plugBack, &QAction::toggled, this, [this](bool on) { session_->plugBack().setEnabled(on); });
+  connect(plugBack, &QAction::toggled, this,
+          [this](bool on) { session_->plugBack().setEnabled(on); });
 
   QMenu* display = bar->addMenu(QStringLiteral("Display(&V)"));
   display->setObjectName(QStringLiteral("mDisplay"));

@@ -134,7 +134,8 @@ int main(int argc, char** argv) {
       bool ok = value(&seconds);
       global.waitForLogger = seconds.toInt(&ok);
       if (!ok || global.waitForLogger < 1 || global.waitForLogger > 86400)
-        return usageError(QStringLiteral("--wait-for-logger needs a number of seconds (1 to 86400)"));
+        return usageError(
+            QStringLiteral("--wait-for-logger needs a number of seconds (1 to 86400)"));
     } else if (name == QLatin1String("--data-dir")) {
       if (!value(&global.dataDir) || global.dataDir.isEmpty())
         return usageError(QStringLiteral("--data-dir needs a folder"));

@@ -169,10 +169,15 @@ bool Tool::connect() {
   const bool once = !options_.port.isEmpty();
   abandoned_ = false;
   gone_ = false;
-  const bool waited = options_.waitForLogger > 0 &&
-                      session_->connection().waitForLogger(options_.port, options_.waitForLogger * 1000,
-                                                           [this] { return interrupted(); });
-  if (interrupted()) return !failed();
+  bool waited = false;
+  if (options_.waitForLogger > 0) {
+    waited = session_->connection().waitForLogger(options_.port, options_.waitForLogger * 1000,
+                                                  [this] { return interrupted(); });
+    if (!waited && interrupted()) {
+      err(QStringLiteral("%1: interrupted (%2)").arg(kProgram, interruptName()));
+      return false;
+    }
+  }
   // Without a logger after the wait, one more try says why.
   if (!waited)
     session_->Port_Set_Command(once ? PortSearch::Once : PortSearch::Search, options_.port);

@@ -17,8 +17,8 @@
 namespace hygro {
 
 PinRoute ChoosePinRoute(const UsbBridge& bridge,
-                        const std::function<QString(const QString& chip)>& chipLabel,
-                        bool haveGpio, bool haveLibFtdi) {
+                        const std::function<QString(const QString& chip)>& chipLabel, bool haveGpio,
+                        bool haveLibFtdi) {
   if (!bridge.valid() || bridge.vendor != kFtdiVendor) return {};
   if (haveGpio) {
     for (const QString& chip : bridge.gpioChips)
@@ -99,7 +99,8 @@ class LinuxBridge : public BridgePins {
       if (gpiod_line_set_value_bulk(&lines_, levels) != 0) refused_ = true;
       return BridgeFound;
     }
-    if (!chip_) chip_ = gpiod_chip_open(QByteArray("/dev/" + route_.gpioChip.toLocal8Bit()).constData());
+    if (!chip_)
+      chip_ = gpiod_chip_open(QByteArray("/dev/" + route_.gpioChip.toLocal8Bit()).constData());
     if (!chip_) return BridgeNotFound;
     // Lines whose pins the EEPROM gives another function are refused here,
     // and CBUS bit-bang would not drive them either: no second way is tried.

@@ -64,8 +64,8 @@ struct PinRoute {
 // for it when the chip is labelled "ftdi-cbus" (`chipLabel` reads a chip's
 // label), else the USB device itself when it is an FTDI bridge.
 PinRoute ChoosePinRoute(const UsbBridge& bridge,
-                        const std::function<QString(const QString& chip)>& chipLabel,
-                        bool haveGpio, bool haveLibFtdi);
+                        const std::function<QString(const QString& chip)>& chipLabel, bool haveGpio,
+                        bool haveLibFtdi);
 
 // The pins as this system can drive them: the bridge behind the port in use
 // (Linux: found in sysfs; Windows: the D2XX device whose COM port it is),

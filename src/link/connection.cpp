@@ -1,8 +1,8 @@
 #include "link/connection.h"
 
 #include <QElapsedTimer>
-#include <algorithm>
 #include <QEventLoop>
+#include <algorithm>
 
 #include "data/userprompt.h"
 #include "link/bridge.h"

@@ -64,8 +64,9 @@ UsbBridge LocateUsbBridge(const QString& portPath, const QString& sysRoot) {
       b.vendor = readAttribute(dir, "idVendor").toInt(nullptr, 16);
       b.product = readAttribute(dir, "idProduct").toInt(nullptr, 16);
       b.interfaceNumber = readAttribute(interfaceDir, "bInterfaceNumber").toInt(nullptr, 16);
-      b.gpioChips = QDir(interfaceDir).entryList({QStringLiteral("gpiochip*")},
-                                                 QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
+      b.gpioChips = QDir(interfaceDir)
+                        .entryList({QStringLiteral("gpiochip*")}, QDir::Dirs | QDir::NoDotAndDotDot,
+                                   QDir::Name);
       return b;
     }
     dir = QFileInfo(dir).path();

@@ -189,7 +189,8 @@ QString SerialTransport::bridgeIdentity() const {
   if (const QString serial = LocateUsbBridge(devicePath()).serial; !serial.isEmpty())
     return kBySerial + serial;
 #else
-  if (const QString serial = usbSerialAt(devicePath()); !serial.isEmpty()) return kBySerial + serial;
+  if (const QString serial = usbSerialAt(devicePath()); !serial.isEmpty())
+    return kBySerial + serial;
 #endif
   const QString canonical = QFileInfo(devicePath()).canonicalFilePath();
   if (canonical.isEmpty()) return {};
