@@ -4,7 +4,7 @@ ASAN_BUILD ?= build-asan
 JOBS       ?= $(shell nproc)
 CMAKE_ARGS ?=
 
-.PHONY: deps configure build demo test test-fast test-asan bench faults fuzz memcheck package clean
+.PHONY: deps configure build demo test test-fast test-asan usb-test bench faults fuzz memcheck package clean
 
 deps:
 	@bash scripts/install-deps.sh
@@ -23,6 +23,11 @@ demo: build
 # undefined-behaviour sanitizer build.
 test: deps
 	@bash scripts/test.sh
+
+# The logger through the kernel's own FTDI driver: a Debian guest under QEMU
+# with emulated FTDI bridges (built once, then kept in /var/cache).
+usb-test: deps
+	@bash scripts/usb-test.sh
 
 test-fast: build
 	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Everything CI runs: a warnings-as-errors build with every test, then the same
-# tests under AddressSanitizer and UndefinedBehaviorSanitizer.
+# tests under AddressSanitizer and UndefinedBehaviorSanitizer, then the real
+# USB path in a QEMU guest (scripts/usb-test.sh).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/install-deps.sh
@@ -20,3 +21,7 @@ cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DHYGROTAB_WERROR=ON 
   -DHYGROTAB_SANITIZE="address;undefined" -DHYGROTAB_BENCH=OFF
 cmake --build build-asan -j "$jobs"
 (cd build-asan && ctest --output-on-failure -j "$jobs")
+
+# The programs of the first build, through the kernel's FTDI driver.
+unset ASAN_OPTIONS UBSAN_OPTIONS
+BUILD=build bash scripts/usb-test.sh

@@ -64,6 +64,7 @@ class TestCliSim : public QObject {
   void whatTheLoggersClockCannotTake();
   void settingCommands();
   void silentLogger();
+  void waitsForALoggerPluggedInLater();
   void loggerPulledOutDuringARun();
   void downloadKeepsTheLogUntilItIsSaved();
   void signalsEndARunCleanly_data();
@@ -314,6 +315,32 @@ void TestCliSim::silentLogger() {
   CLI_RUN(r, 1, sim.run(words("status")));
   QCOMPARE(r.errLines().value(0), QStringLiteral("Hygrotab not connected."));
   QVERIFY(r.out.isEmpty());
+}
+
+void TestCliSim::waitsForALoggerPluggedInLater() {
+  // The script starts first; the logger is plugged in while it waits.
+  QTemporaryDir dir;
+  const QString link = dir.filePath(QStringLiteral("logger"));
+  QProcess cli;
+  hygro::test::prepareCli(cli, {"--wait-for-logger", "60", "--port", link, "status"}, {});
+  cli.start();
+  QVERIFY(cli.waitForStarted());
+  QVERIFY(!cli.waitForFinished(1500));  // waiting, not failing
+  hygro::test::SimProcess sim;
+  QString error;
+  QVERIFY2(
+      sim.start({"--state", hygro::test::SimProcess::state("idle.json"), "--link", link}, &error),
+      qPrintable(error));
+  QVERIFY(cli.waitForFinished(60000));
+  const QString out = QString::fromUtf8(cli.readAllStandardOutput());
+  QVERIFY2(cli.exitCode() == 0 && out.startsWith(QStringLiteral("Model: QM720-XC\n")),
+           qPrintable(out + QString::fromUtf8(cli.readAllStandardError())));
+
+  // Nobody plugs one in: the wait ends with the usual message.
+  CLI_RUN(
+      none, 1,
+      hygro::test::runCli({"--wait-for-logger", "1", "--port", dir.filePath("none"), "status"}));
+  QVERIFY2(none.err.startsWith(QStringLiteral("Hygrotab not connected.")), CLI_DIAG(none));
 }
 
 void TestCliSim::loggerPulledOutDuringARun() {

@@ -8,6 +8,7 @@
 #include "link/bridge.h"
 #include "link/connection.h"
 #include "link/exchange.h"
+#include "link/plugback.h"
 #include "link/portnames.h"
 #include "link/serialtransport.h"
 #include "logger/session.h"
@@ -132,6 +133,149 @@ class TestConnection : public QObject {
     QCOMPARE(FindFtdiBySerial(listed, QStringLiteral("A1")), QStringLiteral("/dev/ttyUSB3"));
     QCOMPARE(FindFtdiBySerial(listed, QStringLiteral("B2")), QString());
     QCOMPARE(FindFtdiBySerial(listed, QString()), QString());
+  }
+
+  // The bridge behind a port, as a fake sysfs tree describes it: a plain
+  // FT232R, an FT231X whose pins the serial driver offers as GPIO lines, the
+  // second port of an FT2232, and a tty that is no USB device.
+  void theBridgeBehindAPortIsFoundInSysfs_data() {
+    QTest::addColumn<QString>("port");
+    QTest::addColumn<QString>("found");  // bus.address serial interface chips
+    QTest::newRow("FT232R") << "/dev/ttyUSB0"
+                            << "3.4 HYGLOG01 0 ";
+    QTest::newRow("GPIO lines") << "/dev/ttyUSB1"
+                                << "3.7 A10K3XYZ 0 gpiochip2";
+    QTest::newRow("second port") << "/dev/ttyUSB2"
+                                 << "3.9 FT4NBQ2K 1 ";
+    QTest::newRow("not USB") << "/dev/ttyS0"
+                             << "";
+    QTest::newRow("no such tty") << "/dev/ttyUSB7"
+                                 << "";
+  }
+  void theBridgeBehindAPortIsFoundInSysfs() {
+    QFETCH(QString, port);
+    QFETCH(QString, found);
+    const UsbBridge b = LocateUsbBridge(port, QStringLiteral(HYGROTAB_TEST_DATA "/sysfs"));
+    QCOMPARE(b.valid() ? QStringLiteral("%1.%2 %3 %4 %5")
+                             .arg(b.bus)
+                             .arg(b.address)
+                             .arg(b.serial)
+                             .arg(b.interfaceNumber)
+                             .arg(b.gpioChips.join(QLatin1Char(',')))
+                       : QString(),
+             found);
+    if (b.valid()) QCOMPARE(b.vendor, kFtdiVendor);
+    // The way back from a bridge's serial number to its tty, as plug-back
+    // finds a bridge that returned.
+    if (b.valid())
+      QCOMPARE(QStringLiteral("/dev/") +
+                   FindTtyBySerial(b.serial, QStringLiteral(HYGROTAB_TEST_DATA "/sysfs")),
+               port);
+  }
+
+  void aStableNameLeadsToItsBridge() {
+    // /dev/serial/by-id names are links to the tty.
+    QTemporaryDir dev;
+    QFile tty(dev.filePath(QStringLiteral("ttyUSB1")));
+    QVERIFY(tty.open(QIODevice::WriteOnly));
+    const QString byId = dev.filePath(QStringLiteral("usb-FTDI_FT231X_A10K3XYZ-if00-port0"));
+    QVERIFY(QFile::link(tty.fileName(), byId));
+    const UsbBridge b = LocateUsbBridge(byId, QStringLiteral(HYGROTAB_TEST_DATA "/sysfs"));
+    QCOMPARE(b.tty, QStringLiteral("ttyUSB1"));
+    QCOMPARE(b.address, 7);
+    QCOMPARE(FindTtyBySerial(QStringLiteral("NOSUCH"), QStringLiteral(HYGROTAB_TEST_DATA "/sysfs")),
+             QString());
+  }
+
+  void thePinsGoTheWayTheBridgeOffers_data() {
+    QTest::addColumn<QString>("port");
+    QTest::addColumn<QString>("label");  // of every GPIO chip
+    QTest::addColumn<bool>("haveGpio");
+    QTest::addColumn<bool>("haveLibFtdi");
+    QTest::addColumn<QString>("route");
+    QTest::newRow("GPIO lines") << "/dev/ttyUSB1"
+                                << "ftdi-cbus" << true << true << "gpio gpiochip2";
+    QTest::newRow("another chip") << "/dev/ttyUSB1"
+                                  << "gpio-mockup-A" << true << true << "libftdi";
+    QTest::newRow("no libgpiod") << "/dev/ttyUSB1"
+                                 << "ftdi-cbus" << false << true << "libftdi";
+    QTest::newRow("no GPIO chip") << "/dev/ttyUSB0"
+                                  << "ftdi-cbus" << true << true << "libftdi";
+    QTest::newRow("nothing to drive") << "/dev/ttyUSB0"
+                                      << "" << true << false << "none";
+    QTest::newRow("not USB") << "/dev/ttyS0"
+                             << "" << true << true << "none";
+  }
+  void thePinsGoTheWayTheBridgeOffers() {
+    QFETCH(QString, port);
+    QFETCH(QString, label);
+    QFETCH(bool, haveGpio);
+    QFETCH(bool, haveLibFtdi);
+    QFETCH(QString, route);
+    const UsbBridge b = LocateUsbBridge(port, QStringLiteral(HYGROTAB_TEST_DATA "/sysfs"));
+    const PinRoute r = ChoosePinRoute(
+        b, [&](const QString&) { return label; }, haveGpio, haveLibFtdi);
+    const QString got = r.backend == PinBackend::GpioChip  ? QStringLiteral("gpio ") + r.gpioChip
+                        : r.backend == PinBackend::LibFtdi ? QStringLiteral("libftdi")
+                                                           : QStringLiteral("none");
+    QCOMPARE(got, route);
+    // Another vendor's chip is never driven.
+    UsbBridge other = b;
+    other.vendor = 0x067B;
+    QCOMPARE(ChoosePinRoute(
+                 other, [&](const QString&) { return label; }, true, true)
+                 .backend,
+             PinBackend::None);
+  }
+
+  void theWakePulseAddressesThePortInUseUnderOneClaim() {
+    SimRig r;
+    r.sim->setAttachedPort(QStringLiteral("/dev/pts/9"));
+    QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("/dev/pts/9")));
+    QVERIFY(r.session.connected());
+    QCOMPARE(r.bridge->calls, (QStringList{QStringLiteral("port /dev/pts/9"),
+                                           QStringLiteral("claim"), QStringLiteral("set FF"),
+                                           QStringLiteral("set 0"), QStringLiteral("release")}));
+  }
+
+  void aBridgeWithGpioLinesKeepsThePortOpen() {
+    SimRig r;
+    r.bridge->keepOpen = true;
+    QList<bool> openDuringPulse;
+    r.bridge->onSet = [&](quint8) { openDuringPulse << r.sim->isOpen(); };
+    QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1")));
+    QVERIFY(r.session.connected());
+    QCOMPARE(openDuringPulse, (QList<bool>{true, true}));
+  }
+
+  // A bridge that refused the pulse: when nobody answers, the message says
+  // the logger could not be woken, so a sleeping logger is told from a
+  // missing one. When the logger answers anyway, nothing is said.
+  void aRefusedPulseIsNamedWhenNoLoggerAnswers_data() {
+    QTest::addColumn<bool>("refuse");
+    QTest::addColumn<QString>("mode");
+    QTest::newRow("refused, one port") << true << "Once";
+    QTest::newRow("refused, search") << true << "Search";
+    QTest::newRow("driven") << false << "Once";
+  }
+  void aRefusedPulseIsNamedWhenNoLoggerAnswers() {
+    QFETCH(bool, refuse);
+    QFETCH(QString, mode);
+    SilentRig r;
+    r.bridge.refuse = refuse;
+    QVERIFY(r.c.Port_Set_Command(mode, QStringLiteral("5")));
+    const QString headline = QStringLiteral("Hygrotab not connected.");
+    QCOMPARE(r.prompt.messages(),
+             QStringList{refuse ? headline + QStringLiteral("\r\r") + Connection::NotWokenText()
+                                : headline});
+    QVERIFY(Connection::NotWokenText().contains(
+        QStringLiteral("could not be woken through the bridge")));
+
+    SimRig answering;
+    answering.bridge->refuse = refuse;
+    QVERIFY(answering.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1")));
+    QVERIFY(answering.session.connected());
+    QVERIFY(answering.prompt.messages().isEmpty());
   }
 
   void aBridgeThatDetachesItsDriverIsWaitedFor() {
@@ -360,6 +504,64 @@ class TestConnection : public QObject {
     QCOMPARE(ended.count(), 1);
     QVERIFY(r.prompt.calls.isEmpty());
     QCOMPARE(r.session.view().statusBar, QStringLiteral("Unconnection"));
+  }
+
+  // A pulled-out logger comes back by itself and the session says so; a
+  // user who turned this off, or who disconnected, is left disconnected.
+  void aPulledOutBridgeReconnectsWhenItComesBack_data() {
+    QTest::addColumn<bool>("enabled");
+    QTest::addColumn<bool>("userDisconnects");
+    QTest::addColumn<bool>("reconnects");
+    QTest::newRow("on") << true << false << true;
+    QTest::newRow("off") << false << false << false;
+    QTest::newRow("user disconnected") << true << true << false;
+  }
+  void aPulledOutBridgeReconnectsWhenItComesBack() {
+    QFETCH(bool, enabled);
+    QFETCH(bool, userDisconnects);
+    QFETCH(bool, reconnects);
+    SimRig r;
+    r.session.plugBack().setEnabled(enabled);
+    r.session.plugBack().timer_.setInterval(10);
+    QSignalSpy notices(&r.session, &Session::notice);
+    QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1")));
+    QTRY_VERIFY(!r.session.busy());
+    if (userDisconnects) QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1")));
+    r.sim->unplug();
+    QVERIFY(!r.session.connected());
+    QTest::qWait(100);  // the bridge stays away a while: nothing to find
+    QVERIFY(!r.session.connected());
+    r.sim->plugIn();
+    if (reconnects) {
+      QTRY_VERIFY(r.session.connected());
+      QTRY_VERIFY(!r.session.busy());
+      QCOMPARE(notices.count(), 1);
+      QCOMPARE(notices.at(0).at(0).toString(), PlugBack::ReconnectedText(QStringLiteral("1")));
+      QCOMPARE(r.session.view().statusBar, QStringLiteral("Communicating\u3000Port1"));
+    } else {
+      QTest::qWait(200);
+      QVERIFY(!r.session.connected());
+      QVERIFY(notices.isEmpty());
+    }
+    QVERIFY(r.prompt.messages().isEmpty());
+  }
+
+  void aBridgeThatComesBackSilentIsNotAnnounced() {
+    SimRig r;
+    r.session.plugBack().timer_.setInterval(10);
+    QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1")));
+    QTRY_VERIFY(!r.session.busy());
+    r.sim->unplug();
+    r.sim->faults().silenceNext = -1;
+    r.session.connection().AnswerWaitMs = 20;
+    r.sim->plugIn();
+    // Three tries on its return, each without a word, then it is left alone.
+    const int pulses = 1 + 3 * r.session.connection().IdentifyAttempts;
+    QTRY_COMPARE_WITH_TIMEOUT(r.bridge->values.size(), 2 * pulses, 10000);
+    QTest::qWait(300);
+    QCOMPARE(r.bridge->values.size(), 2 * pulses);
+    QVERIFY(!r.session.connected());
+    QVERIFY(r.prompt.messages().isEmpty());
   }
 
   void thePresenceCheckWaitsForIdle() {

@@ -191,6 +191,33 @@ class TestForm1 : public QObject {
     s.data().closeAndRemove();
   }
 
+  void aLoggerPluggedBackInIsSaidAndTheToolMenuTurnsThisOff() {
+    QTemporaryDir dir;
+    Rig rig(dir.path());
+    Form1 w(rig.session.get(), &rig.prompt);
+    w.show();
+    rig.session->plugBack().timer_.setInterval(10);
+    const auto label = [&w](const char* name) { return child<QLabel>(w, name)->text(); };
+    connectWindow(w, *rig.session);
+    rig.sim->unplug();
+    QCOMPARE(label("StatusBar1_Panel1"), QStringLiteral("Unconnection"));
+    rig.sim->plugIn();
+    QTRY_VERIFY_WITH_TIMEOUT(rig.session->connected() && !rig.session->busy(), 20000);
+    QCOMPARE(label("StatusBar1_Panel1"), QStringLiteral("Communicating\u3000Port1"));
+    QCOMPARE(label("StatusBar1_Panel2"), PlugBack::ReconnectedText(QStringLiteral("1")));
+
+    auto* entry = w.findChild<QAction*>(QStringLiteral("mPlugBack"));
+    QVERIFY(entry && entry->isChecked());
+    entry->trigger();
+    QVERIFY(!rig.session->plugBack().enabled());
+    rig.sim->unplug();
+    rig.sim->plugIn();
+    QTest::qWait(200);
+    QVERIFY(!rig.session->connected());
+    QVERIFY(rig.prompt.messages.isEmpty());
+    rig.session->data().closeAndRemove();
+  }
+
   void startsInItsFirstState() {
     QTemporaryDir dir;
     Rig rig(dir.path());

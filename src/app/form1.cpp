@@ -296,6 +296,7 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
   connect(&session_->download(), &DownloadOperation::progress, this,
           [this](int, int, const QString& text) { panel2->setText(text); });
   connect(&session_->download(), &DownloadOperation::finished, this, [this] { panel2->clear(); });
+  connect(session_, &Session::notice, panel2, &QLabel::setText);
   // The busy pointer stays up while an exchange runs.
   connect(session_, &Session::busyCursor, this, [](bool busy) {
     if (busy && !QApplication::overrideCursor()) QApplication::setOverrideCursor(Qt::BusyCursor);
@@ -612,6 +613,13 @@ void Form1::buildMenus() {
           &Form1::openClockDialog);
   alarmAction = namedAction(m3, "mAlarm", QStringLiteral("Alarm setting(&A)…"));
   connect(alarmAction, &QAction::triggered, this, &Form1::openAlarmDialog);
+  m3->addSeparator();
+  QAction* plugBack =
+      namedAction(m3, "mPlugBack", QStringLiteral("Reconnect when plugged back in"));
+  plugBack->setCheckable(true);
+  plugBack->setChecked(session_->plugBack().enabled());
+  connect(plugBack, &QAction::toggled, this,
+          [this](bool on) { session_->plugBack().setEnabled(on); });
 
   QMenu* display = bar->addMenu(QStringLiteral("Display(&V)"));
   display->setObjectName(QStringLiteral("mDisplay"));

@@ -134,7 +134,8 @@ struct GlobalOptions {
   QString port;  // empty: search like the connect button
   bool demo = false;
   QString baud = QStringLiteral("57600");
-  QString dataDir;  // empty: a private temporary folder
+  QString dataDir;        // empty: a private temporary folder
+  int waitForLogger = 0;  // seconds to wait for a logger to be plugged in
 };
 
 class Tool {

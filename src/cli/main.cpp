@@ -20,7 +20,8 @@ std::vector<Command> commands() {
 
 QString toolHelp(const std::vector<Command>& cmds) {
   QString h = QStringLiteral(
-      "Usage: hygrotab-cli [--port PORT | --demo] [--baud RATE] [--data-dir DIR] COMMAND [ARGS]\n"
+      "Usage: hygrotab-cli [--port PORT | --demo] [--baud RATE] [--wait-for-logger SECONDS]\n"
+      "                    [--data-dir DIR] COMMAND [ARGS]\n"
       "\n"
       "Talks to a Hygrotab temperature/humidity logger (QM720-XC, QM720-XCB, QM510-XC).\n"
       "\n"
@@ -30,6 +31,9 @@ QString toolHelp(const std::vector<Command>& cmds) {
       "                  as the window's connect button does\n"
       "  --demo          talk to the built-in emulated logger instead of a real one\n"
       "  --baud RATE     line speed: 9600, 14400, 19200, 38400, 57600 (default) or 115200\n"
+      "  --wait-for-logger SECONDS\n"
+      "                  wait up to SECONDS for the logger to be plugged in and answer\n"
+      "                  (for scripts started before it is)\n"
       "  --data-dir DIR  folder for the scratch files (default: a private temporary folder;\n"
       "                  for recover, the window's data folder); a folder a running\n"
       "                  Hygrotab program uses is refused\n"
@@ -52,7 +56,7 @@ QString commandWord(int argc, char** argv) {
     if (!a.startsWith(QLatin1Char('-'))) return a;
     if (!a.contains(QLatin1Char('=')) &&
         (a == QLatin1String("--port") || a == QLatin1String("--baud") ||
-         a == QLatin1String("--data-dir")))
+         a == QLatin1String("--data-dir") || a == QLatin1String("--wait-for-logger")))
       ++i;
   }
   return {};
@@ -92,6 +96,7 @@ QString invalidUtf8(const char* arg) {
 const std::vector<OptionDef> kGlobalOptions = {{QStringLiteral("port"), true},
                                                {QStringLiteral("demo"), false},
                                                {QStringLiteral("baud"), true},
+                                               {QStringLiteral("wait-for-logger"), true},
                                                {QStringLiteral("data-dir"), true}};
 
 // Takes one global option into `global`; a usage error's exit status, or
@@ -112,6 +117,11 @@ int applyGlobal(const QString& name, const std::optional<QString>& value, Global
     if (!value || !hygro::Connection::BaudChoices().contains(global->baud))
       return usageError(QStringLiteral("--baud takes one of %1")
                             .arg(hygro::Connection::BaudChoices().join(QStringLiteral(", "))));
+  } else if (name == QLatin1String("wait-for-logger")) {
+    bool ok = false;
+    global->waitForLogger = value.value_or(QString()).toInt(&ok);
+    if (!ok || global->waitForLogger < 1 || global->waitForLogger > 86400)
+      return usageError(QStringLiteral("--wait-for-logger needs a number of seconds (1 to 86400)"));
   } else if (name == QLatin1String("data-dir")) {
     global->dataDir = value.value_or(QString());
     if (global->dataDir.isEmpty()) return usageError(QStringLiteral("--data-dir needs a folder"));

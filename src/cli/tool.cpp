@@ -112,6 +112,9 @@ int Tool::open() {
   }
   session_ = std::make_unique<Session>(std::move(transport), std::move(bridge), &prompt_);
   session_->connection().BaudText = options_.baud;
+  // A script hears of a pulled-out logger through its exit status; it is not
+  // connected again behind the script's back.
+  session_->plugBack().setEnabled(false);
 
   QObject::connect(&session_->exchange(), &Exchange::abandoned, [this] { abandoned_ = true; });
   QObject::connect(session_->transport(), &Transport::disconnected, [this] { gone_ = true; });
@@ -166,7 +169,18 @@ bool Tool::connect() {
   const bool once = !options_.port.isEmpty();
   abandoned_ = false;
   gone_ = false;
-  session_->Port_Set_Command(once ? PortSearch::Once : PortSearch::Search, options_.port);
+  bool waited = false;
+  if (options_.waitForLogger > 0) {
+    waited = session_->connection().waitForLogger(options_.port, options_.waitForLogger * 1000,
+                                                  [this] { return interrupted(); });
+    if (!waited && interrupted()) {
+      err(QStringLiteral("%1: interrupted (%2)").arg(kProgram, interruptName()));
+      return false;
+    }
+  }
+  // Without a logger after the wait, one more try says why.
+  if (!waited)
+    session_->Port_Set_Command(once ? PortSearch::Once : PortSearch::Search, options_.port);
   // No logger: the session has said "... not connected." already.
   if (!session_->connected()) {
     // A port that would not open has been explained; one that opened was silent.

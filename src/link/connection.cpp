@@ -2,6 +2,7 @@
 
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <algorithm>
 
 #include "data/userprompt.h"
 #include "link/bridge.h"
@@ -99,15 +100,24 @@ QString Connection::Port_Set_Once(const QString& port) {
   }
   QString model;
   for (int attempt = 0; attempt < IdentifyAttempts && model.isEmpty(); ++attempt) {
-    if (port_->isOpen()) port_->close();
+    // Only the bridge behind this port is woken, never another device.
+    bridge_->setPort(PortPath(port_->port()));
+    if (port_->isOpen() && !bridge_->keepsPortOpen()) port_->close();
     if (!pause(CloseWaitMs)) break;
-    // The wake pulse; a missing bridge just skips the pin change.
+    // The wake pulse, both levels under one claim of the bridge (the serial
+    // driver is detached at most once); a missing bridge just skips it.
+    bridge_->claim();
     bridge_->set(0xFF);
     const bool wholePulse = pause(PulseHighMs);
     bridge_->set(0);  // never leave the pins high
+    bridge_->release();
+    pinsRefused_ = pinsRefused_ || bridge_->refused();
     if (!wholePulse || !pause(PulseLowMs)) break;
-    Port_Settings_Apply(port);
-    bool reopened = openPort();
+    bool reopened = port_->isOpen();
+    if (!reopened) {
+      Port_Settings_Apply(port);
+      reopened = openPort();
+    }
     // A bridge whose serial driver was detached for the pulse needs a moment
     // before its port is there again.
     if (!reopened && bridge_->detachedSerialDriver())
@@ -150,6 +160,7 @@ bool Connection::Port_Set_Command(const QString& mode, const QString& port) {
   if (exchange_->busy()) return false;
   searching_ = true;
   cancelRequested_ = false;
+  pinsRefused_ = false;
   struct SearchEnd {
     Connection* c;
     ~SearchEnd() { c->searching_ = false; }
@@ -194,7 +205,10 @@ bool Connection::Port_Set_Command(const QString& mode, const QString& port) {
     if (once && lastOpenError_ != PortOpenError::None)
       text +=
           QStringLiteral("\r\r") + PortOpenErrorText(lastOpenError_, port, port_->openErrorText());
-    if (prompt_) prompt_->message(text, ModelName);
+    // A logger asleep behind a bridge that would not pulse its pins cannot
+    // answer: not the same as no logger at all.
+    if (pinsRefused_) text += QStringLiteral("\r\r") + NotWokenText();
+    if (prompt_ && !quiet_) prompt_->message(text, ModelName);
     Q_EMIT statusTextChanged(StatusText());
     return true;
   }
@@ -214,6 +228,37 @@ void Connection::Command20_Click() {
   Q_EMIT clearRecState();
   Q_EMIT statusTextChanged(StatusText());
   exchange_->Pro_End();
+}
+
+bool Connection::reconnect(const QString& port) {
+  quiet_ = true;
+  Port_Set_Command(QStringLiteral("Once"), port);
+  quiet_ = false;
+  return isConnected();
+}
+
+bool Connection::waitForLogger(const QString& port, int ms, const std::function<bool()>& stop) {
+  QElapsedTimer waited;
+  waited.start();
+  const bool once = !port.isEmpty();
+  for (;;) {
+    bool there = false;
+    if (once) {
+      port_->setPort(port);
+      there = port_->isPresent();
+    } else {
+      there = !port_->preferredPorts().isEmpty();
+    }
+    if (there) {
+      quiet_ = true;
+      Port_Set_Command(once ? QStringLiteral("Once") : QStringLiteral("Search"), port);
+      quiet_ = false;
+      if (isConnected()) return true;
+    }
+    const qint64 left = ms - waited.elapsed();
+    if (left <= 0 || stop()) return false;
+    WaitUntil(int(std::min<qint64>(left, RetryMs)), stop);
+  }
 }
 
 void Connection::cancelSearch() {
@@ -236,7 +281,10 @@ bool Connection::pause(int ms) {
 void Connection::presenceCheck() {
   if (exchange_->busy() || !port_->isOpen()) return;
   const int status = port_->isPresent() ? BridgeFound : BridgeNotFound;
-  if (status == BridgeNotFound) Command20_Click();
+  if (status == BridgeNotFound) {
+    Command20_Click();
+    Q_EMIT pulledOut();
+  }
 }
 
 void Connection::deviceGone() {
@@ -245,6 +293,7 @@ void Connection::deviceGone() {
   Q_EMIT clearRecState();
   Q_EMIT statusTextChanged(StatusText());
   exchange_->Pro_End();
+  Q_EMIT pulledOut();
 }
 
 }  // namespace hygro

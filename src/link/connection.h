@@ -61,6 +61,16 @@ class Connection : public QObject {
   bool Port_Set_Command(const QString& mode, const QString& port);
   // The disconnect action (also taken when the bridge disappears).
   void Command20_Click();
+  // Connects to `port` as "Once" does, but a port that will not answer is
+  // not announced: the caller tries again later. True when connected.
+  bool reconnect(const QString& port);
+  // For scripts started before the logger is plugged in: waits up to `ms`
+  // for a bridge to appear (at `port`, or any the system lists when `port`
+  // is empty) and a logger to answer on it, trying again every RetryMs
+  // until `stop` says so. True when connected. Failed tries are not
+  // announced: after a false the caller connects once more to say why.
+  bool waitForLogger(const QString& port, int ms, const std::function<bool()>& stop);
+  int RetryMs = 1000;
   // Ends a connect or search in progress at its next step, with the port
   // closed, "not connected" shown and nothing said: the user asked for it.
   // Does nothing when no search runs.
@@ -74,6 +84,12 @@ class Connection : public QObject {
   // "Communicating　Port<n>" or "Unconnection".
   QString StatusText() const;
   static QString StillSendingText(int seconds);
+  // Added to "not connected." when the bridge refused the wake pulse.
+  static QString NotWokenText() {
+    return QStringLiteral(
+        "The logger could not be woken through the bridge: the bridge refused to drive its "
+        "pins. A sleeping logger does not answer until it is woken.");
+  }
   static QString NotConnectedText(const QString& loggerName) {
     return loggerName + QStringLiteral(" not connected.");
   }
@@ -94,6 +110,9 @@ class Connection : public QObject {
   void connected(const QString& model);
   // The device vanished while its port was open (before the exchange ends).
   void deviceLost();
+  // The bridge was pulled out while connected (noticed by the port, or by
+  // the idle presence check), after the connection was closed.
+  void pulledOut();
   // A connect is about to try this port (the number of the port box where
   // the port has one, else its path); a search announces each in turn.
   void searchingPort(const QString& portName);
@@ -113,7 +132,9 @@ class Connection : public QObject {
   UserPrompt* prompt_;
   PortOpenError lastOpenError_ = PortOpenError::None;
   bool searching_ = false;
+  bool pinsRefused_ = false;  // by a bridge since the connect began
   bool cancelRequested_ = false;
+  bool quiet_ = false;  // a failed connect says nothing
   QEventLoop* pauseLoop_ = nullptr;
 };
 

@@ -1,5 +1,8 @@
 #include "link/portnames.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <cerrno>
 
@@ -27,6 +30,56 @@ QString FindFtdiBySerial(const QList<ListedPort>& ports, const QString& usbSeria
   if (usbSerial.isEmpty()) return {};
   for (const ListedPort& p : ports) {
     if (p.vendor == kFtdiVendor && p.usbSerial == usbSerial) return p.location;
+  }
+  return {};
+}
+
+namespace {
+QString readAttribute(const QString& dir, const char* name) {
+  QFile f(dir + QLatin1Char('/') + QLatin1String(name));
+  if (!f.open(QIODevice::ReadOnly)) return {};
+  return QString::fromUtf8(f.readAll()).trimmed();
+}
+}  // namespace
+
+UsbBridge LocateUsbBridge(const QString& portPath, const QString& sysRoot) {
+  UsbBridge b;
+  const QString canonical = QFileInfo(portPath).canonicalFilePath();
+  b.tty = QFileInfo(canonical.isEmpty() ? portPath : canonical).fileName();
+  const QString root = QFileInfo(sysRoot).canonicalFilePath();
+  if (b.tty.isEmpty() || root.isEmpty()) return b;
+  // The tty's node sits below its USB interface, which sits below the USB
+  // device: walk up until both are found.
+  QString dir = QFileInfo(sysRoot + QStringLiteral("/class/tty/") + b.tty).canonicalFilePath();
+  QString interfaceDir;
+  while (dir.startsWith(root + QLatin1Char('/'))) {
+    if (interfaceDir.isEmpty() && QFileInfo::exists(dir + QStringLiteral("/bInterfaceNumber")))
+      interfaceDir = dir;
+    if (QFileInfo::exists(dir + QStringLiteral("/busnum")) &&
+        QFileInfo::exists(dir + QStringLiteral("/devnum"))) {
+      if (interfaceDir.isEmpty()) break;  // a tty of the device itself: no USB serial port
+      b.bus = readAttribute(dir, "busnum").toInt();
+      b.address = readAttribute(dir, "devnum").toInt();
+      b.serial = readAttribute(dir, "serial");
+      b.vendor = readAttribute(dir, "idVendor").toInt(nullptr, 16);
+      b.product = readAttribute(dir, "idProduct").toInt(nullptr, 16);
+      b.interfaceNumber = readAttribute(interfaceDir, "bInterfaceNumber").toInt(nullptr, 16);
+      b.gpioChips = QDir(interfaceDir)
+                        .entryList({QStringLiteral("gpiochip*")}, QDir::Dirs | QDir::NoDotAndDotDot,
+                                   QDir::Name);
+      return b;
+    }
+    dir = QFileInfo(dir).path();
+  }
+  return b;
+}
+
+QString FindTtyBySerial(const QString& serial, const QString& sysRoot) {
+  if (serial.isEmpty()) return {};
+  const QDir ttys(sysRoot + QStringLiteral("/class/tty"));
+  for (const QString& tty : ttys.entryList({QStringLiteral("ttyUSB*"), QStringLiteral("ttyACM*")},
+                                           QDir::AllEntries | QDir::System, QDir::Name)) {
+    if (LocateUsbBridge(QStringLiteral("/dev/") + tty, sysRoot).serial == serial) return tty;
   }
   return {};
 }

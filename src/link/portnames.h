@@ -1,6 +1,7 @@
 #pragma once
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 namespace hygro {
 // A port is named by a COM-style number (1..255, as the port box offers) or by
@@ -33,4 +34,26 @@ struct ListedPort {
 // when none is listed (or `usbSerial` is empty).
 QString FindFtdiBySerial(const QList<ListedPort>& ports, const QString& usbSerial);
 constexpr int kFtdiVendor = 0x0403;
+
+// The USB device behind a serial port, as the kernel's device tree (sysfs)
+// describes it: what is needed to address exactly that bridge, never another.
+struct UsbBridge {
+  QString tty;      // "ttyUSB0"
+  int bus = 0;      // USB bus number
+  int address = 0;  // the device's address on that bus
+  QString serial;   // USB serial number; empty when the device has none
+  int vendor = 0;
+  int product = 0;
+  int interfaceNumber = 0;  // the port of a chip with several
+  // GPIO chips the serial driver made for the port's interface ("gpiochip3").
+  QStringList gpioChips;
+  bool valid() const { return bus > 0 && address > 0; }
+};
+// The bridge behind the serial port `portPath` (symbolic links such as
+// /dev/serial/by-id/... are followed), looked up in the tree under `sysRoot`.
+// Not valid when the port is no USB device (or the tree says nothing of it).
+UsbBridge LocateUsbBridge(const QString& portPath, const QString& sysRoot = QStringLiteral("/sys"));
+// The USB serial tty ("ttyUSB1") whose bridge has the USB serial number
+// `serial`, from the same tree; empty when none has.
+QString FindTtyBySerial(const QString& serial, const QString& sysRoot = QStringLiteral("/sys"));
 }  // namespace hygro

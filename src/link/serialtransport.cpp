@@ -1,5 +1,6 @@
 #include "link/serialtransport.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSerialPortInfo>
@@ -173,6 +174,48 @@ QStringList SerialTransport::preferredPorts() const {
     if (p.vendor == kFtdiVendor) ports << p.location;
   }
   return ports;
+}
+
+namespace {
+const QString kBySerial = QStringLiteral("usb-serial:");
+const QString kById = QStringLiteral("by-id:");
+const QString kByIdDir = QStringLiteral("/dev/serial/by-id");
+}  // namespace
+
+QString SerialTransport::bridgeIdentity() const {
+#ifdef Q_OS_LINUX
+  // From sysfs: the system's port list goes through udev, which may not have
+  // caught up yet with a tty that came back a moment ago after a wake pulse.
+  if (const QString serial = LocateUsbBridge(devicePath()).serial; !serial.isEmpty())
+    return kBySerial + serial;
+#else
+  if (const QString serial = usbSerialAt(devicePath()); !serial.isEmpty())
+    return kBySerial + serial;
+#endif
+  const QString canonical = QFileInfo(devicePath()).canonicalFilePath();
+  if (canonical.isEmpty()) return {};
+  for (const QFileInfo& link : QDir(kByIdDir).entryInfoList(QDir::System | QDir::Files)) {
+    if (link.canonicalFilePath() == canonical) return kById + link.fileName();
+  }
+  return {};
+}
+
+QString SerialTransport::findBridge(const QString& identity) const {
+  if (identity.startsWith(kBySerial)) {
+    const QString serial = identity.mid(kBySerial.size());
+#ifdef Q_OS_LINUX
+    const QString tty = FindTtyBySerial(serial);
+    const QString path = QStringLiteral("/dev/") + tty;
+    return !tty.isEmpty() && QFileInfo::exists(path) ? path : QString();
+#else
+    return FindFtdiBySerial(listedPorts(), serial);
+#endif
+  }
+  if (identity.startsWith(kById)) {
+    const QString link = kByIdDir + QLatin1Char('/') + identity.mid(kById.size());
+    if (QFileInfo::exists(link)) return link;
+  }
+  return {};
 }
 
 void SerialTransport::onError(QSerialPort::SerialPortError error) {

@@ -25,6 +25,8 @@ class SerialTransport : public Transport {
   void clearInput() override;
   bool isPresent() const override;
   QStringList preferredPorts() const override;
+  QString bridgeIdentity() const override;
+  QString findBridge(const QString& identity) const override;
 
   QString lastError() const { return lastError_; }
   PortOpenError openError() const override { return openError_; }

@@ -53,6 +53,17 @@ class Transport : public QObject {
   // lists); empty when the transport has no such notion.
   virtual QStringList preferredPorts() const { return {}; }
 
+  // What names the bridge behind the open port both now and once it has been
+  // pulled out and plugged back (its USB serial number, or its stable
+  // /dev/serial/by-id name); empty when nothing does.
+  virtual QString bridgeIdentity() const { return {}; }
+  // The port the bridge named `identity` is on now; empty while it is not
+  // plugged in.
+  virtual QString findBridge(const QString& identity) const {
+    (void)identity;
+    return {};
+  }
+
  Q_SIGNALS:
   void readyRead();
   // The device vanished while open; the port has already been closed.

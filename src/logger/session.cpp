@@ -67,6 +67,8 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
   exchange_ = std::make_unique<Exchange>(transport_.get(), &gate_);
   connection_ =
       std::make_unique<Connection>(transport_.get(), bridge_.get(), exchange_.get(), &gate_);
+  plugBack_ = std::make_unique<PlugBack>(transport_.get(), connection_.get(), exchange_.get());
+  connect(plugBack_.get(), &PlugBack::reconnected, this, &Session::notice);
   gate_.setHoldWhile([this] { return exchange_->handlingAnswers(); });
   connect(exchange_.get(), &Exchange::answersHandled, this, [this] { gate_.flush(); });
 
@@ -119,6 +121,7 @@ Session::~Session() {
   recording_.reset();
   realtime_.reset();
   status_op_.reset();
+  plugBack_.reset();
   if (transport_ && transport_->isOpen()) transport_->close();
 }
 

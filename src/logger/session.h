@@ -10,6 +10,7 @@
 #include "link/bridge.h"
 #include "link/connection.h"
 #include "link/exchange.h"
+#include "link/plugback.h"
 #include "link/promptgate.h"
 #include "link/transport.h"
 #include "logger/clock.h"
@@ -40,6 +41,8 @@ class Session : public QObject {
   Transport* transport() const { return transport_.get(); }
   Exchange& exchange() { return *exchange_; }
   Connection& connection() { return *connection_; }
+  // Connecting again by itself when a pulled-out bridge comes back.
+  PlugBack& plugBack() { return *plugBack_; }
   DataSets& data() { return data_; }
   const DataSets& data() const { return data_; }
   const LoggerStatus& status() const { return status_; }
@@ -107,6 +110,9 @@ class Session : public QObject {
   // Another set is shown.
   void shownSetChanged(int set);
   void exchangeEnded();
+  // Something the user should read in passing (the status bar): the logger
+  // was connected again after its bridge was plugged back in.
+  void notice(const QString& text);
 
  private:
   friend class Operation;
@@ -125,6 +131,7 @@ class Session : public QObject {
   DataSets data_;
   std::unique_ptr<Exchange> exchange_;
   std::unique_ptr<Connection> connection_;
+  std::unique_ptr<PlugBack> plugBack_;
   LoggerStatus status_;
   std::unique_ptr<StatusOperation> status_op_;
   std::unique_ptr<RealtimeOperation> realtime_;

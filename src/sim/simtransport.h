@@ -55,6 +55,11 @@ class SimTransport : public hygro::Transport {
   void clearInput() override { m_rx.clear(); }
   bool isPresent() const override { return m_present && m_port == m_attached; }
   QStringList preferredPorts() const override { return {m_attached}; }
+  // The emulated bridge is known by its port; it is there while plugged in.
+  QString bridgeIdentity() const override { return m_open ? m_attached : QString(); }
+  QString findBridge(const QString& identity) const override {
+    return m_present && identity == m_attached ? m_attached : QString();
+  }
 
  private:
   void deliver();
