@@ -105,8 +105,6 @@ QLabel* caption(const QString& text) {
   return l;
 }
 
-const char* const kSetNames[] = {"Log", "RealTime", "File"};
-
 // The most the mouse read-out writes into the status bar.
 const QString kWidestReadOut =
     QStringLiteral("Date 0000/00/00 00:00:00   Temperature -00.00 C   Humidity 100.00 %RH");
@@ -827,7 +825,7 @@ void Form1::followDataSet() {
   if (set < 0 || set > 2 || opt[set]->isChecked()) return;
   const QSignalBlocker b5(Option5), b6(Option6), b7(Option7);
   opt[set]->setChecked(true);
-  Label3->setText(QString::fromLatin1(kSetNames[set]));
+  Label3->setText(DataSetName(set));
 }
 
 // ---- view selection
@@ -845,7 +843,7 @@ void Form1::showView(bool dump) {
 }
 
 void Form1::refreshDataArea() {
-  Label3->setText(QString::fromLatin1(kSetNames[qBound(0, shownSet(), 2)]));
+  Label3->setText(DataSetName(shownSet()));
   Command24->setVisible(!dumpView_);
   Command25->setVisible(dumpView_);
   if (dumpView_) {
@@ -893,8 +891,10 @@ void Form1::showFilePanel() {
     return on ? QString::number(fmt::boundDegrees(raw)) + QStringLiteral(" C")
               : QStringLiteral("OFF");
   };
-  bounds->findChild<QLabel*>(QStringLiteral("FileUpper"))->setText(boundText(f.UpperRaw, f.UpperOn));
-  bounds->findChild<QLabel*>(QStringLiteral("FileLower"))->setText(boundText(f.LowerRaw, f.LowerOn));
+  bounds->findChild<QLabel*>(QStringLiteral("FileUpper"))
+      ->setText(boundText(f.UpperRaw, f.UpperOn));
+  bounds->findChild<QLabel*>(QStringLiteral("FileLower"))
+      ->setText(boundText(f.LowerRaw, f.LowerOn));
   const QString interval = fmt::intervalText(f.Interval);
   QStringList parts;
   if (!f.Name.trimmed().isEmpty()) parts << f.Name.trimmed();
@@ -915,8 +915,7 @@ void Form1::mSaveGraph_Click() {
   }
   if (dumpView_) graphs_->redraw();  // the graphs of the set on display, not an older picture
   bool failed = false;
-  const QString proposed =
-      QStringLiteral("%1_graph.png").arg(QString::fromLatin1(kSetNames[qBound(0, shownSet(), 2)]));
+  const QString proposed = QStringLiteral("%1_graph.png").arg(DataSetName(shownSet()));
   const auto path =
       prompt_->saveFileName(proposed, QStringLiteral("PNG image(*.png)|*.png"), &failed);
   if (!path) return;

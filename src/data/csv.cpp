@@ -538,7 +538,7 @@ CsvOpenResult parseItems(const QByteArray& data, CsvImport* file, QString* why,
       if (!toSingle(fmt::val(item[k]), v))
         return fileError(itemLine[k], shown(item[k]) + QStringLiteral(" is out of range"));
     }
-    const double gap = std::floor((rec.Time - previous) * 86400.0 + 0.5);
+    const double gap = std::floor(fmt::secondsBetween(previous, rec.Time) + 0.5);
     if (gap > newRunAfter) ++run;
     rec.Block = run;
     rec.setRemarks(item[4]);

@@ -41,6 +41,11 @@ const char* DataSets::scratchName(int set) {
   return names[set];
 }
 
+QString DataSetName(int set) {
+  static const char* const names[kDataSetCount] = {"Log", "RealTime", "File"};
+  return QLatin1String(names[set >= 0 && set < kDataSetCount ? set : LogData]);
+}
+
 void Stats_Clear(DataSetStats& stats) {
   stats.e[0].Value = -10000;
   stats.e[1].Value = 10000;

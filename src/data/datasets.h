@@ -33,6 +33,10 @@ struct DataSetStats {
   std::array<Extreme, 4> e;
 };
 
+// The set's name as the window shows it: "Log", "RealTime" or "File"; the
+// log's name for any other number.
+QString DataSetName(int set);
+
 // Only this model keeps alarm bounds: they are sent, shown, printed and saved
 // for it alone.
 inline const QString& ModelWithBounds() {

@@ -189,7 +189,7 @@ bool isValidSerial(double serial) {
 
 double dateSerial(int y, int mo, int d, int h, int mi, int s) {
   const double days = static_cast<double>(QDate(y, mo, d).toJulianDay() - kBaseJulianDay);
-  const double time = (h * 3600.0 + mi * 60.0 + s) / 86400.0;
+  const double time = (h * 3600.0 + mi * 60.0 + s) / kSecondsPerDay;
   return days >= 0 ? days + time : days - time;
 }
 
@@ -326,7 +326,7 @@ bool parseGeneralDate(const QString& text, double* out, DayMonthOrder order) {
     c.skipBlanks();
   }
   if (!c.atEnd() || (!haveDate && !haveTime)) return false;
-  const double time = seconds / 86400.0;
+  const double time = seconds / kSecondsPerDay;
   *out = days >= 0 ? days + time : days - time;
   return true;
 }
@@ -458,14 +458,14 @@ QString intervalText(qint64 seconds) {
   return t;
 }
 
-int boundDegrees(qint32 raw) { return static_cast<int>(std::floor(raw * 0.01 - 39.6 + 0.5)); }
+int boundDegrees(qint32 raw) { return static_cast<int>(std::floor(celsiusFromCount(raw) + 0.5)); }
 
 QString boundText(qint32 raw, bool on) {
   return on ? QString::number(boundDegrees(raw)) : QStringLiteral("OFF");
 }
 
 bool degreesToRawChecked(double deg, qint32* out) {
-  const double r = std::nearbyint((deg + 39.6) * 100.0);
+  const double r = std::nearbyint(countFromCelsius(deg));
   if (!(r >= std::numeric_limits<qint32>::min() && r <= std::numeric_limits<qint32>::max()))
     return false;
   *out = static_cast<qint32>(r);

@@ -13,6 +13,11 @@
 
 namespace hygro::fmt {
 
+// A date serial counts days; the one conversion factor to seconds.
+constexpr double kSecondsPerDay = 86400.0;
+// The seconds from serial `from` to serial `to`.
+constexpr double secondsBetween(double from, double to) { return (to - from) * kSecondsPerDay; }
+
 // Serials from 0100-01-01 to 9999-12-31 23:59:59 are valid.
 bool isValidSerial(double serial);
 
@@ -70,6 +75,11 @@ QString strWithBlank(qint64 v);
 double val(const QString& text);
 // 90 -> "1 Min30 Sec", 60 -> "1 Min", 59 -> "59 Sec", 0 -> "".
 QString intervalText(qint64 seconds);
+
+// The sensor's temperature count in degrees Celsius, count * 0.01 - 39.6, and
+// back, unrounded: the one rule for readings and alarm bounds alike.
+constexpr double celsiusFromCount(double count) { return count * 0.01 - 39.6; }
+constexpr double countFromCelsius(double degrees) { return (degrees + 39.6) * 100.0; }
 
 // Temperature bounds in sensor counts <-> whole degrees.
 int boundDegrees(qint32 raw);            // Int(raw * 0.01 - 39.6 + 0.5), toward minus infinity

@@ -134,8 +134,8 @@ qint32 IntervalFromSteps(const std::vector<MeasurementRecord>& records) {
   std::map<qint64, int> counts;
   for (size_t i = 1; i < records.size(); ++i) {
     if (records[i].Block != records[i - 1].Block) continue;
-    const double step = (records[i].Time - records[i - 1].Time) * 86400.0;
-    if (!std::isfinite(step) || step < 0.5 || step > 86400.0 * 366) continue;
+    const double step = fmt::secondsBetween(records[i - 1].Time, records[i].Time);
+    if (!std::isfinite(step) || step < 0.5 || step > fmt::kSecondsPerDay * 366) continue;
     ++counts[static_cast<qint64>(std::floor(step + 0.5))];
   }
   qint64 best = 0;

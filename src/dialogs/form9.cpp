@@ -32,14 +32,11 @@ const QString kPdfFilter = QStringLiteral("PDF(*.pdf)|*.pdf");
 
 PrintDialog::PrintDialog(Session* session, Form1* window, bool dump, QWidget* parent)
     : QDialog(parent), session_(session), window_(window), dump_(dump), set_(session->shownSet()) {
-  static const char* const kSetNames[] = {"Log", "RealTime", "File"};
   const QString what = dump ? QStringLiteral("Print list") : QStringLiteral("Print graphs");
   setWindowTitle(what);
   const int points = qMax<int>(1, session_->data().info(set_).Points);
 
-  auto* caption = new QLabel(
-      QStringLiteral("%1 of %2 data").arg(what, QString::fromLatin1(kSetNames[qBound(0, set_, 2)])),
-      this);
+  auto* caption = new QLabel(QStringLiteral("%1 of %2 data").arg(what, DataSetName(set_)), this);
   caption->setObjectName(QStringLiteral("Label1"));
   QFont bold = caption->font();
   bold.setBold(true);

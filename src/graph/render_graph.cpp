@@ -18,7 +18,7 @@ namespace hygro {
 
 namespace {
 
-constexpr double kSecondsPerDay = 86400.0;
+using fmt::kSecondsPerDay;
 constexpr int kBarLimit = 32767;
 // Device coordinates are cut to this before they become whole pixels, so a
 // sample far outside the window cannot overflow.
@@ -126,7 +126,7 @@ ScrollState Scroll_Set(const DataSets& sets, int set, const ScrollState& current
   ScrollState s = current;
   s.GraphEndTime = sets.Get(set, n).Time;
   s.GraphStartTime = sets.Get(set, 1).Time;
-  const qint64 total = wholeSeconds((s.GraphEndTime - s.GraphStartTime) * kSecondsPerDay);
+  const qint64 total = wholeSeconds(fmt::secondsBetween(s.GraphStartTime, s.GraphEndTime));
 
   int spanLimit;
   if (total > kBarLimit) {
@@ -424,7 +424,7 @@ void Graph_Grid_Draw(Surface& surface, double S, qint64 P, double B, double T, i
         {info.LowerOn, {info.LowerRaw, ticks::kLowerBound}}};
     for (const auto& [on, b] : bounds) {
       if (!on) continue;
-      const double v = b.first * 0.01 - 39.6;
+      const double v = fmt::celsiusFromCount(b.first);
       surface.DrawStyle = 2;
       surface.Line(S, v, 0, v, colors[b.second]);
       surface.DrawStyle = 0;
@@ -515,7 +515,7 @@ void Graph_Data_Draw(Surface& surface, double S, qint64 P, double, double, const
   const double x0 = surface.deviceX(0);
   const auto devX = [&](double t) {
     // Age in seconds before the right edge of the window.
-    return x0 + ((graphEndTime - t) * kSecondsPerDay - static_cast<double>(P)) * toX;
+    return x0 + (fmt::secondsBetween(t, graphEndTime) - static_cast<double>(P)) * toX;
   };
   const auto devY = [&](float v) { return surface.deviceY(v); };
   const auto toPixel = [](double d) {

@@ -8,7 +8,8 @@ namespace hygro::ticks {
 
 namespace {
 
-constexpr double kSecond = 1.0 / 86400.0;
+constexpr double kSecond = 1.0 / fmt::kSecondsPerDay;
+constexpr qint64 kDay = static_cast<qint64>(fmt::kSecondsPerDay);
 
 // One search of the start: the last moment in [from, from + range] (visited
 // every `step`) that passes `hit` becomes the start, and `newStep` the step.
@@ -40,7 +41,7 @@ TimeVisit TimeGridVisit(double S, qint64 P, double graphEndTime) {
   if (S >= 12000)
     search(v, graphEndTime, 3600, 3600, [](const fmt::DateParts& d) { return d.minute == 0; });
   if (S >= 720000)
-    search(v, graphEndTime, 86400, 86400, [](const fmt::DateParts& d) { return d.hour == 0; });
+    search(v, graphEndTime, kDay, kDay, [](const fmt::DateParts& d) { return d.hour == 0; });
   return v;
 }
 

@@ -10,9 +10,7 @@ const QString kCr2 = QStringLiteral("\r\r");
 constexpr size_t kMaxOutstanding = 256;
 
 int FrameValue(const QByteArray& frame, int j) {
-  const auto hundreds = static_cast<quint8>(frame[2 * j]);
-  const auto bcd = static_cast<quint8>(frame[2 * j + 1]);
-  return hundreds * 100 + (bcd >> 4) * 10 + (bcd & 0x0F);
+  return WirePairValue(static_cast<quint8>(frame[2 * j]), static_cast<quint8>(frame[2 * j + 1]));
 }
 
 // The four values of a well-formed answer (a hundreds byte of 0..2 and a
@@ -23,9 +21,8 @@ bool AnswerValues(const ReceiveBuffer& rx, std::array<int, 4>& v) {
   for (int k = 0; k < 4; ++k) {
     const quint8 hb = rx.bytes[static_cast<size_t>(n - 8 + 2 * k)];
     const quint8 lb = rx.bytes[static_cast<size_t>(n - 7 + 2 * k)];
-    if (hb > 2 || (lb >> 4) > 9 || (lb & 0x0F) > 9) return false;
-    v[static_cast<size_t>(k)] = hb * 100 + (lb >> 4) * 10 + (lb & 0x0F);
-    if (v[static_cast<size_t>(k)] > 255) return false;
+    if (!WirePairIsByte(hb, lb)) return false;
+    v[static_cast<size_t>(k)] = WirePairValue(hb, lb);
   }
   return true;
 }

@@ -46,9 +46,8 @@ void DecodeAnswer(ReceiveBuffer& rx) {
     const int hi = n - 8 + 2 * k;
     const int lo = n - 7 + 2 * k;
     if (hi < 0 || lo >= ReceiveBuffer::Capacity) continue;
-    const int hb = rx.bytes[static_cast<size_t>(hi)];
-    const int lb = rx.bytes[static_cast<size_t>(lo)];
-    const int value = (hb & 0x0F) * 100 + (lb >> 4) * 10 + (lb & 0x0F);
+    const int value =
+        WirePairValue(rx.bytes[static_cast<size_t>(hi)], rx.bytes[static_cast<size_t>(lo)]);
     if (value > 255) continue;
     rx.bytes[static_cast<size_t>(k)] = static_cast<quint8>(value);
   }

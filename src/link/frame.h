@@ -39,6 +39,19 @@ struct ReceiveBuffer {
 constexpr quint8 kTerminator = 0xFF;
 constexpr quint8 kRefusal = 0xEE;
 
+// One value on the wire: a hundreds byte, then a packed-BCD byte holding the
+// tens and the units. The value of a pair as the low nibble of the hundreds
+// byte and the two BCD digits read it, whatever they hold.
+constexpr int WirePairValue(quint8 hundreds, quint8 bcd) {
+  return (hundreds & 0x0F) * 100 + (bcd >> 4) * 10 + (bcd & 0x0F);
+}
+// Whether a pair is one the logger sends for a byte: a hundreds byte of 0 to
+// 2, two decimal digits, and a value of at most 255.
+constexpr bool WirePairIsByte(quint8 hundreds, quint8 bcd) {
+  return hundreds <= 2 && (bcd >> 4) <= 9 && (bcd & 0x0F) <= 9 &&
+         WirePairValue(hundreds, bcd) <= 255;
+}
+
 // The nine bytes of one entry.
 QByteArray CommandFrame(const QueuedCommand& entry);
 QByteArray CommandFrame(quint8 p0, quint8 p1, quint8 p2, quint8 p3);

@@ -4,9 +4,7 @@
 
 namespace hygro {
 
-float TemperatureFromRaw(qint32 raw) {
-  return static_cast<float>(static_cast<double>(raw) * 0.01 - 39.6);
-}
+float TemperatureFromRaw(qint32 raw) { return static_cast<float>(fmt::celsiusFromCount(raw)); }
 
 float HumidityFromRaw(qint32 raw, float temperature) {
   const double r = raw;
@@ -59,6 +57,24 @@ int LoggerClockYear(int readBack) {
 }
 
 bool LoggerClockKeepsYear(int year) { return year >= 0 && LoggerClockYear(year % 100) == year; }
+
+namespace {
+// A BCD byte's two hex digits read as a decimal number; digits above 9 end the
+// number as Val would (0xFF reads as 0, so an erased time is no date).
+int BcdDigits(quint8 b) {
+  return static_cast<int>(fmt::val(QStringLiteral("%1").arg(b, 2, 16, QLatin1Char('0')).toUpper()));
+}
+}  // namespace
+
+double LoggerTimeFromBcd(const quint8* b) {
+  const int yy = BcdDigits(b[0]);
+  const int year = yy < 30 ? 2000 + yy : 1900 + yy;
+  double serial = 0;
+  if (!fmt::makeDateSerial(year, BcdDigits(b[1]), BcdDigits(b[2]), BcdDigits(b[3]), BcdDigits(b[4]),
+                           BcdDigits(b[5]), &serial))
+    return 0;
+  return serial;
+}
 
 bool BatteryRawPlausible(int raw) { return raw >= 0 && raw <= 1023; }
 

@@ -170,7 +170,7 @@ void DownloadOperation::beginPointStream() {
 }
 
 double DownloadOperation::pointTime(int index) const {
-  const double interval = data().info(LogData).Interval / 86400.0;
+  const double interval = data().info(LogData).Interval / fmt::kSecondsPerDay;
   for (const Segment& s : segments_) {
     if (index < s.count) return s.start + index * interval;
     index -= s.count;

@@ -11,7 +11,7 @@ namespace hygro {
 namespace {
 qint32 Raw16(const ReceiveBuffer& rx) { return rx.R(2) * 256 + rx.R(3); }
 
-constexpr double kSecondsPerDay = 86400.0;
+using fmt::kSecondsPerDay;
 // How far the wall clock may drift from the steady count before it counts as
 // set (a daylight-saving change, the user, a time service stepping it).
 constexpr double kClockJumpSeconds = 2.0;

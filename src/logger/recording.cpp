@@ -285,7 +285,7 @@ bool RecordingOperation::readBackMatchesSent() const {
   // The logger's clock has run on since it was set, for no longer than the
   // exchange has taken; a second more for the one it was counting.
   const double ran = static_cast<double>(clock().steadyMs() - sentAtMs_) / 1000.0;
-  const double ahead = (read - sent) * 86400.0;
+  const double ahead = fmt::secondsBetween(sent, read);
   return ahead > -0.5 && ahead < ran + 2.0;
 }
 

@@ -19,23 +19,7 @@ QString NamePair(const ReceiveBuffer& rx) {
   return QString(LoggerCharFromByte(D1(rx))) + LoggerCharFromByte(D2(rx));
 }
 
-// A BCD byte's two hex digits read as a decimal number; digits above 9 end the
-// number as Val would (0xFF reads as 0, so an erased time is no date).
-int BcdDigits(quint8 b) {
-  return static_cast<int>(fmt::val(QStringLiteral("%1").arg(b, 2, 16, QLatin1Char('0')).toUpper()));
-}
-
 }  // namespace
-
-double LoggerTimeFromBcd(const quint8* b) {
-  const int yy = BcdDigits(b[0]);
-  const int year = yy < 30 ? 2000 + yy : 1900 + yy;
-  double serial = 0;
-  if (!fmt::makeDateSerial(year, BcdDigits(b[1]), BcdDigits(b[2]), BcdDigits(b[3]), BcdDigits(b[4]),
-                           BcdDigits(b[5]), &serial))
-    return 0;
-  return serial;
-}
 
 bool LogStartValid(const LoggerStatus& st) { return fmt::dateParts(st.StartTime).year >= 2000; }
 
@@ -200,8 +184,7 @@ void StatusOperation::registerBranches() {
 
 void StatusOperation::Status_Disp() {
   StatusView v;
-  static const char* const kSetNames[] = {"Log", "RealTime", "File"};
-  v.Label3 = QString::fromLatin1(kSetNames[data().DataSetIndex < 3 ? data().DataSetIndex : 0]);
+  v.Label3 = DataSetName(data().DataSetIndex);
   v.Command2 = QStringLiteral("Continuous");
 
   if (!connected()) {

@@ -69,16 +69,9 @@ struct TextLayout {
 // block; returns where the next line goes.
 double drawHeader(QPainter& p, const QRect& page, const TextLayout& t, const DataSets& sets,
                   const PrintJob& job) {
-  const DataSetInfo& info = sets.info(job.set);
-  const int last = job.last > 0 ? job.last : info.Points;
-  const QStringList parts[] = {
-      ReportHeaderLines(sets, job),
-      StatsBlockLines(sets, job.set, info.Stats, QStringLiteral("In all records")),
-      StatsBlockLines(sets, job.set, RangeStats(sets, job.set, job.first, last),
-                      QStringLiteral("Range of selection"))};
   double y = page.top();
   bool first = true;
-  for (const QStringList& lines : parts) {
+  for (const QStringList& lines : ReportBlocks(sets, job)) {
     if (!first) y += t.pitch;
     first = false;
     for (const QString& line : lines) {
@@ -135,13 +128,19 @@ QStringList StatsBlockLines(const DataSets& sets, int set, const DataSetStats& s
   return lines;
 }
 
-QStringList ReportLines(const DataSets& sets, const PrintJob& job) {
+std::array<QStringList, 3> ReportBlocks(const DataSets& sets, const PrintJob& job) {
   const DataSetInfo& info = sets.info(job.set);
   const int last = job.last > 0 ? job.last : info.Points;
-  return ReportHeaderLines(sets, job) +
-         StatsBlockLines(sets, job.set, info.Stats, QStringLiteral("In all records")) +
-         StatsBlockLines(sets, job.set, RangeStats(sets, job.set, job.first, last),
-                         QStringLiteral("Range of selection"));
+  return {ReportHeaderLines(sets, job),
+          StatsBlockLines(sets, job.set, info.Stats, QStringLiteral("In all records")),
+          StatsBlockLines(sets, job.set, RangeStats(sets, job.set, job.first, last),
+                          QStringLiteral("Range of selection"))};
+}
+
+QStringList ReportLines(const DataSets& sets, const PrintJob& job) {
+  QStringList lines;
+  for (const QStringList& block : ReportBlocks(sets, job)) lines += block;
+  return lines;
 }
 
 // ------------------------------------------------------------------ outputs

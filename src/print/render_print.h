@@ -7,6 +7,7 @@
 #include <QRectF>
 #include <QString>
 #include <QStringList>
+#include <array>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -50,9 +51,11 @@ DataSetStats RangeStats(const DataSets& sets, int set, int first, int last);
 QStringList StatsBlockLines(const DataSets& sets, int set, const DataSetStats& stats,
                             const QString& heading);
 
-// The whole header: ReportHeaderLines, the "In all records" block over the
-// set's own statistics and the "Range of selection" block over the job's
-// records.
+// The whole header in its three blocks, printed a blank line apart:
+// ReportHeaderLines, the "In all records" block over the set's own statistics
+// and the "Range of selection" block over the job's records.
+std::array<QStringList, 3> ReportBlocks(const DataSets& sets, const PrintJob& job);
+// The three blocks as one list of lines.
 QStringList ReportLines(const DataSets& sets, const PrintJob& job);
 
 // ---- pages
