@@ -9,6 +9,8 @@
 // Points are then given to the segments in table order, each taking its
 // count; the last segment takes whatever remains, so a table that disagrees
 // with the point total can neither lose points nor invent times past the end.
+#include "logger/download.h"
+
 #include <algorithm>
 
 #include "data/formats.h"
@@ -27,7 +29,8 @@ constexpr int kMaxSegments = 101;  // entries 0..100 count for the current log
 const QChar kIdeographicSpace(0x3000);
 }  // namespace
 
-DownloadOperation::DownloadOperation(Session& session) : Operation(session) {
+DownloadOperation::DownloadOperation(Session& session, LoggerStatus& status)
+    : Operation(session, status) {
   Download_Timer.setObjectName(QStringLiteral("Download_Timer"));
   connect(&Download_Timer, &QTimer::timeout, this, &DownloadOperation::watchdog);
   registerBranches();
@@ -62,7 +65,7 @@ void DownloadOperation::Command5_Click() {
   x.Command_Add(1, 12, 14, 0, kDownload);
   s_.statusOp().Status_Read(kDownload);
   x.Command_Add(1, 8, kSegmentTableAddress >> 8, kSegmentTableAddress & 0xFF, kKiroten);
-  s_.send();
+  send();
 }
 
 void DownloadOperation::Download_Cancel() {
@@ -81,7 +84,7 @@ bool DownloadOperation::Download_Mark() {
   if (busy() || !connected()) return false;
   x().Queue_Reset();
   x().Command_Add(1, 56, 0, 0, CommMode::None);
-  s_.send();
+  send();
   return true;
 }
 
@@ -238,6 +241,13 @@ void DownloadOperation::watchdog() {
   if (++watchdogCount_ <= kWatchdogTicks) return;
   failed(true);
 }
+
+void DownloadOperation::cutShort(bool say) {
+  Download_Timer.stop();
+  failed(false, say);
+}
+
+void DownloadOperation::exchangeEnded() { cutShort(); }
 
 void DownloadOperation::failed(bool endExchange, bool say) {
   if (!downloading_) return;

@@ -1,4 +1,6 @@
 // Real-time measurement: one sample, or a continuous run at an interval.
+#include "logger/realtime.h"
+
 #include <cmath>
 
 #include "data/formats.h"
@@ -19,7 +21,8 @@ constexpr double kClockJumpSeconds = 2.0;
 double WholeSecond(double serial) { return std::round(serial * kSecondsPerDay) / kSecondsPerDay; }
 }  // namespace
 
-RealtimeOperation::RealtimeOperation(Session& session) : Operation(session) {
+RealtimeOperation::RealtimeOperation(Session& session, LoggerStatus& status)
+    : Operation(session, status) {
   continuation.setObjectName(QStringLiteral("continuation"));
   // A coarse timer may fire early and make a second of the run too short.
   continuation.setTimerType(Qt::PreciseTimer);
@@ -73,7 +76,7 @@ void RealtimeOperation::Command1_Click() {
   x().Queue_Reset();
   x().Command_Add(1, 25, 0, 0, CommMode::Real, 0);
   x().Real_Read_Add(CommMode::Real, 0);
-  s_.send();
+  send();
 }
 
 bool RealtimeOperation::stopContinuation() {
@@ -116,7 +119,7 @@ void RealtimeOperation::Command2_Click() {
   x().Queue_Reset();
   x().Command_Add(1, 25, fast, fast, CommMode::RealCon, 0);
   x().Real_Read_Add(CommMode::RealCon, 0);
-  s_.send();
+  send();
   s_.statusOp().Status_Disp();
 }
 
@@ -149,7 +152,7 @@ void RealtimeOperation::continuation_Timer() {
     putPlaceholder(now);
     x().Queue_Reset();
     x().Real_Read_Add(CommMode::RealCon, 0);
-    s_.send();
+    send();
     ContinuationSeconds = 0;
     return;
   }
@@ -160,12 +163,18 @@ void RealtimeOperation::continuation_Timer() {
   }
 }
 
+void RealtimeOperation::exchangeEnded() {
+  if (!stopPending_) return;
+  stopPending_ = false;
+  QTimer::singleShot(0, this, &RealtimeOperation::completeStop);
+}
+
 void RealtimeOperation::completeStop() {
   finishRun();
   if (connected() && !busy()) {
     x().Queue_Reset();
     s_.statusOp().Status_Read();
-    s_.send();
+    send();
   }
   s_.Data_Save_Ask(RealTimeData, QuestionId::SaveRunAtStop);
   s_.statusOp().Status_Disp();

@@ -1,5 +1,7 @@
 // Recording control: start now or at a reserved time, stop or cancel, and the
 // logger's clock.
+#include "logger/recording.h"
+
 #include <QDate>
 #include <QDateTime>
 #include <algorithm>
@@ -8,6 +10,7 @@
 #include "data/userprompt.h"
 #include "logger/conversions.h"
 #include "logger/session.h"
+#include "logger/settings.h"
 
 namespace hygro {
 
@@ -20,15 +23,18 @@ quint8 UnitByte(bool minutes) { return minutes ? kUnitMinutes : kUnitSeconds; }
 quint8 FastFlag(int value, bool minutes) { return (!minutes && value == 2) ? 1 : 0; }
 }  // namespace
 
-RecordingOperation::RecordingOperation(Session& session) : Operation(session) {
+RecordingOperation::RecordingOperation(Session& session, LoggerStatus& status)
+    : Operation(session, status) {
   registerBranches();
 }
+
+QString RecordingOperation::SetCompletionText() { return QStringLiteral("Set completion"); }
 
 RecordButton RecordingOperation::Command4_Click() {
   if (busy()) return RecordButton::Busy;
   const RecState rs = st().RecState;
   if (rs != RecState::Reserving && rs != RecState::Recording) {
-    if (!s_.batteryOk()) {
+    if (!BatteryOk(st())) {
       prompt()->message(QStringLiteral("Please change a battery. "), model());
       return RecordButton::Refused;
     }
@@ -43,7 +49,7 @@ RecordButton RecordingOperation::Command4_Click() {
   x().Queue_Reset();
   x().Command_Add(1, 12, 14, 0, CommMode::None);
   s_.statusOp().Status_Read();
-  s_.send();
+  send();
   st().RecState = RecState::Idle;
   return RecordButton::Stopping;
 }
@@ -121,7 +127,7 @@ bool RecordingOperation::Log_Start(const StartSettings& s) {
     x.Command_Add(1, 11, UnitByte(s.minutes), value, kLogStart);
   }
   s_.statusOp().Status_Read(kLogStart);
-  s_.send();
+  send();
   return true;
 }
 
@@ -200,7 +206,7 @@ bool RecordingOperation::Reservation_Check(double at, double now) {
 
 bool RecordingOperation::Yoyaku_Set(const ReservationSettings& s) {
   if (busy()) return false;
-  if (!s_.batteryOk()) {
+  if (!BatteryOk(st())) {
     prompt()->message(QStringLiteral("Please change a battery."), model());
     return false;
   }
@@ -216,7 +222,7 @@ bool RecordingOperation::Yoyaku_Set(const ReservationSettings& s) {
   x.Command_Add(1, 33, static_cast<quint8>(at.minute), 0, kYoyaku);
   x.Command_Add(1, 17, UnitByte(s.minutes), static_cast<quint8>(s.intervalValue), kYoyaku);
   s_.statusOp().Status_Read(kYoyaku);
-  s_.send();
+  send();
   return true;
 }
 
@@ -272,7 +278,7 @@ bool RecordingOperation::Now_Time_set() {
   if (!clockYearKept(kTSet)) return false;
   x().Queue_Reset();
   Clock_Set_Queue(kTSet);
-  s_.send();
+  send();
   return true;
 }
 

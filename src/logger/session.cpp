@@ -11,47 +11,6 @@
 
 namespace hygro {
 
-QString StatusView::stateWord() const {
-  switch (state) {
-    case DisplayState::Recording:
-      return QStringLiteral("Recording");
-    case DisplayState::Reserving:
-      return QStringLiteral("Reserving");
-    case DisplayState::NotConnected:
-      return QStringLiteral("----");
-    default:
-      return QStringLiteral("Record stop");
-  }
-}
-
-QString RecStateWord(RecState state) {
-  switch (state) {
-    case RecState::Recording:
-      return QStringLiteral("kirokucyu");
-    case RecState::Reserving:
-      return QStringLiteral("yoyakucyu");
-    case RecState::Continuous:
-      return QStringLiteral("renzoku");
-    case RecState::Idle:
-      break;
-  }
-  return {};
-}
-
-// ---------------------------------------------------------------- Operation
-
-Operation::Operation(Session& session) : QObject(&session), s_(session) {}
-const SessionClock& Operation::clock() const { return s_.clock(); }
-Exchange& Operation::x() const { return *s_.exchange_; }
-DataSets& Operation::data() const { return s_.data_; }
-LoggerStatus& Operation::st() const { return s_.status_; }
-UserPrompt* Operation::prompt() const { return &s_.gate_; }
-QString Operation::model() const { return s_.ModelName(); }
-bool Operation::busy() const { return s_.busy(); }
-bool Operation::connected() const { return s_.connected(); }
-
-// ---------------------------------------------------------------- Session
-
 namespace {
 const SessionClock kSystemClock;
 }  // namespace
@@ -72,11 +31,11 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
   gate_.setHoldWhile([this] { return exchange_->handlingAnswers(); });
   connect(exchange_.get(), &Exchange::answersHandled, this, [this] { gate_.flush(); });
 
-  status_op_ = std::make_unique<StatusOperation>(*this);
-  realtime_ = std::make_unique<RealtimeOperation>(*this);
-  recording_ = std::make_unique<RecordingOperation>(*this);
-  download_ = std::make_unique<DownloadOperation>(*this);
-  settings_ = std::make_unique<SettingsOperation>(*this);
+  status_op_ = std::make_unique<StatusOperation>(*this, status_);
+  realtime_ = std::make_unique<RealtimeOperation>(*this, status_);
+  recording_ = std::make_unique<RecordingOperation>(*this, status_);
+  download_ = std::make_unique<DownloadOperation>(*this, status_);
+  settings_ = std::make_unique<SettingsOperation>(*this, status_);
 
   exchange_->setTitleSource([this] { return ModelName(); });
   connection_->appendStatusRead = [this](CommMode mode) { status_op_->Status_Read(mode); };
@@ -88,12 +47,12 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
     // Disconnecting ends a continuous run like its own stop button, and a
     // download the user gave up by disconnecting, without a word.
     realtime_->endRun();
-    download_->failed(false, false);
+    download_->cutShort(false);
     status_.RecState = RecState::Idle;
     status_.read = false;
   });
   connect(connection_.get(), &Connection::statusTextChanged, this, &Session::statusBarText);
-  connect(connection_.get(), &Connection::deviceLost, this, [this] { download_->failed(false); });
+  connect(connection_.get(), &Connection::deviceLost, this, [this] { download_->cutShort(); });
   connect(exchange_.get(), &Exchange::busyCursor, this, &Session::busyCursor);
   connect(exchange_.get(), &Exchange::abandoned, this, [this] {
     // With the port closed a continuous run could only time out again and
@@ -101,16 +60,11 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
     realtime_->endRun();
   });
   connect(exchange_.get(), &Exchange::exchangeEnded, this, [this] {
-    download_->Download_Timer.stop();
     // Cut short (time-out, refusals, disconnect): no part of a log is kept.
-    download_->failed(false);
+    download_->exchangeEnded();
     status_op_->Status_Disp();
     Q_EMIT exchangeEnded();
-    if (realtime_->stopPending_) {
-      realtime_->stopPending_ = false;
-      // Outside the answer's handling: the end of a run asks a question.
-      QTimer::singleShot(0, realtime_.get(), &RealtimeOperation::completeStop);
-    }
+    realtime_->exchangeEnded();
   });
 }
 
@@ -191,9 +145,8 @@ QString Session::setName(int set) const {
 
 void Session::shutDown() {
   realtime_->endRun();
-  download_->failed(false, false);
+  download_->cutShort(false);
   if (busy()) exchange_->Pro_End();
-  download_->Download_Timer.stop();
   if (connected()) transport_->close();
 }
 
@@ -256,11 +209,5 @@ void Session::showSet(int set) {
   Q_EMIT shownSetChanged(set);
   status_op_->Status_Disp();
 }
-
-bool Session::batteryOk() const {
-  return fmt::val(status_.BatteryVoltage) >= 2.5 && status_.ErrorMark != QLatin1String("Error");
-}
-
-QString RecordingOperation::SetCompletionText() { return QStringLiteral("Set completion"); }
 
 }  // namespace hygro

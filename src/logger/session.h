@@ -14,7 +14,12 @@
 #include "link/promptgate.h"
 #include "link/transport.h"
 #include "logger/clock.h"
-#include "logger/operations.h"
+#include "logger/download.h"
+#include "logger/loggerstatus.h"
+#include "logger/realtime.h"
+#include "logger/recording.h"
+#include "logger/settings.h"
+#include "logger/status.h"
 #include "logger/statusview.h"
 
 namespace hygro {
@@ -52,6 +57,8 @@ class Session : public QObject {
   QString ModelName() const { return connection_->ModelName; }
   bool busy() const { return exchange_->busy(); }
   bool connected() const;
+  // Starts the queued exchange, announcing the lock first.
+  void send();
 
   StatusOperation& statusOp() { return *status_op_; }
   RealtimeOperation& realtime() { return *realtime_; }
@@ -115,15 +122,6 @@ class Session : public QObject {
   void notice(const QString& text);
 
  private:
-  friend class Operation;
-  friend class StatusOperation;
-  friend class RealtimeOperation;
-  friend class RecordingOperation;
-  friend class DownloadOperation;
-  friend class SettingsOperation;
-  bool batteryOk() const;
-  void send();  // starts the queued exchange, announcing the lock first
-
   const SessionClock* clock_;
   std::unique_ptr<Transport> transport_;
   std::unique_ptr<BridgePins> bridge_;

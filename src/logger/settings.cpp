@@ -1,7 +1,10 @@
 // Device settings (alarm bounds, memory mode, initialisation) and the
 // identification name.
+#include "logger/settings.h"
+
 #include "data/userprompt.h"
 #include "logger/conversions.h"
+#include "logger/recording.h"
 #include "logger/session.h"
 
 namespace hygro {
@@ -12,7 +15,10 @@ constexpr CommMode kLogStart = CommMode::LogStart;
 const QString kForbidden = QStringLiteral("|><\"?*:/\\");
 }  // namespace
 
-SettingsOperation::SettingsOperation(Session& session) : Operation(session) { registerBranches(); }
+SettingsOperation::SettingsOperation(Session& session, LoggerStatus& status)
+    : Operation(session, status) {
+  registerBranches();
+}
 
 void SettingsOperation::Alarm_set(int upperDegrees, bool upperOn, int lowerDegrees, bool lowerOn) {
   // The port gone under an open dialog: sent to a closed port, the commands
@@ -24,7 +30,7 @@ void SettingsOperation::Alarm_set(int upperDegrees, bool upperOn, int lowerDegre
   x().Command_Add(1, 45, up.high, up.low, CommMode::None);
   x().Command_Add(1, 46, lo.high, lo.low, CommMode::None);
   s_.statusOp().Status_Read();
-  s_.send();
+  send();
 }
 
 void SettingsOperation::M_Mode_Set(bool loop) {
@@ -33,7 +39,7 @@ void SettingsOperation::M_Mode_Set(bool loop) {
   x().Queue_Reset();
   x().Command_Add(1, 49, m, m, CommMode::None);
   s_.statusOp().Status_Read();
-  s_.send();
+  send();
 }
 
 QString SettingsOperation::InitialiseQuestion(const LoggerStatus& st) {
@@ -113,7 +119,7 @@ void SettingsOperation::Set_HGName(const QString& name) {
   x().Command_Add(1, 40, c[0], c[1], CommMode::None);
   x().Command_Add(1, 41, c[2], c[3], CommMode::None);
   s_.statusOp().Status_Read();
-  s_.send();
+  send();
 }
 
 }  // namespace hygro

@@ -1,5 +1,7 @@
 // The status read: nineteen queued commands whose answers fill LoggerStatus
 // and the log's descriptor, and the status display computed from them.
+#include "logger/status.h"
+
 #include <cmath>
 
 #include "data/formats.h"
@@ -21,13 +23,23 @@ QString NamePair(const ReceiveBuffer& rx) {
 
 }  // namespace
 
-bool LogStartValid(const LoggerStatus& st) { return fmt::dateParts(st.StartTime).year >= 2000; }
-
-bool LogHeld(const LoggerStatus& st) {
-  return LogStartValid(st) && (st.RecordedBytes != 0 || st.Wrapped != 0);
+QString StatusView::stateWord() const {
+  switch (state) {
+    case DisplayState::Recording:
+      return QStringLiteral("Recording");
+    case DisplayState::Reserving:
+      return QStringLiteral("Reserving");
+    case DisplayState::NotConnected:
+      return QStringLiteral("----");
+    default:
+      return QStringLiteral("Record stop");
+  }
 }
 
-StatusOperation::StatusOperation(Session& session) : Operation(session) { registerBranches(); }
+StatusOperation::StatusOperation(Session& session, LoggerStatus& status)
+    : Operation(session, status) {
+  registerBranches();
+}
 
 void StatusOperation::Status_Read(CommMode mode) {
   auto add = [&](quint8 code, quint8 param = 0) { x().Command_Add(1, code, param, 0, mode); };
@@ -56,7 +68,7 @@ void StatusOperation::Command11_Click() {
   if (busy() || !connected()) return;
   x().Queue_Reset();
   Status_Read();
-  s_.send();
+  send();
 }
 
 void StatusOperation::registerBranches() {
@@ -232,7 +244,7 @@ void StatusOperation::Status_Disp() {
   if (startValid && st.LoopMode != 0 && st.Wrapped != 0)
     v.Label21 = QString::number(kLoggerCapacityPoints) + QStringLiteral(" Point");
   v.Label6 = fmt::intervalText(interval);
-  if (s_.batteryOk()) {
+  if (BatteryOk(st)) {
     v.Label7 = st.BatteryVoltage + QStringLiteral(" V");
   } else {
     v.batteryAlarm = true;
