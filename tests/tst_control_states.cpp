@@ -1,9 +1,12 @@
-// The control-state table of each logger state, computed without a window
-// from the status the session shows after talking to the emulator.
+// The status display as a function of the logger's status, and the
+// control-state table of each logger state, computed without a window from
+// the status the session shows after talking to the emulator.
 #include <QtTest>
 
+#include "data/formats.h"
 #include "logger/controls.h"
 #include "logger/session.h"
+#include "support/data_fixtures.h"
 #include "support/emulator_rig.h"
 
 using namespace hygro;
@@ -68,6 +71,89 @@ QStringList mismatches(const ControlTable& t, const QString& expect) {
   return bad;
 }
 
+// The status and link a row of tests/data/status/display.tsv describes.
+void parseState(const QString& items, LoggerStatus* st, StatusLink* link) {
+  static const QHash<QString, RecState> states{{"idle", RecState::Idle},
+                                               {"recording", RecState::Recording},
+                                               {"reserving", RecState::Reserving},
+                                               {"continuous", RecState::Continuous}};
+  for (const QString& item : items.split(u'|')) {
+    const QString key = item.section(u'=', 0, 0), v = item.section(u'=', 1);
+    const int n = v.toInt();
+    if (key == "link")
+      link->connected = n != 0;
+    else if (key == "model")
+      link->model = v;
+    else if (key == "status")
+      link->statusText = v;
+    else if (key == "shown")
+      link->shownSet = n;
+    else if (key == "rec")
+      st->RecState = states.value(v);
+    else if (key == "start")
+      fmt::parseGeneralDate(v, &st->StartTime);
+    else if (key == "bytes")
+      st->RecordedBytes = n;
+    else if (key == "loop")
+      st->LoopMode = quint8(n);
+    else if (key == "wrapped")
+      st->Wrapped = quint8(n);
+    else if (key == "interval")
+      st->LogInterval = n;
+    else if (key == "set")
+      st->SetInterval = n;
+    else if (key == "upper")
+      st->UpperRaw = n;
+    else if (key == "upperOn")
+      st->UpperOn = n != 0;
+    else if (key == "lower")
+      st->LowerRaw = n;
+    else if (key == "lowerOn")
+      st->LowerOn = n != 0;
+    else if (key == "battery")
+      st->BatteryVoltage = v;
+    else if (key == "error")
+      st->ErrorMark = QStringLiteral("Error");
+    else if (key == "stop")
+      st->StopMark = QStringLiteral("Stop");
+    else if (key == "name")
+      st->IdentName = v;
+    else if (key == "reserve") {
+      const QStringList dhm = v.split(u' ');
+      st->ReserveDay = quint8(dhm.value(0).toInt());
+      st->ReserveHour = quint8(dhm.value(1).toInt());
+      st->ReserveMinute = quint8(dhm.value(2).toInt());
+    } else
+      QTest::qFail(qPrintable("unknown key " + key), __FILE__, __LINE__);
+  }
+}
+
+QString field(const StatusView& v, const QString& name) {
+  static const QStringList states{"NotConnected", "Idle", "Recording", "Reserving", "Continuous"};
+  const QHash<QString, QString> fields{{"state", states.value(int(v.state))},
+                                       {"caption", v.caption},
+                                       {"statusBar", v.statusBar},
+                                       {"Label49", v.Label49},
+                                       {"Label16", v.Label16},
+                                       {"Label26", v.Label26},
+                                       {"Label48", v.Label48},
+                                       {"Label29", v.Label29},
+                                       {"Label46", v.Label46},
+                                       {"boundsVisible", QString::number(v.boundsVisible)},
+                                       {"Label21", v.Label21},
+                                       {"Label19", v.Label19},
+                                       {"Label6", v.Label6},
+                                       {"Label7", v.Label7},
+                                       {"batteryAlarm", QString::number(v.batteryAlarm)},
+                                       {"Label8", v.Label8},
+                                       {"endAlarm", QString::number(v.endAlarm)},
+                                       {"Label14", v.Label14},
+                                       {"Command4", v.Command4},
+                                       {"Command2", v.Command2},
+                                       {"Label3", v.Label3}};
+  return fields.value(name, QStringLiteral("<no field %1>").arg(name));
+}
+
 #define CHECK_TABLE(table, expect)                                         \
   do {                                                                     \
     const QStringList bad_ = mismatches((table), (expect));                \
@@ -92,6 +178,32 @@ QString each(const QString& names, const char* op) {
 class TestControlStates : public QObject {
   Q_OBJECT
  private Q_SLOTS:
+  void statusDisplayIsAFunctionOfTheStatus_data() {
+    QTest::addColumn<QString>("state");
+    QTest::addColumn<QString>("expect");
+    const QString table =
+        QString::fromUtf8(test::readFile(QStringLiteral(HYGROTAB_TEST_DATA "/status/display.tsv")));
+    for (const QString& line : table.split(u'\n', Qt::SkipEmptyParts)) {
+      if (line.startsWith(u'#')) continue;
+      const QStringList cols = line.split(u'\t');
+      QTest::newRow(qPrintable(cols.value(0))) << cols.value(1) << cols.value(2);
+    }
+  }
+  void statusDisplayIsAFunctionOfTheStatus() {
+    QFETCH(QString, state);
+    QFETCH(QString, expect);
+    LoggerStatus st;
+    StatusLink link;
+    parseState(state, &st, &link);
+    const StatusView v = StatusDisplay(st, link);
+    QStringList bad;
+    for (const QString& item : expect.split(u'|')) {
+      const QString name = item.section(u'=', 0, 0), want = item.section(u'=', 1);
+      if (field(v, name) != want) bad << QStringLiteral("%1 is \"%2\"").arg(item, field(v, name));
+    }
+    QVERIFY2(bad.isEmpty(), qPrintable(bad.join(QStringLiteral("; "))));
+  }
+
   void lockAndUnlockNameEveryOperatingControl() {
     const ControlTable lock = Controls_Lock();
     QStringList names;

@@ -62,6 +62,7 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
   connect(exchange_.get(), &Exchange::exchangeEnded, this, [this] {
     // Cut short (time-out, refusals, disconnect): no part of a log is kept.
     download_->exchangeEnded();
+    if (!connected()) forgetLogger();
     status_op_->Status_Disp();
     Q_EMIT exchangeEnded();
     realtime_->exchangeEnded();
@@ -93,8 +94,18 @@ void Session::send() {
 bool Session::Port_Set_Command(PortSearch mode, const QString& port) {
   const bool done = connection_->Port_Set_Command(
       mode == PortSearch::Once ? QStringLiteral("Once") : QString(), port);
-  if (done && !connected()) status_op_->Status_Disp();
+  if (done && !connected()) {
+    forgetLogger();
+    status_op_->Status_Disp();
+  }
   return done;
+}
+
+void Session::forgetLogger() {
+  // Messages from now on are titled as the program's own, and the next
+  // logger starts without the last one's readings.
+  connection_->ModelName = QStringLiteral("Hygrotab");
+  realtime_->clearLabels();
 }
 
 QString Session::QuestionText(QuestionId id) {

@@ -122,6 +122,10 @@ class Session : public QObject {
   void notice(const QString& text);
 
  private:
+  // The port has closed: the model and the real-time readings of the logger
+  // that was there go with it.
+  void forgetLogger();
+
   const SessionClock* clock_;
   std::unique_ptr<Transport> transport_;
   std::unique_ptr<BridgePins> bridge_;

@@ -23,19 +23,6 @@ QString NamePair(const ReceiveBuffer& rx) {
 
 }  // namespace
 
-QString StatusView::stateWord() const {
-  switch (state) {
-    case DisplayState::Recording:
-      return QStringLiteral("Recording");
-    case DisplayState::Reserving:
-      return QStringLiteral("Reserving");
-    case DisplayState::NotConnected:
-      return QStringLiteral("----");
-    default:
-      return QStringLiteral("Record stop");
-  }
-}
-
 StatusOperation::StatusOperation(Session& session, LoggerStatus& status)
     : Operation(session, status) {
   registerBranches();
@@ -195,94 +182,8 @@ void StatusOperation::registerBranches() {
 }
 
 void StatusOperation::Status_Disp() {
-  StatusView v;
-  v.Label3 = DataSetName(data().DataSetIndex);
-  v.Command2 = QStringLiteral("Continuous");
-
-  if (!connected()) {
-    s_.connection().ModelName = QStringLiteral("Hygrotab");
-    s_.realtime().clearLabels();
-    v.state = DisplayState::NotConnected;
-    v.caption = QStringLiteral("[Hygrotab] Temperature and Humidity Logger");
-    v.statusBar = QStringLiteral("Unconnection");
-    v.Label49 = QStringLiteral("Unconnection");
-    v.Label16 = QStringLiteral("----");
-    v.Label7 = QStringLiteral("----");
-    v.Label14 = QStringLiteral("----");
-    v.boundsVisible = HasAlarmBounds(model());
-    view_ = v;
-    Q_EMIT statusDisplayed(view_);
-    return;
-  }
-
-  const LoggerStatus& st = this->st();
-  v.caption = QStringLiteral("[Hygrotab] Temperature and Humidity Logger ") + model();
-  v.statusBar = s_.connection().StatusText();
-  v.Label49 = QStringLiteral("Communicating");
-  v.Label26 = fmt::formatDateTime(st.StartTime);
-  v.Label48 = st.LoopMode != 0 ? QStringLiteral("Loop") : QStringLiteral("One Time");
-  v.Label29 = st.UpperOn ? QString::number(fmt::boundDegrees(st.UpperRaw)) + QStringLiteral(" C")
-                         : QStringLiteral("OFF");
-  v.Label46 = st.LowerOn ? QString::number(fmt::boundDegrees(st.LowerRaw)) + QStringLiteral(" C")
-                         : QStringLiteral("OFF");
-  // Without a start time the rest of the log's descriptor is erased memory:
-  // no points, no interval, no mode or bounds.
-  const bool startValid = LogStartValid(st);
-  double recordedBytes = st.RecordedBytes;
-  qint32 interval = st.LogInterval;
-  if (!startValid) {
-    v.Label26 = QStringLiteral("----/--/-- --:--:--");
-    recordedBytes = 0;
-    interval = 0;
-    v.Label48.clear();
-    v.Label29.clear();
-    v.Label46.clear();
-  }
-  v.Label21 = QString::number(static_cast<qint64>(recordedBytes / kBytesPerPoint)) +
-              QStringLiteral(" point");
-  v.Label19 = QString::number(interval);
-  if (startValid && st.LoopMode != 0 && st.Wrapped != 0)
-    v.Label21 = QString::number(kLoggerCapacityPoints) + QStringLiteral(" Point");
-  v.Label6 = fmt::intervalText(interval);
-  if (BatteryOk(st)) {
-    v.Label7 = st.BatteryVoltage + QStringLiteral(" V");
-  } else {
-    v.batteryAlarm = true;
-    v.Label7 = QStringLiteral("ＮＧ ") + st.BatteryVoltage + QStringLiteral(" V");
-  }
-  if (st.StopMark == QLatin1String("Stop")) {
-    v.endAlarm = true;
-    v.Label8 = QStringLiteral("End due to the voltage decrease.");
-  }
-  v.Label14 = st.IdentName;
-
-  const RecState rs = st.RecState;
-  if (rs == RecState::Recording) {
-    v.state = DisplayState::Recording;
-    v.Command4 = QStringLiteral("Stop");
-    v.Label16 = QStringLiteral("Recording");
-  } else if (rs == RecState::Reserving) {
-    v.state = DisplayState::Reserving;
-    v.Command4 = QStringLiteral("Reservation cancel");
-    v.Label16 = QStringLiteral("Reserving");
-    v.Label8.clear();
-    v.endAlarm = false;
-    v.Label26 = fmt::format00(st.ReserveDay) + QStringLiteral("Day") +
-                fmt::format00(st.ReserveHour) + QLatin1Char(':') + fmt::format00(st.ReserveMinute) +
-                QStringLiteral(" Record beginning");
-    v.Label21 = QStringLiteral("0 Point");
-    v.Label6 = fmt::intervalText(st.SetInterval);
-  } else if (rs == RecState::Continuous) {
-    v.state = DisplayState::Continuous;
-    v.Label16 = view_.Label16.isEmpty() ? QStringLiteral("Record stop") : view_.Label16;
-    v.Command2 = QStringLiteral("Stop");
-  } else {
-    v.state = DisplayState::Idle;
-    v.Command4 = QStringLiteral("Start");
-    v.Label16 = QStringLiteral("Record stop");
-  }
-  v.boundsVisible = HasAlarmBounds(model());
-  view_ = v;
+  view_ = StatusDisplay(st(),
+                        {connected(), model(), s_.connection().StatusText(), data().DataSetIndex});
   Q_EMIT statusDisplayed(view_);
 }
 

@@ -3,6 +3,8 @@
 // and the command-line tool show the same strings.
 #include <QString>
 
+#include "logger/loggerstatus.h"
+
 namespace hygro {
 
 enum class DisplayState { NotConnected, Idle, Recording, Reserving, Continuous };
@@ -33,5 +35,17 @@ struct StatusView {
   // "Record stop".
   QString stateWord() const;
 };
+
+// What the display needs besides the logger's status.
+struct StatusLink {
+  bool connected = false;
+  QString model;       // the model of the logger connected
+  QString statusText;  // the status bar's text while connected
+  int shownSet = 0;    // the data set on display
+};
+
+// What the window (and the command-line tool) shows for the logger's status:
+// a function of its arguments alone, so the order of redraws never matters.
+StatusView StatusDisplay(const LoggerStatus& status, const StatusLink& link);
 
 }  // namespace hygro
