@@ -95,10 +95,9 @@ BENCHMARK(BM_CsvImport)->Unit(benchmark::kMillisecond);
 void BM_DumpFill(benchmark::State& state) {
   DataSets ds;
   fillFull(ds, LogData);
-  ds.DataSetIndex = LogData;
   DumpModel model(ds);
   for (auto _ : state) {
-    model.Dump_Fill();
+    model.Dump_Fill(LogData);
     for (int r = 0; r < 40; ++r) {
       for (int c = 0; c < DumpModel::ColumnCount; ++c)
         benchmark::DoNotOptimize(model.data(model.index(r, c)));
@@ -113,7 +112,7 @@ void BM_DumpSortByTemperature(benchmark::State& state) {
   DataSets ds;
   fillFull(ds, LogData);
   DumpModel model(ds);
-  model.Dump_Fill();
+  model.Dump_Fill(LogData);
   for (auto _ : state) model.columnClick(DumpModel::TempColumn);
 }
 BENCHMARK(BM_DumpSortByTemperature)->Unit(benchmark::kMillisecond);

@@ -39,7 +39,6 @@ DataSets& dumpSet() {
     info.Points = kRows;
     info.Interval = 600;
     info.Model = QStringLiteral("QM720-XC");
-    ds.DataSetIndex = LogData;
     filled = true;
   }
   return ds;
@@ -50,7 +49,7 @@ const PrintJob kJob{LogData, QStringLiteral("BENCH"), 1000, 2000};
 void BM_DumpPdf(benchmark::State& state) {
   DataSets& ds = dumpSet();
   DumpModel rows(ds);
-  rows.Dump_Fill();
+  rows.Dump_Fill(LogData);
   QTemporaryDir dir;
   const QString path = dir.filePath(QStringLiteral("dump.pdf"));
   for (auto _ : state) {
@@ -65,7 +64,7 @@ BENCHMARK(BM_DumpPdf)->Unit(benchmark::kMillisecond)->Repetitions(5)->ReportAggr
 void BM_DumpImages(benchmark::State& state) {
   DataSets& ds = dumpSet();
   DumpModel rows(ds);
-  rows.Dump_Fill();
+  rows.Dump_Fill(LogData);
   for (auto _ : state) {
     ImageOutput out({1240, 1754}, 150);
     out.setKeptPages(1);

@@ -10,6 +10,7 @@
 #include "app/graphpanel.h"
 #include "benchsupport.h"
 #include "data/datasets.h"
+#include "data/dataview.h"
 #include "data/dump.h"
 #include "data/formats.h"
 
@@ -41,7 +42,8 @@ void fill(DataSets& ds, int set, int points, int stepSeconds) {
 void BM_ScrollStepRedraw(benchmark::State& state) {
   DataSets ds;
   fill(ds, LogData, static_cast<int>(state.range(0)), 60);
-  GraphPanel panel(ds);
+  DataView view;
+  GraphPanel panel(ds, view);
   panel.resize(1000, 620);
   panel.show();
   QApplication::processEvents();
@@ -71,7 +73,7 @@ void BM_DumpFillVisible(benchmark::State& state) {
   view.show();
   QApplication::processEvents();
   for (auto _ : state) {
-    model.Dump_Fill();
+    model.Dump_Fill(LogData);
     view.viewport()->repaint();
   }
   state.counters["rows"] = double(model.rowCount());

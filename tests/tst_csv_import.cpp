@@ -47,7 +47,6 @@ void holdEarlierFile(DataSets& ds) {
   MeasurementRecord rec;
   rec.Temperature = 11;
   ds.Put(FileData, 1, rec);
-  ds.DataSetIndex = LogData;
 }
 
 }  // namespace
@@ -95,7 +94,6 @@ void TstCsvImport::roundTrip() {
   const Read r = readBytes(ds, test::readFile(test::csvFixture(file)));
   QCOMPARE(r.result, CsvOpenResult::Opened);
   QVERIFY2(r.messages.isEmpty(), qPrintable(r.messages.join(u'|')));
-  QCOMPARE(ds.DataSetIndex, quint8(FileData));
   const DataSetInfo& i = ds.info(FileData);
   QCOMPARE(i.Model, model);
   QCOMPARE(i.StartTime, fmt::dateSerial(2010, 5, 1, 13, 4, 5));
@@ -210,7 +208,6 @@ void TstCsvImport::rejected() {
            message.startsWith(kWrongForm) ? CsvOpenResult::WrongForm : CsvOpenResult::FileError);
   QCOMPARE(r.messages, QStringList{message});
   // FileData changes only with a file read to its end.
-  QCOMPARE(ds.DataSetIndex, quint8(LogData));
   const DataSetInfo& i = ds.info(FileData);
   QCOMPARE(i.Model, QStringLiteral("QM510-XC"));
   QCOMPARE(i.Points, qint16(1));
@@ -282,7 +279,6 @@ void TstCsvImport::fromDialogAndPath() {
   prompt.openAnswers.enqueue(test::csvFixture(QStringLiteral("points0.csv")));
   QCOMPARE(Csv_Open(ds, prompt, QStringLiteral("QM720-XC")), CsvOpenResult::Opened);
   QCOMPARE(ds.info(FileData).Points, qint16(0));
-  QCOMPARE(ds.DataSetIndex, quint8(FileData));
   // A file that cannot be opened at all.
   QCOMPARE(Csv_Read(ds, QStringLiteral("/nonexistent/file.csv"), prompt, QStringLiteral("M")),
            CsvOpenResult::FileError);

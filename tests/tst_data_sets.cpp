@@ -378,13 +378,11 @@ void TstDataSets::leftoverLoadsWholeRecords() {
   QCOMPARE(i.Stats.e[3].RecordNo, qint16(2));
   QCOMPARE(i.Stats.e[2].Value, 60.0);
   QVERIFY(i.Modified);
-  QCOMPARE(ds.DataSetIndex, quint8(RealTimeData));
   QVERIFY(prompt.calls.isEmpty());
   // The steps inside a run count, not the jump to the next one.
   QVERIFY(LoadLeftover(list[0], ds, &err));
   QCOMPARE(ds.info(LogData).Points, qint16(3));
   QCOMPARE(ds.info(LogData).Interval, 600);
-  QCOMPARE(ds.DataSetIndex, quint8(LogData));
   QVERIFY(!LoadLeftover(list[1], ds, &err));
   QVERIFY(err.contains(QStringLiteral("opened CSV file")));
   // Never changed by loading.

@@ -37,9 +37,8 @@ class TstDumpModel : public QObject {
 void TstDumpModel::cellsAndStatusText() {
   DataSets ds;
   test::fillReferenceSet(ds, FileData);
-  ds.DataSetIndex = FileData;
   DumpModel m(ds);
-  m.Dump_Fill();
+  m.Dump_Fill(FileData);
   QCOMPARE(m.dataSet(), int(FileData));
   QStringList headings;
   for (int c = 0; c < m.columnCount(); ++c) headings << m.headerData(c, Qt::Horizontal).toString();
@@ -55,7 +54,7 @@ void TstDumpModel::cellsAndStatusText() {
   QCOMPARE(m.itemClickText(4), QString());
   QVERIFY(!m.data(m.index(0, 0), Qt::EditRole).isValid());
   ds.Empty(FileData);
-  m.Dump_Fill();
+  m.Dump_Fill(FileData);
   QCOMPARE(m.rowCount(), 0);
 }
 
@@ -63,7 +62,7 @@ void TstDumpModel::sortsByCellText() {
   DataSets ds;
   for (float t : {9.0f, 10.0f, -5.0f, 25.5f, -10.0f, 0.5f}) addSample(ds, LogData, t, 50);
   DumpModel m(ds);
-  m.Dump_Fill();
+  m.Dump_Fill(LogData);
   QVERIFY(!m.isSorted());
   // Texts, not numbers: "-" sorts first, "10.00" before "9.00".
   m.columnClick(DumpModel::TempColumn);
@@ -82,14 +81,14 @@ void TstDumpModel::sortsByCellText() {
   m.columnClick(DumpModel::RecordNoColumn);
   QCOMPARE(column(m, 0), QStringList({"00006", "00005", "00004", "00003", "00002", "00001"}));
   // A refill of a sorted list comes back sorted.
-  m.Dump_Fill();
+  m.Dump_Fill(LogData);
   QCOMPARE(column(m, 0).first(), QStringLiteral("00006"));
 }
 
 void TstDumpModel::rowsDuringAMeasurement() {
   DataSets ds;
-  ds.DataSetIndex = RealTimeData;
   DumpModel m(ds);
+  m.Dump_Fill(RealTimeData);  // the list of the set, empty until the samples come
   QSignalSpy inserted(&m, &QAbstractItemModel::rowsInserted);
   const float samples[][2] = {{20, 50}, {22, 40}, {21, 45}};
   for (const auto& s : samples) {
@@ -119,7 +118,7 @@ void TstDumpModel::rowsDuringAMeasurement() {
            QStringList(
                {"Minimum humidityMaximum temperature", "", "Maximum humidityMinimum temperature"}));
   // The next fill shows the remarks as stored.
-  m.Dump_Fill();
+  m.Dump_Fill(RealTimeData);
   QCOMPARE(column(m, 4).replaceInStrings(QRegularExpression(" +$"), QString()),
            QStringList({"Maximum temperature Minimum humidity", "",
                         "Minimum temperature Maximum humidity"}));

@@ -121,7 +121,7 @@ class TestLoggerOps : public QObject {
     QVERIFY(r.session.realtime().labels().Label4.endsWith(QStringLiteral(" %RH")));
     QVERIFY(qAbs(r.rec(RealTimeData, 1).Humidity - 50.45f) < 0.05f);
     QCOMPARE(r.rec(RealTimeData, 1).Block, 1.0f);
-    QCOMPARE(int(r.session.data().DataSetIndex), int(RealTimeData));
+    QCOMPARE(r.session.shownSet(), int(RealTimeData));
     // The one sample holds every extreme.
     QCOMPARE(r.rec(RealTimeData, 1).remarks().trimmed(),
              QStringLiteral("Maximum temperature Minimum temperature Maximum hu"));
@@ -374,7 +374,7 @@ class TestLoggerOps : public QObject {
     QCOMPARE(fmt::formatDateTime(r.rec(LogData, 1).Time), QStringLiteral("2024/05/02 00:00:00"));
     QCOMPARE(fmt::formatDateTime(r.rec(LogData, 15000).Time),
              QStringLiteral("2024/05/12 09:59:00"));
-    QCOMPARE(int(r.session.data().DataSetIndex), int(LogData));
+    QCOMPARE(r.session.shownSet(), int(LogData));
     // The extremes are marked in the remarks.
     const int maxT = log.Stats.e[0].RecordNo;
     QVERIFY(r.rec(LogData, maxT).remarks().contains(QStringLiteral("Maximum temperature")));

@@ -197,9 +197,8 @@ void TstRenderPrint::dumpPdfHasEveryRowOnceUnderHeadsOnEachPage() {
   constexpr int kRows = 1500;
   DataSets sets;
   fillRows(sets, LogData, kRows);
-  sets.DataSetIndex = LogData;
   DumpModel rows(sets);
-  rows.Dump_Fill();
+  rows.Dump_Fill(LogData);
   QTemporaryDir dir;
   QVERIFY(dir.isValid());
   const QString pdf = dir.filePath(QStringLiteral("dump.pdf"));
@@ -314,7 +313,6 @@ void TstRenderPrint::graphPdfCarriesHeaderBlocksAndFullWidthText() {
 
 void TstRenderPrint::longDumpFillsPagesWithoutEmptyTrailingPage() {
   DataSets sets;
-  sets.DataSetIndex = RealTimeData;
   DumpModel rows(sets);
   const PrintJob job{RealTimeData, QStringLiteral("R"), 1, 0};
   // Line pitch 1.5 x the text height at 10.5 points; the header, a blank line
@@ -330,7 +328,7 @@ void TstRenderPrint::longDumpFillsPagesWithoutEmptyTrailingPage() {
 
   for (const int n : {15000, 1}) {
     fillRows(sets, RealTimeData, n);
-    rows.Dump_Fill();
+    rows.Dump_Fill(RealTimeData);
     QCOMPARE(rows.rowCount(), n);
     const int headerLines = int(ReportLines(sets, job).size()) + 3;
     const int first = int(std::floor((height - (headerLines + 1) * pitch) / pitch));

@@ -20,11 +20,11 @@
 
 #include "app/form1.h"
 #include "app/loggerini.h"
-#include "app/qtprompt.h"
 #include "data/csv.h"
 #include "data/datafolder.h"
 #include "data/dump.h"
 #include "data/formats.h"
+#include "dialogs/qtprompt.h"
 #include "link/connection.h"
 #include "link/frame.h"
 #include "logger/session.h"
@@ -325,7 +325,7 @@ class TestForm1 : public QObject {
     QVERIFY(child<QRadioButton>(w, "Option6")->isChecked());
     QVERIFY(child<QRadioButton>(w, "Option9")->isChecked());
     QCOMPARE(stack->currentWidget(), list);
-    QCOMPARE(rig.session->data().DataSetIndex, quint8(RealTimeData));
+    QCOMPARE(rig.session->shownSet(), int(RealTimeData));
     QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("RealTime"));
     QCOMPARE(list->model()->rowCount(), 0);
     trigger("mDisplayLogDump");
@@ -695,7 +695,7 @@ class TestForm1 : public QObject {
     QCOMPARE(rt.Points, qint16(25));
     QCOMPARE(rt.Interval, 5);
     QCOMPARE(session->data().Get(RealTimeData, 25).Time, recs.last().Time);
-    QCOMPARE(session->data().DataSetIndex, quint8(RealTimeData));
+    QCOMPARE(session->shownSet(), int(RealTimeData));
     // The recovered samples are in the new scratch file too, and the
     // leftover stays as it was.
     QCOMPARE(QFileInfo(dir.filePath("real.rand")).size(), 25 * 80);

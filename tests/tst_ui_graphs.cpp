@@ -16,9 +16,9 @@
 
 #include "app/form1.h"
 #include "app/graphpanel.h"
-#include "app/qtprompt.h"
 #include "data/dump.h"
 #include "data/formats.h"
+#include "dialogs/qtprompt.h"
 #include "logger/session.h"
 #include "sim/simtransport.h"
 #include "support/data_fixtures.h"

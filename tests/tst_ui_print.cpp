@@ -15,10 +15,10 @@
 
 #include "app/form1.h"
 #include "app/graphpanel.h"
-#include "app/qtprompt.h"
 #include "data/formats.h"
 #include "dialogs/form10.h"
 #include "dialogs/form9.h"
+#include "dialogs/qtprompt.h"
 #include "logger/session.h"
 #include "sim/demostate.h"
 #include "sim/simtransport.h"

@@ -10,7 +10,7 @@
 #include <QtTest>
 #include <functional>
 
-#include "app/qtprompt.h"
+#include "dialogs/qtprompt.h"
 
 using namespace hygro;
 

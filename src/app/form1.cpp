@@ -14,6 +14,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QImageWriter>
+#include <QItemSelectionModel>
 #include <QLineEdit>
 #include <QLocale>
 #include <QMenu>
@@ -34,10 +35,9 @@
 
 #include "app/graphpanel.h"
 #include "app/loggerini.h"
-#include "app/qtprompt.h"
+#include "data/dataview.h"
 #include "data/dump.h"
 #include "data/formats.h"
-#include "data/recovery.h"
 #include "dialogs/dialogparts.h"
 #include "dialogs/downloadprogress.h"
 #include "dialogs/form10.h"
@@ -50,6 +50,7 @@
 #include "dialogs/form7.h"
 #include "dialogs/form8.h"
 #include "dialogs/form9.h"
+#include "dialogs/qtprompt.h"
 #include "link/connection.h"
 #include "link/exchange.h"
 #include "logger/controls.h"
@@ -144,7 +145,7 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
   setWindowTitle(QStringLiteral("[Hygrotab] Temperature and humidity Logger "));
   prompt_->setParent(this);
 
-  dump_ = new DumpModel(session_->data(), this);
+  dump_ = new DumpModel(session_->data(), session_->dataView(), this);
 
   auto* central = new QWidget;
   auto* root = new QHBoxLayout(central);
@@ -259,7 +260,7 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
   connect(&session_->realtime(), &RealtimeOperation::sample, this, [this](int recordNo) {
     applyRealtime();
     followDataSet();
-    if (dumpView_ && dump_->dataSet() == RealTimeData && dump_->rowCount() == recordNo - 1)
+    if (dumpView() && dump_->dataSet() == RealTimeData && dump_->rowCount() == recordNo - 1)
       dump_->Dump_Add(recordNo);
     else
       refreshDataArea();
@@ -279,6 +280,8 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
     followDataSet();
     refreshDataArea();
   });
+  connect(&session_->dataView(), &DataView::dataSetIndexChanged, this, &Form1::followDataSet);
+  connect(&session_->dataView(), &DataView::dumpViewChanged, this, &Form1::onDumpViewChanged);
   // Every exchange locks the operating controls until the status display
   // that ends it; a continuous run keeps its own state (its Stop button
   // must stay usable between samples).
@@ -529,7 +532,7 @@ QWidget* Form1::buildDataArea() {
   auto* gcol = new QVBoxLayout(graphPage);
   gcol->setContentsMargins(0, 0, 0, 0);
   gcol->setSpacing(4);
-  graphs_ = new GraphPanel(session_->data());
+  graphs_ = new GraphPanel(session_->data(), session_->dataView());
   graphs_->setContinuousRun([this] { return session_->realtime().running(); });
   gcol->addWidget(graphs_, 1);
   dataStack->addWidget(graphPage);
@@ -835,20 +838,28 @@ void Form1::showSet(int set) {
   session_->showSet(set);
 }
 
-void Form1::showView(bool dump) {
-  if (dumpView_ == dump) return;
-  dumpView_ = dump;
+void Form1::showView(bool dump) { session_->dataView().setDumpView(dump); }
+
+void Form1::onDumpViewChanged(bool dump) {
+  {
+    const QSignalBlocker b8(Option8), b9(Option9);
+    (dump ? Option9 : Option8)->setChecked(true);
+  }
   refreshDataArea();
   session_->statusOp().Status_Disp();
 }
 
+bool Form1::dumpView() const { return session_->dataView().DumpView(); }
+
+void Form1::fillList() { dump_->Dump_Fill(shownSet()); }
+
 void Form1::refreshDataArea() {
   Label3->setText(DataSetName(shownSet()));
-  Command24->setVisible(!dumpView_);
-  Command25->setVisible(dumpView_);
-  if (dumpView_) {
+  Command24->setVisible(!dumpView());
+  Command25->setVisible(dumpView());
+  if (dumpView()) {
     dataStack->setCurrentWidget(ListView1);
-    dump_->Dump_Fill();
+    fillList();
   } else {
     dataStack->setCurrentIndex(0);
     graphs_->redraw();
@@ -862,7 +873,7 @@ void Form1::onDataSetChanged(int set) {
   // The same rows (labelled just now): the place in the list and the
   // selection stay.
   const DataSetInfo& info = session_->data().info(set);
-  if (dumpView_ && dump_->dataSet() == set && dump_->rowCount() == info.Points && info.Points > 0)
+  if (dumpView() && dump_->dataSet() == set && dump_->rowCount() == info.Points && info.Points > 0)
     return;
   refreshDataArea();
 }
@@ -870,9 +881,9 @@ void Form1::onDataSetChanged(int set) {
 // A completed measurement or download: the list showing the set gets the
 // extremes' texts in its rows.
 void Form1::onExtremesMarked(int set) {
-  if (!dumpView_ || set != shownSet()) return;
+  if (!dumpView() || set != shownSet()) return;
   const DataSetInfo& info = session_->data().info(set);
-  if (dump_->dataSet() != set || dump_->rowCount() != info.Points) dump_->Dump_Fill();
+  if (dump_->dataSet() != set || dump_->rowCount() != info.Points) fillList();
   Stats_Label(*dump_, info.Stats);
 }
 
@@ -913,7 +924,7 @@ void Form1::mSaveGraph_Click() {
     prompt_->message(QStringLiteral("There is no graph to save."), session_->windowTitle());
     return;
   }
-  if (dumpView_) graphs_->redraw();  // the graphs of the set on display, not an older picture
+  if (dumpView()) graphs_->redraw();  // the graphs of the set on display, not an older picture
   bool failed = false;
   const QString proposed = QStringLiteral("%1_graph.png").arg(DataSetName(shownSet()));
   const auto path =
@@ -986,87 +997,25 @@ void Form1::openPrintDialog() {
     prompt_->message(QStringLiteral("There is no data to print."), session_->windowTitle());
     return;
   }
-  if (dumpView_)
-    showDialog<Form10>(this);
+  PrintDialog* d = nullptr;
+  if (dumpView())
+    d = showDialog<Form10>(prompt_, selectedRecords());
   else
-    showDialog<Form9>(this);
+    d = showDialog<Form9>(prompt_);
+  connect(d, &PrintDialog::printStarted, this, &Form1::printStarted);
 }
 
-// ---- printing
-
-QString Form1::printName(int set) const { return session_->setName(set); }
-
-PrintJob Form1::printJob(int set, int first, int last) const {
-  PrintJob job;
-  job.set = set;
-  job.recognitionName = printName(set);
-  job.first = qMax(1, first);
-  job.last = qMax(0, last);
-  return job;
-}
-
-bool Form1::graphPrint(const QString& procedure, PageOutput& out, int set, int first, int last) {
-  const DataSets& sets = session_->data();
-  if (sets.info(set).Points <= 0) return false;
-  const PrintJob job = printJob(set, first, last);
-  // The window's own time window and bands for the set it shows; any other
-  // set is printed whole.
-  const ScrollState view = set == shownSet() && !dumpView_
-                               ? graphs_->state()
-                               : Scroll_Set(sets, set, InitialScrollState(), false);
-  Q_EMIT printStarted(procedure, job);
-  return PrintGraphs(out, sets, job, view);
-}
-
-bool Form1::dumpPrint(const QString& procedure, PageOutput& out, int set, int first, int last) {
-  DataSets& sets = session_->data();
-  if (sets.info(set).Points <= 0) return false;
-  const PrintJob job = printJob(set, first, last);
-  // The list as shown (its order included) when it holds that set; otherwise
-  // a list of the set's own, in record order.
-  const DumpModel* rows = dump_;
-  DumpModel own(sets);
-  if (!dumpView_ || dump_->dataSet() != set || dump_->rowCount() != sets.info(set).Points) {
-    const quint8 shown = sets.DataSetIndex;
-    sets.DataSetIndex = static_cast<quint8>(set);
-    own.Dump_Fill();
-    sets.DataSetIndex = shown;
-    rows = &own;
+std::pair<int, int> Form1::selectedRecords() const {
+  int first = 0, last = 0;
+  if (dump_->dataSet() != shownSet() || !ListView1->selectionModel()) return {0, 0};
+  // The list may be sorted: the range is by record number, not by row.
+  for (const QModelIndex& index : ListView1->selectionModel()->selectedRows()) {
+    const int n = dump_->recordAt(index.row());
+    if (n <= 0) continue;
+    first = first == 0 ? n : qMin(first, n);
+    last = qMax(last, n);
   }
-  Q_EMIT printStarted(procedure, job);
-  return PrintDump(out, sets, job, *rows);
-}
-
-bool Form1::Real_G_Print(PageOutput& out, int first, int last) {
-  return graphPrint(QStringLiteral("Real_G_Print"), out, RealTimeData, first, last);
-}
-bool Form1::Log_G_Print(PageOutput& out, int first, int last) {
-  return graphPrint(QStringLiteral("Log_G_Print"), out, LogData, first, last);
-}
-bool Form1::File_G_Print(PageOutput& out, int first, int last) {
-  return graphPrint(QStringLiteral("File_G_Print"), out, FileData, first, last);
-}
-bool Form1::Real_D_Print(PageOutput& out, int first, int last) {
-  return dumpPrint(QStringLiteral("Real_D_Print"), out, RealTimeData, first, last);
-}
-bool Form1::Log_D_Print(PageOutput& out, int first, int last) {
-  return dumpPrint(QStringLiteral("Log_D_Print"), out, LogData, first, last);
-}
-bool Form1::File_D_Print(PageOutput& out, int first, int last) {
-  return dumpPrint(QStringLiteral("File_D_Print"), out, FileData, first, last);
-}
-
-bool Form1::printSet(PageOutput& out, int set, bool dump, int first, int last) {
-  switch (set) {
-    case LogData:
-      return dump ? Log_D_Print(out, first, last) : Log_G_Print(out, first, last);
-    case RealTimeData:
-      return dump ? Real_D_Print(out, first, last) : Real_G_Print(out, first, last);
-    case FileData:
-      return dump ? File_D_Print(out, first, last) : File_G_Print(out, first, last);
-    default:
-      return false;
-  }
+  return {first, last};
 }
 
 // ---- shutdown
@@ -1107,7 +1056,7 @@ void Form1::closeEvent(QCloseEvent* event) {
 }
 
 int Form1::offerRecovery() {
-  const int loaded = OfferRecovery(session_->data(), *prompt_, session_->windowTitle());
+  const int loaded = session_->offerRecovery(*prompt_);
   if (loaded > 0) {
     followDataSet();
     refreshDataArea();

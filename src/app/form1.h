@@ -1,7 +1,8 @@
 #pragma once
 // The main window: shows what the session knows and forwards the user's
-// clicks to it. It keeps no logger state of its own beyond what is on
-// screen: the data set and view chosen, and the settings file's values.
+// clicks to it. What it shows of the data (the set, graphs or list, the
+// graphs' window, the list's order) is the session's data view; the window
+// keeps only the settings file's values of its own.
 #include <QHash>
 #include <QLabel>
 #include <QMainWindow>
@@ -61,7 +62,7 @@ class Form1 : public QMainWindow {
   // The set on display (0 log, 1 real-time, 2 file) and whether the dump
   // list is shown instead of the graphs.
   int shownSet() const;
-  bool dumpView() const { return dumpView_; }
+  bool dumpView() const;
 
   GraphPanel* graphs() const { return graphs_; }
 
@@ -69,27 +70,8 @@ class Form1 : public QMainWindow {
   // humidity); false when nothing was written.
   bool saveGraphImage(const QString& path);
 
-  // ---- printing
-  // One procedure for each set and kind of print: the set's report drawn on
-  // `out`, records first..last (1-based, inclusive; last 0 for the set's
-  // last record) making the "Range of selection" block. The graphs show the
-  // window's bars when the set is the one on display, otherwise the whole
-  // set. False when the set has no records or a page could not be started.
-  bool Real_G_Print(PageOutput& out, int first, int last);
-  bool Log_G_Print(PageOutput& out, int first, int last);
-  bool File_G_Print(PageOutput& out, int first, int last);
-  bool Real_D_Print(PageOutput& out, int first, int last);
-  bool Log_D_Print(PageOutput& out, int first, int last);
-  bool File_D_Print(PageOutput& out, int first, int last);
-  // The procedure of `set` for the graphs or (dump) the list.
-  bool printSet(PageOutput& out, int set, bool dump, int first, int last);
-  // The identification name a print of `set` carries: the file's own name for
-  // the file data, the logger's for the others.
-  QString printName(int set) const;
-  QtPrompt* prompt() const { return prompt_; }
-
  Q_SIGNALS:
-  // A print procedure has made its job and is about to draw it.
+  // A print dialog has made its job and is about to draw it.
   void printStarted(const QString& procedure, const hygro::PrintJob& job);
 
  protected:
@@ -135,14 +117,16 @@ class Form1 : public QMainWindow {
   void lockControls();
   void applyRealtime();
   void followDataSet();
-  bool graphPrint(const QString& procedure, PageOutput& out, int set, int first, int last);
-  bool dumpPrint(const QString& procedure, PageOutput& out, int set, int first, int last);
-  PrintJob printJob(int set, int first, int last) const;
+  // The lowest and highest record of the rows selected in the list.
+  std::pair<int, int> selectedRecords() const;
 
   // The view selection: which set, graph or dump.
   void showSet(int set);
   void showView(bool dump);
+  void onDumpViewChanged(bool dump);
   void refreshDataArea();
+  // The list filled anew with the set on display.
+  void fillList();
   void onDataSetChanged(int set);
   void onExtremesMarked(int set);
 
@@ -153,7 +137,6 @@ class Form1 : public QMainWindow {
   QtPrompt* prompt_;
   DumpModel* dump_ = nullptr;
   QHash<QString, QObject*> controls_;
-  bool dumpView_ = false;
   bool searching_ = false;
   bool locked_ = false;
   bool closed_ = false;

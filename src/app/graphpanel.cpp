@@ -8,6 +8,7 @@
 #include <QSignalBlocker>
 
 #include "data/datasets.h"
+#include "data/dataview.h"
 
 namespace hygro {
 
@@ -57,8 +58,8 @@ void GraphPicture::resizeEvent(QResizeEvent* event) {
 
 // ---- GraphPanel
 
-GraphPanel::GraphPanel(const DataSets& sets, QWidget* parent)
-    : QWidget(parent), sets_(sets), colors_(Graph_Color_Set()) {
+GraphPanel::GraphPanel(const DataSets& sets, DataView& view, QWidget* parent)
+    : QWidget(parent), sets_(sets), view_(view), colors_(Graph_Color_Set()) {
   ondo_ = new GraphPicture(QStringLiteral("ondo"));
   situdo_ = new GraphPicture(QStringLiteral("situdo"));
 
@@ -105,7 +106,8 @@ GraphPanel::GraphPanel(const DataSets& sets, QWidget* parent)
   grid->setRowStretch(0, 1);
   grid->setRowStretch(3, 1);
 
-  applyState(InitialScrollState());
+  showBars(view_.scrollState());
+  connect(&view_, &DataView::scrollStateChanged, this, &GraphPanel::viewChanged);
 
   connect(ondo_, &GraphPicture::mouseMoved, this,
           [this](int x, int width) { Graph_Cursor_Disp(x, width, false); });
@@ -154,7 +156,7 @@ QScrollBar* GraphPanel::makeBar(Bar which, const char* name, Qt::Orientation o,
   const bool both = temperature;  // the temperature time bars redraw both graphs
   const bool tempOnly = which == VScroll1 || which == VScroll2;
   connect(bar, &QAbstractSlider::valueChanged, this,
-          [this, both, tempOnly] { barChanged(both || tempOnly, !tempOnly); });
+          [this, which, both, tempOnly] { barChanged(which, both || tempOnly, !tempOnly); });
   bars_[which] = bar;
   return bar;
 }
@@ -181,28 +183,9 @@ BarState& GraphPanel::barOf(ScrollState& s, Bar which) {
   return s.VScroll4;
 }
 
-ScrollState GraphPanel::state() const {
-  ScrollState s;
-  s.GraphEndTime = endTime_;
-  s.GraphStartTime = startTime_;
-  s.ScrollUnit = unit_;
-  for (int i = 0; i < 8; ++i) {
-    const QScrollBar* bar = bars_[static_cast<size_t>(i)];
-    BarState& b = barOf(s, static_cast<Bar>(i));
-    const bool rev = reversed_[static_cast<size_t>(i)];
-    b.min = rev ? bar->maximum() : bar->minimum();
-    b.max = rev ? bar->minimum() : bar->maximum();
-    b.value = bar->value();
-    b.smallStep = bar->singleStep();
-    b.largeStep = bar->pageStep();
-  }
-  return s;
-}
+const ScrollState& GraphPanel::state() const { return view_.scrollState(); }
 
-void GraphPanel::applyState(const ScrollState& s) {
-  endTime_ = s.GraphEndTime;
-  startTime_ = s.GraphStartTime;
-  unit_ = s.ScrollUnit;
+void GraphPanel::showBars(const ScrollState& s) {
   ScrollState copy = s;
   for (int i = 0; i < 8; ++i) {
     QScrollBar* bar = bars_[static_cast<size_t>(i)];
@@ -217,10 +200,23 @@ void GraphPanel::applyState(const ScrollState& s) {
   }
 }
 
-int GraphPanel::shownSet() const { return qBound(0, int(sets_.DataSetIndex), kDataSetCount - 1); }
+void GraphPanel::write(const ScrollState& s) {
+  writing_ = true;
+  view_.setScrollState(s);
+  writing_ = false;
+  showBars(s);
+}
+
+void GraphPanel::viewChanged() {
+  if (writing_) return;
+  showBars(view_.scrollState());
+  if (!continuousRun()) redraw();
+}
+
+int GraphPanel::shownSet() const { return view_.DataSetIndex(); }
 
 void GraphPanel::Scroll_Set() {
-  applyState(hygro::Scroll_Set(sets_, shownSet(), state(), continuousRun()));
+  write(hygro::Scroll_Set(sets_, shownSet(), state(), continuousRun()));
 }
 
 void GraphPanel::redraw() {
@@ -230,11 +226,16 @@ void GraphPanel::redraw() {
   if (Humi_Graph()) situdo_->update();
 }
 
-void GraphPanel::barChanged(bool temperature, bool humidity) {
+void GraphPanel::barChanged(Bar which, bool temperature, bool humidity) {
+  ScrollState s = state();
+  barOf(s, which).value = bars_[which]->value();
   // A continuous run draws after each sample by itself; meanwhile the bars
   // only take their new places.
-  if (continuousRun() || graphBusy()) return;
-  Scroll_Set();
+  if (continuousRun() || graphBusy()) {
+    write(s);
+    return;
+  }
+  write(hygro::Scroll_Set(sets_, shownSet(), s, continuousRun()));
   if (temperature && Temp_Graph()) ondo_->update();
   if (humidity && Humi_Graph()) situdo_->update();
 }

@@ -1,6 +1,8 @@
 #pragma once
 // The two graphs of the window, temperature (`ondo`) above humidity
-// (`situdo`), each with its span, position, half-range and centre bars.
+// (`situdo`), each with its span, position, half-range and centre bars. The
+// bars show the data view's graph window and write to it; the view is where
+// the window lives, so code can set it as well as the user.
 //
 // Each graph is drawn into a back buffer only when something it shows has
 // changed (the data, the set, a scroll bar, its size); painting the widget
@@ -17,6 +19,7 @@ class QScrollBar;
 namespace hygro {
 
 class DataSets;
+class DataView;
 
 // One graph's picture: the back buffer, and the pointer's x for the read-out.
 class GraphPicture : public QWidget {
@@ -44,7 +47,7 @@ class GraphPicture : public QWidget {
 class GraphPanel : public QWidget {
   Q_OBJECT
  public:
-  explicit GraphPanel(const DataSets& sets, QWidget* parent = nullptr);
+  GraphPanel(const DataSets& sets, DataView& view, QWidget* parent = nullptr);
 
   // Whether the continuous real-time run is on: it redraws after each sample
   // by itself, so the bars only move meanwhile.
@@ -54,10 +57,9 @@ class GraphPanel : public QWidget {
   // graphs. A set without records leaves limits and pictures as they were.
   void redraw();
 
-  // The bars as they stand, with the times of the last limits computed.
-  ScrollState state() const;
-  // Sets values, limits and steps of the eight bars without their handlers.
-  void applyState(const ScrollState& s);
+  // The bars as they stand, with the times of the last limits computed: the
+  // view's graph window.
+  const ScrollState& state() const;
 
   // A graph is being drawn (here or by the renderer for anyone else).
   bool graphBusy() const { return graphBusy_ || Graph_Busy(); }
@@ -76,8 +78,15 @@ class GraphPanel : public QWidget {
   static BarState& barOf(ScrollState& s, Bar which);
   bool continuousRun() const { return continuousRun_ && continuousRun_(); }
   int shownSet() const;
-  // A bar's Change: the limits anew, then the graphs it belongs to.
-  void barChanged(bool temperature, bool humidity);
+  // A bar's Change: the view takes the value, the limits anew, then the
+  // graphs it belongs to.
+  void barChanged(Bar which, bool temperature, bool humidity);
+  // The window set from elsewhere: shown in the bars, and drawn.
+  void viewChanged();
+  // Writes `s` into the view and shows it in the bars.
+  void write(const ScrollState& s);
+  // Sets values, limits and steps of the eight bars without their handlers.
+  void showBars(const ScrollState& s);
   void Scroll_Set();
   bool Temp_Graph();
   bool Humi_Graph();
@@ -85,14 +94,15 @@ class GraphPanel : public QWidget {
   void Graph_Cursor_Disp(int x, int width, bool humidityGraph);
 
   const DataSets& sets_;
+  DataView& view_;
   GraphColorTable colors_;
   GraphPicture* ondo_;
   GraphPicture* situdo_;
   std::array<QScrollBar*, 8> bars_{};
   // The time bars count backwards (the larger limit at the left or top end).
   std::array<bool, 8> reversed_{};
-  double endTime_ = 0, startTime_ = 0, unit_ = 1;
   bool graphBusy_ = false;
+  bool writing_ = false;  // the view's change is this panel's own
   std::function<bool()> continuousRun_;
 };
 

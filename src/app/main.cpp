@@ -15,9 +15,9 @@
 #include <functional>
 
 #include "app/form1.h"
-#include "app/qtprompt.h"
 #include "data/datafolder.h"
 #include "data/datasets.h"
+#include "dialogs/qtprompt.h"
 #include "link/bridge.h"
 #include "link/serialtransport.h"
 #include "logger/session.h"
@@ -111,9 +111,10 @@ int main(int argc, char** argv) {
       QStringLiteral("Connect at start to PORT (a number or a device path)."),
       QStringLiteral("PORT"));
   parser.addOptions({demo, dataDir, port});
-  parser.addPositionalArgument(QStringLiteral("file"),
-                               QStringLiteral("A CSV file to open at start (shown as the file data)."),
-                               QStringLiteral("[FILE]"));
+  parser.addPositionalArgument(
+      QStringLiteral("file"),
+      QStringLiteral("A CSV file to open at start (shown as the file data)."),
+      QStringLiteral("[FILE]"));
   parser.process(app);
   if (parser.positionalArguments().size() > 1) {
     std::fprintf(stderr, "hygrotab: one file at a time\n");

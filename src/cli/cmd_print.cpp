@@ -5,7 +5,7 @@
 
 #include "cli/cli.h"
 #include "data/csv.h"
-#include "data/dump.h"
+#include "data/dataview.h"
 #include "print/render_print.h"
 
 namespace hygro::cli {
@@ -32,8 +32,8 @@ bool parseRange(const QString& text, int* first, int* last, QString* error) {
   return true;
 }
 
-// Writes the PDF of `set`; the exit status.
-int writeReport(DataSets& sets, const PrintJob& job, bool dump, const QString& pdf) {
+// Writes the PDF of the job; the exit status.
+int writeReport(const DataSets& sets, const PrintJob& job, const QString& pdf) {
   const int points = sets.info(job.set).Points;
   if (points <= 0) {
     err(QStringLiteral("%1: there are no records to print").arg(kProgram));
@@ -46,14 +46,10 @@ int writeReport(DataSets& sets, const PrintJob& job, bool dump, const QString& p
                           .arg(points),
                       kCmd);
   }
-  sets.DataSetIndex = static_cast<quint8>(job.set);
-  DumpModel rows(sets);
-  if (dump) rows.Dump_Fill();
-  const ScrollState view = Scroll_Set(sets, job.set, InitialScrollState(), false);
+  // Nothing on display here: the set is printed whole, in record order.
+  const DataView nothingShown;
   QString error;
-  const auto draw = [&](PageOutput& out) {
-    return dump ? PrintDump(out, sets, job, rows) : PrintGraphs(out, sets, job, view);
-  };
+  const auto draw = [&](PageOutput& out) { return PrintReport(out, sets, nothingShown, job); };
   bool ok = false;
   if (pdf == kStdout) {
     // Whole or not at all: a reader never gets half a PDF.
@@ -85,7 +81,7 @@ int runPrint(const GlobalOptions& global, const ParsedArgs& args) {
     if (!parseRange(args.value(QStringLiteral("range")), &job.first, &job.last, &error))
       return usageError(error, kCmd);
   }
-  const bool dump = args.has(QStringLiteral("dump"));
+  job.dump = args.has(QStringLiteral("dump"));
 
   // Before anything is read, and above all before the logger is touched.
   if (const int rc = outputIsInput(QStringLiteral("pdf"), pdf, {csv}, kCmd)) return rc;
@@ -104,7 +100,7 @@ int runPrint(const GlobalOptions& global, const ParsedArgs& args) {
     if (Csv_Read(sets, csv, prompt, QString()) != CsvOpenResult::Opened) return kExitFailure;
     job.set = FileData;
     job.recognitionName = sets.info(FileData).Name;
-    return writeReport(sets, job, dump, pdf);
+    return writeReport(sets, job, pdf);
   }
 
   Tool tool(global);
@@ -127,7 +123,7 @@ int runPrint(const GlobalOptions& global, const ParsedArgs& args) {
   }
   job.set = LogData;
   job.recognitionName = s.setName(LogData);
-  return writeReport(s.data(), job, dump, pdf);
+  return writeReport(s.data(), job, pdf);
 }
 
 }  // namespace

@@ -637,7 +637,6 @@ void Csv_Commit(DataSets& sets, const CsvImport& file) {
       Stats_Add(rec, info.Points, info.Stats);
     }
   }
-  sets.DataSetIndex = FileData;
 }
 
 QString Csv_RefusalText(CsvOpenResult result, const QString& why) {

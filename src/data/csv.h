@@ -87,7 +87,8 @@ CsvOpenResult Csv_Parse(const QString& path, CsvImport* file, QString* why,
                         const std::atomic_bool* cancel = nullptr);
 CsvOpenResult Csv_Parse(QIODevice& in, CsvImport* file, QString* why,
                         const std::atomic_bool* cancel = nullptr);
-// Puts a file that was read whole into FileData and makes it the current set.
+// Puts a file that was read whole into FileData. What is shown is not its
+// business: the caller that opened the file asks the view.
 void Csv_Commit(DataSets& sets, const CsvImport& file);
 // The message for a file that was refused: "File error" or "The form of the
 // file is different. ", then why.

@@ -28,9 +28,11 @@ struct DataSetStats {
   struct Extreme {
     qint16 RecordNo = 0;
     double Value = 0;
+    bool operator==(const Extreme&) const = default;
   };
   // maximum temperature, minimum temperature, maximum humidity, minimum humidity
   std::array<Extreme, 4> e;
+  bool operator==(const DataSetStats&) const = default;
 };
 
 // The set's name as the window shows it: "Log", "RealTime" or "File"; the
@@ -118,9 +120,6 @@ class DataSets {
   // Throws std::out_of_range for a set outside 0..2.
   DataSetInfo& info(int set);
   const DataSetInfo& info(int set) const;
-
-  // The set the graphs and the list show.
-  quint8 DataSetIndex = LogData;
 
   // Record n (1-based) of the set, by value: readers never share a buffer
   // with the operations that are still assembling a record. Past the highest

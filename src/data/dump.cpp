@@ -6,10 +6,18 @@
 
 namespace hygro {
 
-DumpModel::DumpModel(DataSets& sets, QObject* parent)
-    : QAbstractTableModel(parent),
-      sets_(sets),
-      set_(sets.DataSetIndex < kDataSetCount ? sets.DataSetIndex : static_cast<int>(LogData)) {}
+DumpModel::DumpModel(const DataSets& sets, DataView& view, QObject* parent)
+    : QAbstractTableModel(parent), sets_(sets), view_(view) {
+  connect(&view_, &DataView::dumpSortChanged, this, &DumpModel::followSort);
+  connect(&view_, &DataView::dumpLabelsChanged, this, &DumpModel::followLabels);
+}
+
+DumpModel::DumpModel(const DataSets& sets, QObject* parent)
+    : DumpModel(sets, *new DataView, parent) {
+  own_.reset(&view_);
+}
+
+DumpModel::~DumpModel() = default;
 
 int DumpModel::rowCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : static_cast<int>(rows_.size());
@@ -63,10 +71,20 @@ QString DumpModel::cellOf(int recordNo, int column) const {
       return fmt::format0_00(r->Temperature);
     case HumiColumn:
       return fmt::format0_00(r->Humidity);
-    case RemarksColumn:
-      if (const auto label = labels_.find(static_cast<qint16>(recordNo)); label != labels_.end())
-        return label->second;
-      return r->remarks();
+    case RemarksColumn: {
+      // The extremes' texts go in front of the remark as it was before the
+      // marking (which stores them behind a blank), in the statistics' order.
+      const DumpLabels& labels = view_.dumpLabels();
+      if (labels.set != set_) return r->remarks();
+      QString text = RemarkBeforeMark(r->remarks(), recordNo, labels.stats);
+      bool extreme = false;
+      for (int k = 0; k < 4; ++k) {
+        if (labels.stats.e[static_cast<size_t>(k)].RecordNo != recordNo) continue;
+        text = ExtremeText(k) + text;
+        extreme = true;
+      }
+      return extreme ? text : r->remarks();
+    }
     default:
       return {};
   }
@@ -78,34 +96,40 @@ QString DumpModel::cellText(int row, int column) const {
   return cellOf(n, column);
 }
 
+void DumpModel::dropLabels() {
+  rebuilding_ = true;
+  view_.setDumpLabels({});
+  rebuilding_ = false;
+}
+
 void DumpModel::clear() {
   beginResetModel();
   rows_.clear();
-  labels_.clear();
+  dropLabels();
   endResetModel();
 }
 
-void DumpModel::Dump_Fill() {
+void DumpModel::Dump_Fill(int set) {
   beginResetModel();
-  labels_.clear();
-  set_ = sets_.DataSetIndex;
+  dropLabels();
+  set_ = set >= 0 && set < kDataSetCount ? set : static_cast<int>(LogData);
   const int points = qMax<int>(0, sets_.info(set_).Points);
   rows_.resize(static_cast<size_t>(points));
   for (int n = 1; n <= points; ++n) rows_[static_cast<size_t>(n) - 1] = static_cast<qint16>(n);
-  if (sorted_) sortRows();
+  if (isSorted()) sortRows();
   endResetModel();
 }
 
 void DumpModel::Dump_Add(int recordNo) {
   if (recordNo < 1 || recordNo > kMaxPoints) return;
-  set_ = sets_.DataSetIndex;
   auto pos = rows_.end();
-  if (sorted_) {
-    const QString key = cellOf(recordNo, sortKey_);
+  if (isSorted()) {
+    const int key = sortColumn();
+    const QString text = cellOf(recordNo, key);
     // After the rows that sort before or equal to it, as an inserted item lands.
-    pos = std::upper_bound(rows_.begin(), rows_.end(), key, [this](const QString& k, qint16 n) {
-      return lessThan(k, cellOf(n, sortKey_));
-    });
+    pos = std::upper_bound(
+        rows_.begin(), rows_.end(), text,
+        [this, key](const QString& k, qint16 n) { return lessThan(k, cellOf(n, key)); });
   }
   const int row = static_cast<int>(pos - rows_.begin());
   beginInsertRows({}, row, row);
@@ -123,13 +147,18 @@ QString DumpModel::itemClickText(int row) const {
 bool DumpModel::lessThan(const QString& a, const QString& b) const {
   // The list compares cell texts without regard to case.
   const int c = QString::compare(a, b, Qt::CaseInsensitive);
-  return order_ == Qt::AscendingOrder ? c < 0 : c > 0;
+  return sortOrder() == Qt::AscendingOrder ? c < 0 : c > 0;
 }
 
 void DumpModel::sortRows() {
+  if (!isSorted()) {
+    std::sort(rows_.begin(), rows_.end());
+    return;
+  }
+  const int key = sortColumn();
   std::vector<std::pair<QString, qint16>> keyed;
   keyed.reserve(rows_.size());
-  for (qint16 n : rows_) keyed.emplace_back(cellOf(n, sortKey_), n);
+  for (qint16 n : rows_) keyed.emplace_back(cellOf(n, key), n);
   std::stable_sort(keyed.begin(), keyed.end(),
                    [this](const auto& a, const auto& b) { return lessThan(a.first, b.first); });
   for (size_t i = 0; i < keyed.size(); ++i) rows_[i] = keyed[i].second;
@@ -137,10 +166,13 @@ void DumpModel::sortRows() {
 
 void DumpModel::columnClick(int column) {
   if (column < 0 || column >= ColumnCount) return;
-  if (column == sortKey_)
-    order_ = order_ == Qt::AscendingOrder ? Qt::DescendingOrder : Qt::AscendingOrder;
-  sortKey_ = column;
-  sorted_ = true;
+  view_.setDumpSort(view_.dumpSort().clicked(column));
+}
+
+void DumpModel::resetSort() { view_.setDumpSort({}); }
+
+void DumpModel::followSort() {
+  if (rows_.empty()) return;
   emit layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
   const QModelIndexList before = persistentIndexList();
   std::vector<int> oldRecords;
@@ -161,28 +193,23 @@ void DumpModel::columnClick(int column) {
   emit layoutChanged({}, QAbstractItemModel::VerticalSortHint);
 }
 
-void DumpModel::resetSort() {
-  sorted_ = false;
-  sortKey_ = RecordNoColumn;
-  order_ = Qt::AscendingOrder;
-}
+void DumpModel::Stats_Label(const DataSetStats& stats) { view_.setDumpLabels({set_, stats}); }
 
-void DumpModel::Stats_Label(const DataSetStats& stats) {
+void DumpModel::followLabels() {
+  if (rebuilding_ || rows_.empty()) return;
+  const DumpLabels& labels = view_.dumpLabels();
+  if (labels.set != set_) {
+    emit dataChanged(index(0, RemarksColumn), index(rowCount() - 1, RemarksColumn),
+                     {Qt::DisplayRole});
+    return;
+  }
   for (size_t row = 0; row < rows_.size(); ++row) {
     const qint16 n = rows_[row];
-    const MeasurementRecord* rec = sets_.at(set_, n);
-    if (!rec) continue;
-    // The row showed the remark from before the marking: each extreme's text
-    // goes in front of what the row shows, in the statistics' order.
-    QString text = RemarkBeforeMark(rec->remarks(), n, stats);
-    bool extreme = false;
-    for (int k = 0; k < 4; ++k) {
-      if (stats.e[static_cast<size_t>(k)].RecordNo != n) continue;
-      text = ExtremeText(k) + text;
-      extreme = true;
-    }
+    if (!sets_.at(set_, n)) continue;
+    const bool extreme =
+        std::any_of(labels.stats.e.begin(), labels.stats.e.end(),
+                    [n](const DataSetStats::Extreme& e) { return e.RecordNo == n; });
     if (!extreme) continue;
-    labels_[n] = text;
     const QModelIndex cell = index(static_cast<int>(row), RemarksColumn);
     emit dataChanged(cell, cell, {Qt::DisplayRole});
   }

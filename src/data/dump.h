@@ -1,13 +1,14 @@
 #pragma once
-// The dump list: one row per record of the current data set, five columns.
+// The dump list: one row per record of a data set, five columns.
 // Rows hold only their record number; cell texts are made when a view asks
 // for them, so filling with 32767 records costs next to nothing.
 #include <QAbstractTableModel>
 #include <QString>
-#include <unordered_map>
+#include <memory>
 #include <vector>
 
 #include "data/datasets.h"
+#include "data/dataview.h"
 
 namespace hygro {
 
@@ -17,7 +18,12 @@ class DumpModel : public QAbstractTableModel {
  public:
   enum Column { RecordNoColumn, DateColumn, TempColumn, HumiColumn, RemarksColumn, ColumnCount };
 
-  explicit DumpModel(DataSets& sets, QObject* parent = nullptr);
+  // The list shown in `view`: its order and the extremes' texts are the
+  // view's, and follow it.
+  DumpModel(const DataSets& sets, DataView& view, QObject* parent = nullptr);
+  // A list of its own, in record order until sorted.
+  explicit DumpModel(const DataSets& sets, QObject* parent = nullptr);
+  ~DumpModel() override;
 
   int rowCount(const QModelIndex& parent = {}) const override;
   int columnCount(const QModelIndex& parent = {}) const override;
@@ -33,13 +39,14 @@ class DumpModel : public QAbstractTableModel {
   int recordAt(int row) const;
   // The set the rows were filled from.
   int dataSet() const { return set_; }
+  DataView& view() const { return view_; }
 
-  // Removes every row, then adds one per record 1..Points of the current set
-  // (DataSetIndex), in sorted position when the list is sorted.
-  void Dump_Fill();
+  // Removes every row, then adds one per record 1..Points of `set`, in
+  // sorted position when the list is sorted.
+  void Dump_Fill(int set);
   // Removes every row (the list cleared before a new measurement or download).
   void clear();
-  // Adds the row of record `recordNo` of the current set, at the end or, when
+  // Adds the row of record `recordNo` of the list's set, at the end or, when
   // the list is sorted, where it belongs.
   void Dump_Add(int recordNo);
 
@@ -47,13 +54,13 @@ class DumpModel : public QAbstractTableModel {
   QString itemClickText(int row) const;
 
   // Sort by the clicked column's cell texts; clicking the column the list is
-  // already sorted by flips the order.
+  // already sorted by flips the order (DumpSort::clicked, in the view).
   void columnClick(int column);
   // Back to unsorted, key "Record No", ascending.
   void resetSort();
-  bool isSorted() const { return sorted_; }
-  int sortColumn() const { return sortKey_; }
-  Qt::SortOrder sortOrder() const { return order_; }
+  bool isSorted() const { return view_.dumpSort().sorted; }
+  int sortColumn() const { return view_.dumpSort().key; }
+  Qt::SortOrder sortOrder() const { return view_.dumpSort().order; }
 
   // After Stats_Mark, on a list filled with the set: the remark of each row
   // holding an extreme becomes the extreme's text ("Maximum temperature"…)
@@ -65,14 +72,19 @@ class DumpModel : public QAbstractTableModel {
   QString cellOf(int recordNo, int column) const;
   bool lessThan(const QString& a, const QString& b) const;
   void sortRows();
+  // The view's order changed: the rows take it, a view's selection with them.
+  void followSort();
+  // The view's extremes' texts changed: the rows that show one are redrawn.
+  void followLabels();
+  // Forgets the texts while the rows are rebuilt anyway.
+  void dropLabels();
 
-  DataSets& sets_;
+  const DataSets& sets_;
+  std::unique_ptr<DataView> own_;
+  DataView& view_;
   int set_ = LogData;
-  std::vector<qint16> rows_;                    // record number of each row, in display order
-  std::unordered_map<qint16, QString> labels_;  // remarks written by Stats_Label
-  bool sorted_ = false;
-  int sortKey_ = RecordNoColumn;
-  Qt::SortOrder order_ = Qt::AscendingOrder;
+  std::vector<qint16> rows_;  // record number of each row, in display order
+  bool rebuilding_ = false;
 };
 
 inline void Stats_Label(DumpModel& dump, const DataSetStats& stats) { dump.Stats_Label(stats); }

@@ -173,7 +173,6 @@ bool LoadLeftover(const Leftover& leftover, DataSets& sets, QString* error) {
   // themselves; the records are held either way.
   sets.endBulk(set);
   info.Modified = true;
-  sets.DataSetIndex = static_cast<quint8>(set);
   return true;
 }
 
@@ -188,8 +187,8 @@ QString RecoveryQuestion(const Leftover& l) {
       .arg(what, span(l.firstTime, l.lastTime), QDir::toNativeSeparators(l.path));
 }
 
-int OfferRecovery(DataSets& sets, UserPrompt& prompt, const QString& title) {
-  int loaded = 0;
+QList<int> OfferRecovery(DataSets& sets, UserPrompt& prompt, const QString& title) {
+  QList<int> loaded;
   QStringList notOffered;
   for (const QString& path : sets.recoveredFiles()) {
     Leftover l;
@@ -206,7 +205,7 @@ int OfferRecovery(DataSets& sets, UserPrompt& prompt, const QString& title) {
     }
     if (!prompt.question(QuestionId::ShowLeftover, RecoveryQuestion(l), title)) continue;
     if (LoadLeftover(l, sets, &error))
-      ++loaded;
+      loaded << l.dataSet();
     else
       prompt.message(error, title);
   }

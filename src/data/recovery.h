@@ -47,8 +47,8 @@ bool ReadLeftover(const QString& path, std::vector<MeasurementRecord>* records, 
 // Describes one leftover file by its name and contents.
 bool DescribeLeftover(const QString& path, Leftover* out, QString* error);
 
-// Loads a real-time or log leftover into its set (which is emptied first and
-// becomes the current set): statistics recomputed, the interval taken from
+// Loads a real-time or log leftover into its set (which is emptied first):
+// statistics recomputed, the interval taken from
 // the records' time steps, and the set marked Modified so the
 // shutdown guard offers to save it. The remarks stay as they were written.
 bool LoadLeftover(const Leftover& leftover, DataSets& sets, QString* error);
@@ -62,7 +62,8 @@ QString RecoveryQuestion(const Leftover& leftover);
 
 // At start: for each real-time or log leftover just moved aside by
 // sets.open(), asks whether to show it, and loads it on Yes. Leftovers that
-// cannot be offered are named in one message. Returns how many were loaded.
-int OfferRecovery(DataSets& sets, UserPrompt& prompt, const QString& title);
+// cannot be offered are named in one message. Returns the sets loaded, in
+// the order they were; the caller shows the last.
+QList<int> OfferRecovery(DataSets& sets, UserPrompt& prompt, const QString& title);
 
 }  // namespace hygro

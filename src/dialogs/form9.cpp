@@ -15,12 +15,10 @@
 #include <QStandardPaths>
 #include <QVBoxLayout>
 
-#include "app/form1.h"
-#include "app/graphpanel.h"
-#include "app/qtprompt.h"
 #include "data/csv.h"
+#include "dialogs/qtprompt.h"
+#include "graph/render_ticks.h"
 #include "logger/session.h"
-#include "print/render_print.h"
 
 namespace hygro {
 
@@ -30,8 +28,8 @@ const QString kPdfFilter = QStringLiteral("PDF(*.pdf)|*.pdf");
 
 }  // namespace
 
-PrintDialog::PrintDialog(Session* session, Form1* window, bool dump, QWidget* parent)
-    : QDialog(parent), session_(session), window_(window), dump_(dump), set_(session->shownSet()) {
+PrintDialog::PrintDialog(Session* session, QtPrompt* prompt, bool dump, QWidget* parent)
+    : QDialog(parent), session_(session), prompt_(prompt), dump_(dump), set_(session->shownSet()) {
   const QString what = dump ? QStringLiteral("Print list") : QStringLiteral("Print graphs");
   setWindowTitle(what);
   const int points = qMax<int>(1, session_->data().info(set_).Points);
@@ -135,8 +133,7 @@ void PrintDialog::followDestination() {
 void PrintDialog::Command1_Click() {
   // The set may have been emptied meanwhile (a new measurement started).
   if (session_->data().info(set_).Points <= 0) {
-    window_->prompt()->message(QStringLiteral("There is no data to print."),
-                               session_->windowTitle());
+    prompt_->message(QStringLiteral("There is no data to print."), session_->windowTitle());
     reject();
     return;
   }
@@ -151,30 +148,39 @@ bool PrintDialog::printOnPrinter(int first, int last) {
   bool printed = false;
   {
     PagedOutput out(printer);
-    printed = out.active() && window_->printSet(out, set_, dump_, first, last) && out.finish();
+    printed = out.active() && print(out, first, last) && out.finish();
   }
   if (!printed)
-    window_->prompt()->message(QStringLiteral("The printer could not print."),
-                               session_->windowTitle());
+    prompt_->message(QStringLiteral("The printer could not print."), session_->windowTitle());
   return printed;
+}
+
+bool PrintDialog::print(PageOutput& out, int first, int last) {
+  PrintJob job;
+  job.set = set_;
+  job.recognitionName = session_->setName(set_);
+  job.first = qMax(1, first);
+  job.last = qMax(0, last);
+  job.dump = dump_;
+  Q_EMIT printStarted(PrintProcedure(job), job);
+  return PrintReport(out, session_->data(), session_->dataView(), job);
 }
 
 QString PrintDialog::proposedPdfName() const {
   const QString name =
-      Csv_ProposedName(session_->data(), set_, window_->printName(set_)) + QStringLiteral(".pdf");
+      Csv_ProposedName(session_->data(), set_, session_->setName(set_)) + QStringLiteral(".pdf");
   // Where the CSV files go, when a file has been chosen before.
-  if (!window_->prompt()->startFolder.isEmpty()) return name;
+  if (!prompt_->startFolder.isEmpty()) return name;
   const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
   return documents.isEmpty() ? name : QDir(documents).filePath(name);
 }
 
 bool PrintDialog::printToPdf(int first, int last) {
   bool dialogFailed = false;
-  std::optional<QString> path =
-      window_->prompt()->saveFileName(proposedPdfName(), kPdfFilter, &dialogFailed);
+  std::optional<QString> path = prompt_->saveFileName(proposedPdfName(), kPdfFilter, &dialogFailed);
   if (!path && dialogFailed) {
     // A name the file system refuses: the time part alone.
-    path = window_->prompt()->saveFileName(
+    path = prompt_->saveFileName(
         Csv_ProposedName(session_->data(), set_, QString()) + QStringLiteral(".pdf"), kPdfFilter,
         &dialogFailed);
   }
@@ -183,49 +189,26 @@ bool PrintDialog::printToPdf(int first, int last) {
   if (QFileInfo(file).suffix().isEmpty()) file += QStringLiteral(".pdf");
   QString error;
   const bool written = WritePdf(
-      file,
-      [this, first, last](PageOutput& out) {
-        return window_->printSet(out, set_, dump_, first, last);
-      },
-      &error);
+      file, [this, first, last](PageOutput& out) { return print(out, first, last); }, &error);
   if (!written)
-    window_->prompt()->message(error.isEmpty() ? QStringLiteral("File error") : error,
-                               session_->windowTitle());
+    prompt_->message(error.isEmpty() ? QStringLiteral("File error") : error,
+                     session_->windowTitle());
   return written;
 }
 
 // ---- the graph print
 
-Form9::Form9(Session* session, Form1* window, QWidget* parent)
-    : PrintDialog(session, window, false, parent) {
+Form9::Form9(Session* session, QtPrompt* prompt, QWidget* parent)
+    : PrintDialog(session, prompt, false, parent) {
   setObjectName(QStringLiteral("Form9"));
-  const auto [first, last] = WindowRecords(session->data(), dataSet(), window->graphs()->state());
+  const auto [first, last] =
+      ticks::WindowRecords(session->data(), dataSet(), session->dataView().scrollState());
   const int points = session->data().info(dataSet()).Points;
   // A window that shows every record is simply all of them.
   if (first > 0 && !(first == 1 && last == points))
     setDefaultRange(first, last);
   else
     setDefaultRange(0, 0);
-}
-
-std::pair<int, int> Form9::WindowRecords(const DataSets& sets, int set, const ScrollState& bars) {
-  const GraphView view = TemperatureView(bars);
-  // The graphs place a record by its age before the right edge, in seconds;
-  // half a second either way is the rounding of the time stamps.
-  constexpr double kSecondsPerDay = 86400.0;
-  const double nearest = static_cast<double>(view.P) - 0.5;
-  const double farthest = static_cast<double>(view.P) + view.S + 0.5;
-  int first = 0, last = 0;
-  const int points = sets.info(set).Points;
-  for (int n = 1; n <= points; ++n) {
-    const MeasurementRecord* rec = sets.at(set, n);
-    if (!rec) continue;
-    const double age = (bars.GraphEndTime - rec->Time) * kSecondsPerDay;
-    if (age < nearest || age > farthest) continue;
-    if (first == 0) first = n;
-    last = n;
-  }
-  return {first, last};
 }
 
 }  // namespace hygro

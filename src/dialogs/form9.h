@@ -1,13 +1,13 @@
 #pragma once
 // The two print dialogs: the graphs (Form9) or the list (Form10) of the set
 // on display, all records or a range of them for the "Range of selection"
-// block, to a printer or into a PDF file. They print through the main
-// window's print procedures.
+// block, to a printer or into a PDF file. They print the session's data as
+// its view shows them (PrintReport).
 #include <QDialog>
 #include <functional>
 #include <utility>
 
-#include "graph/render_graph.h"
+#include "print/render_print.h"
 
 class QGroupBox;
 class QPrinter;
@@ -17,8 +17,7 @@ class QSpinBox;
 
 namespace hygro {
 
-class DataSets;
-class Form1;
+class QtPrompt;
 class Session;
 
 class PrintDialog : public QDialog {
@@ -35,21 +34,27 @@ class PrintDialog : public QDialog {
   // print dialog unless replaced (a test has no one to answer it).
   std::function<bool(QPrinter&)> choosePrinter;
 
+ Q_SIGNALS:
+  // A print has its job and is about to draw it (`procedure` names it:
+  // PrintProcedure).
+  void printStarted(const QString& procedure, const hygro::PrintJob& job);
+
  protected:
-  PrintDialog(Session* session, Form1* window, bool dump, QWidget* parent);
+  PrintDialog(Session* session, QtPrompt* prompt, bool dump, QWidget* parent);
   // The range offered at first: first..last, or all records when first is 0.
   void setDefaultRange(int first, int last);
-  Form1* window() const { return window_; }
 
  private:
   void Command1_Click();
   void followDestination();
   bool printOnPrinter(int first, int last);
   bool printToPdf(int first, int last);
+  // Draws the report of records first..last on `out`.
+  bool print(PageOutput& out, int first, int last);
   QString proposedPdfName() const;
 
   Session* session_;
-  Form1* window_;
+  QtPrompt* prompt_;
   bool dump_;
   int set_;
   QRadioButton* Option1;  // all records
@@ -62,16 +67,12 @@ class PrintDialog : public QDialog {
   QPushButton* Command2;  // cancel
 };
 
-// The graph print: the records inside the time window the graphs show are
-// offered as the range.
+// The graph print: the records inside the time window the temperature graph
+// shows are offered as the range.
 class Form9 : public PrintDialog {
   Q_OBJECT
  public:
-  Form9(Session* session, Form1* window, QWidget* parent = nullptr);
-
-  // The lowest and highest record whose time lies in the temperature graph's
-  // window of `bars`; {0, 0} when none does.
-  static std::pair<int, int> WindowRecords(const DataSets& sets, int set, const ScrollState& bars);
+  Form9(Session* session, QtPrompt* prompt, QWidget* parent = nullptr);
 };
 
 }  // namespace hygro

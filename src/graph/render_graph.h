@@ -1,7 +1,7 @@
 #pragma once
 // The temperature and humidity graphs, drawn on any paint device through a
-// small drawing surface, and the arithmetic of the eight scroll bars that
-// choose what the graphs show.
+// small drawing surface, in the window their scroll bars choose
+// (data/graphwindow.h).
 #include <QColor>
 #include <QFont>
 #include <QFontMetricsF>
@@ -12,6 +12,7 @@
 #include <memory>
 
 #include "data/datasets.h"
+#include "data/graphwindow.h"
 
 class QPaintDevice;
 
@@ -25,46 +26,6 @@ GraphColorTable Graph_Color_Set();
 GraphColorTable Gray_Color_Set();
 // 0x00BBGGRR -> QColor (low 24 bits).
 QColor ColorFromNumber(quint32 bgr);
-
-// One scroll bar. `min` is the value at the left (top) end and `max` the
-// value at the right (bottom) end; the time bars run reversed, so their `min`
-// is the larger number. `value` always lies between the two.
-struct BarState {
-  int min = 0, max = 0, value = 0, smallStep = 1, largeStep = 1;
-  // `v` brought between the two ends, whichever is larger.
-  int clamp(int v) const;
-};
-
-struct ScrollState {  // the eight bars and what Scroll_Set computed
-  double GraphEndTime = 0, GraphStartTime = 0, ScrollUnit = 1;
-  BarState HScroll1, HScroll2, HScroll3, HScroll4, VScroll1, VScroll2, VScroll3, VScroll4;
-};
-
-// The bars as the window shows them before any data: the widest span, the
-// newest position, 0..40 C and 0..100 %.
-ScrollState InitialScrollState();
-
-// New limits for the set on display, with every value brought inside its
-// bar. Nothing changes when the set has no records. With `continuousRun` the
-// span bars are set to take in the whole set, so the newest sample stays at
-// the right edge.
-ScrollState Scroll_Set(const DataSets& sets, int set, const ScrollState& current,
-                       bool continuousRun);
-
-// The window the graphs read from the bars: span and position in whole
-// seconds, half-range and centre in units.
-struct GraphView {
-  double S = 0;
-  qint64 P = 0;
-  double H = 0, C = 0;
-  int halfRangeValue = 0;  // the half-range bar's value, in tenths
-  double B() const { return C - H; }
-  double T() const { return C + H; }
-};
-GraphView TemperatureView(const ScrollState& bars);
-// The humidity axis is kept to a half-range of 0.5 to 60 % and a centre of
-// 0 to 100 %.
-GraphView HumidityView(const ScrollState& bars);
 
 // The drawing operations the graphs use, over a QPainter. Coordinates are in
 // the user system that Scale sets up; either axis may run reversed, and then

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "data/datasets.h"
 #include "data/formats.h"
 
 namespace hygro::ticks {
@@ -107,6 +108,24 @@ QString ValueLabel(qint64 k, int V, const QString& unit) {
                      (k % 10 == 0 && V < 50) || (k % 5 == 0 && V < 10) || V < 5;
   if (!shown) return {};
   return QString::number(static_cast<double>(k) / 10.0, 'g', 15) + unit;
+}
+
+std::pair<int, int> WindowRecords(const DataSets& sets, int set, const ScrollState& bars,
+                                  Graph graph) {
+  const GraphView view = ViewOf(bars, graph);
+  const double nearest = static_cast<double>(view.P) - 0.5;
+  const double farthest = static_cast<double>(view.P) + view.S + 0.5;
+  int first = 0, last = 0;
+  const int points = sets.info(set).Points;
+  for (int n = 1; n <= points; ++n) {
+    const MeasurementRecord* rec = sets.at(set, n);
+    if (!rec) continue;
+    const double age = fmt::secondsBetween(rec->Time, bars.GraphEndTime);
+    if (age < nearest || age > farthest) continue;
+    if (first == 0) first = n;
+    last = n;
+  }
+  return {first, last};
 }
 
 }  // namespace hygro::ticks

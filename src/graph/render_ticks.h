@@ -8,6 +8,13 @@
 // the window's right edge.
 #include <QString>
 #include <QtGlobal>
+#include <utility>
+
+#include "data/graphwindow.h"
+
+namespace hygro {
+class DataSets;
+}
 
 namespace hygro::ticks {
 
@@ -65,5 +72,12 @@ ValueVisit ValueGridVisit(double B, double T);
 int ValueGridColor(qint64 k, int V);
 // The label at tenth `k` ("20C", "2.5％"), or an empty text.
 QString ValueLabel(qint64 k, int V, const QString& unit);
+
+// The first and last record of `set` whose time lies in the window `graph`
+// shows of `bars` (a record is placed by its age before the right edge, half
+// a second either way being the rounding of the time stamps); {0, 0} when
+// none does.
+std::pair<int, int> WindowRecords(const DataSets& sets, int set, const ScrollState& bars,
+                                  Graph graph = Graph::Temperature);
 
 }  // namespace hygro::ticks

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 
+#include "data/dataview.h"
 #include "data/formats.h"
 #include "data/userprompt.h"
 #include "logger/conversions.h"
@@ -228,7 +229,8 @@ void DownloadOperation::finish() {
   downloading_ = false;
   cancelled_ = false;
   if (markAtOnce_) x().Command_Add(1, 56, 0, 0, CommMode::None);
-  data().DataSetIndex = LogData;
+  // The log just downloaded is what the user sees next.
+  dataView().setDataSetIndex(LogData);
   if (data().info(LogData).Points > 0) {
     Stats_Mark(data(), LogData);
     Q_EMIT s_.extremesMarked(LogData);

@@ -24,6 +24,8 @@ class Operation : public QObject {
   const SessionClock& clock() const;
   Exchange& x() const;
   DataSets& data() const;
+  // What the user sees: the operations that bring in a set ask it to show it.
+  DataView& dataView() const;
   LoggerStatus& st() const { return status_; }
   UserPrompt* prompt() const;
   QString model() const;

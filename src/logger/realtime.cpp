@@ -3,6 +3,7 @@
 
 #include <cmath>
 
+#include "data/dataview.h"
 #include "data/formats.h"
 #include "data/userprompt.h"
 #include "logger/conversions.h"
@@ -156,10 +157,11 @@ void RealtimeOperation::continuation_Timer() {
     ContinuationSeconds = 0;
     return;
   }
-  DataSetInfo& shown = data().info(data().DataSetIndex);
+  const int shownSet = dataView().DataSetIndex();
+  DataSetInfo& shown = data().info(shownSet);
   if (shown.DisplayedPoints != shown.Points) {
     shown.DisplayedPoints = shown.Points;
-    Q_EMIT s_.dataSetChanged(data().DataSetIndex);
+    Q_EMIT s_.dataSetChanged(shownSet);
   }
 }
 
@@ -237,7 +239,8 @@ void RealtimeOperation::registerBranches() {
     labels_.Label10 = fmt::formatDateTime(rec.Time);
     rec.Block = 1.0f;
     data().Put(RealTimeData, rt.Points, rec);
-    data().DataSetIndex = RealTimeData;
+    // Each completed sample brings the real-time set on display.
+    dataView().setDataSetIndex(RealTimeData);
     rt.Modified = true;
     Stats_Add(rec, rt.Points, rt.Stats);
     Q_EMIT sample(rt.Points);

@@ -7,6 +7,7 @@
 
 #include "data/csv.h"
 #include "data/formats.h"
+#include "data/recovery.h"
 #include "data/userprompt.h"
 
 namespace hygro {
@@ -208,15 +209,22 @@ bool Session::openFile(const QString& path) {
     return false;
   }
   Csv_Commit(data_, file);
+  dataView_.setDataSetIndex(FileData);
   Q_EMIT dumpCleared(false);
   Q_EMIT dataSetChanged(FileData);
   showSet(FileData);
   return true;
 }
 
+int Session::offerRecovery(UserPrompt& prompt) {
+  const QList<int> loaded = OfferRecovery(data_, prompt, windowTitle());
+  if (!loaded.isEmpty()) dataView_.setDataSetIndex(loaded.last());
+  return int(loaded.size());
+}
+
 void Session::showSet(int set) {
   if (set < LogData || set > FileData) return;
-  data_.DataSetIndex = set;
+  dataView_.setDataSetIndex(set);
   Q_EMIT shownSetChanged(set);
   status_op_->Status_Disp();
 }

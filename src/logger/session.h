@@ -7,6 +7,7 @@
 
 #include "data/csv.h"
 #include "data/datasets.h"
+#include "data/dataview.h"
 #include "link/bridge.h"
 #include "link/connection.h"
 #include "link/exchange.h"
@@ -50,6 +51,9 @@ class Session : public QObject {
   PlugBack& plugBack() { return *plugBack_; }
   DataSets& data() { return data_; }
   const DataSets& data() const { return data_; }
+  // What the user sees of the data.
+  DataView& dataView() { return dataView_; }
+  const DataView& dataView() const { return dataView_; }
   const LoggerStatus& status() const { return status_; }
   // The prompt every part of the core talks to (messages raised while an
   // answer is handled wait for its end).
@@ -97,8 +101,13 @@ class Session : public QObject {
   // its header gave, and real-time samples belong to the logger connected.
   QString setModel(int set) const;
   QString setName(int set) const;
+  // At start: offers the data a run that did not end normally left behind
+  // (OfferRecovery, asking through `prompt`) and shows the last set loaded.
+  // Returns how many were loaded.
+  int offerRecovery(UserPrompt& prompt);
   // The set the data area shows (log, real-time or file).
-  int shownSet() const { return data_.DataSetIndex; }
+  int shownSet() const { return dataView_.DataSetIndex(); }
+  // The user's choice of the set shown: the view, then the status display.
   void showSet(int set);
 
  Q_SIGNALS:
@@ -131,6 +140,7 @@ class Session : public QObject {
   std::unique_ptr<BridgePins> bridge_;
   PromptGate gate_;
   DataSets data_;
+  DataView dataView_;
   std::unique_ptr<Exchange> exchange_;
   std::unique_ptr<Connection> connection_;
   std::unique_ptr<PlugBack> plugBack_;

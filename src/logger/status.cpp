@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "data/dataview.h"
 #include "data/formats.h"
 #include "logger/conversions.h"
 #include "logger/session.h"
@@ -182,8 +183,8 @@ void StatusOperation::registerBranches() {
 }
 
 void StatusOperation::Status_Disp() {
-  view_ = StatusDisplay(st(),
-                        {connected(), model(), s_.connection().StatusText(), data().DataSetIndex});
+  view_ = StatusDisplay(
+      st(), {connected(), model(), s_.connection().StatusText(), dataView().DataSetIndex()});
   Q_EMIT statusDisplayed(view_);
 }
 

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "data/dataview.h"
 #include "data/dump.h"
 #include "data/filekind.h"
 #include "data/formats.h"
@@ -323,6 +324,28 @@ bool PrintDump(PageOutput& out, const DataSets& sets, const PrintJob& job, const
   }
   rule();
   return true;
+}
+
+bool PrintReport(PageOutput& out, const DataSets& sets, const DataView& view, const PrintJob& job) {
+  if (sets.info(job.set).Points <= 0) return false;
+  const bool shown = view.DataSetIndex() == job.set && view.DumpView() == job.dump;
+  if (!job.dump) {
+    const ScrollState& bars = shown ? view.scrollState() : InitialScrollState();
+    return PrintGraphs(out, sets, job, Scroll_Set(sets, job.set, bars, false));
+  }
+  // A list of the print's own, ordered and labelled as the one on display.
+  DataView list;
+  if (shown) list.setDumpSort(view.dumpSort());
+  DumpModel rows(sets, list);
+  rows.Dump_Fill(job.set);
+  if (shown) list.setDumpLabels(view.dumpLabels());
+  return PrintDump(out, sets, job, rows);
+}
+
+QString PrintProcedure(const PrintJob& job) {
+  static const char* const sets[kDataSetCount] = {"Log", "Real", "File"};
+  return QLatin1String(sets[job.set >= 0 && job.set < kDataSetCount ? job.set : LogData]) +
+         (job.dump ? QStringLiteral("_D_Print") : QStringLiteral("_G_Print"));
 }
 
 // ------------------------------------------------------------------ PDF

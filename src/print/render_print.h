@@ -1,7 +1,9 @@
 #pragma once
 // Printed reports: the report header with its statistics blocks, the graph
 // page and the dump pages. Everything draws through a PageOutput, so the same
-// code fills a printer, a PDF or a row of pictures.
+// code fills a printer, a PDF or a row of pictures; PrintReport prints a set
+// as the data view shows it, for the window's print dialogs and the
+// command-line tool alike.
 #include <QIODevice>
 #include <QPainter>
 #include <QRectF>
@@ -20,6 +22,7 @@ class QPagedPaintDevice;
 
 namespace hygro {
 
+class DataView;
 class DumpModel;
 
 // What one print covers.
@@ -30,7 +33,12 @@ struct PrintJob {
   // last = 0 stands for the last record of the set.
   int first = 1;
   int last = 0;
+  bool dump = false;  // the list instead of the graphs
 };
+
+// The print procedure a job stands for, one for each set and kind:
+// "Log_G_Print", "Real_G_Print", "File_G_Print", "Log_D_Print"...
+QString PrintProcedure(const PrintJob& job);
 
 // ---- report texts
 
@@ -128,6 +136,13 @@ bool PrintGraphs(PageOutput& out, const DataSets& sets, const PrintJob& job,
 // order), each cell in its column, under the column heads; rules between
 // heads and rows; the heads again at the top of every new page.
 bool PrintDump(PageOutput& out, const DataSets& sets, const PrintJob& job, const DumpModel& rows);
+
+// The report of `job`: the set as `view` shows it when it is the set on
+// display in that kind (the graphs in the view's time window and value
+// bands, the list in its order with the extremes' texts it shows), otherwise
+// the whole set (in record order). False when the set has no records or a
+// page could not be started.
+bool PrintReport(PageOutput& out, const DataSets& sets, const DataView& view, const PrintJob& job);
 
 // ---- PDF files
 

@@ -6,7 +6,7 @@
 #include <QStringList>
 #include <QWidget>
 
-#include "app/qtprompt.h"
+#include "dialogs/qtprompt.h"
 #include "sim/simtransport.h"
 #include "support/emulator_rig.h"
 

@@ -1,4 +1,4 @@
-#include "app/qtprompt.h"
+#include "dialogs/qtprompt.h"
 
 #include <QDir>
 #include <QFileDialog>
