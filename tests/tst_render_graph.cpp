@@ -107,6 +107,7 @@ class TstRenderGraph : public QObject {
   void columnEnvelopeLightsTheSamePixelsAsOneLinePerRecord();
   void emptySetDrawsNothing();
   void cursorReadOut();
+  void windowRecords();
 };
 
 void TstRenderGraph::timeSpansChooseStepColourAndLabels() {
@@ -452,6 +453,30 @@ void TstRenderGraph::cursorReadOut() {
   QCOMPARE(Graph_Cursor_Disp(520, 1050, sets, FileData, bars, false, true), QString());
   DataSets empty;
   QCOMPARE(Graph_Cursor_Disp(520, 1050, empty, FileData, bars, false, false), QString());
+}
+
+void TstRenderGraph::windowRecords() {
+  // Record n is (11 - n) * 10 seconds old: record 11 is the newest.
+  DataSets sets;
+  std::vector<Sample> samples;
+  for (int age = 100; age >= 0; age -= 10) samples.push_back({age, 20, 50});
+  fill(sets, samples);
+  const struct {
+    int span, position;
+    std::pair<int, int> records;
+  } cases[] = {{30, 0, {8, 11}},  // ages 0..30
+               {29, 0, {9, 11}},  // age 30 lies beyond half a second
+               {30, 15, {7, 9}},  // ages 15..45
+               {5, 1, {0, 0}},    // between two records
+               {1000, 0, {1, 11}}};
+  for (const auto& c : cases) {
+    QCOMPARE(tk::WindowRecords(sets, FileData, view(sets, c.span, c.position)), c.records);
+  }
+  // The humidity graph has bars of its own.
+  ScrollState bars = view(sets, 30, 0);
+  bars.HScroll4.value = 60;
+  QCOMPARE(tk::WindowRecords(sets, FileData, bars, Graph::Humidity), std::make_pair(2, 5));
+  QCOMPARE(tk::WindowRecords(sets, FileData, bars), std::make_pair(8, 11));
 }
 
 QTEST_MAIN(TstRenderGraph)

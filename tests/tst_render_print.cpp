@@ -10,6 +10,7 @@
 #include <QtTest>
 #include <cmath>
 
+#include "data/dataview.h"
 #include "data/dump.h"
 #include "data/formats.h"
 #include "print/render_print.h"
@@ -102,6 +103,7 @@ class TstRenderPrint : public QObject {
   void graphPdfCarriesHeaderBlocksAndFullWidthText();
   void longDumpFillsPagesWithoutEmptyTrailingPage();
   void unwritablePdfLeavesNothing();
+  void reportPrintsTheListAsTheViewShowsIt();
 };
 
 void TstRenderPrint::headerTexts() {
@@ -386,6 +388,51 @@ void TstRenderPrint::unwritablePdfLeavesNothing() {
   QVERIFY(error.isEmpty());
   QCOMPARE(test::readFile(older), QByteArray("kept"));
   QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QStringLiteral("older.pdf")});
+}
+
+void TstRenderPrint::reportPrintsTheListAsTheViewShowsIt() {
+  // Record 2 is the warmest and the driest, record 3 the coldest and the wettest.
+  DataSets sets;
+  for (const auto& [t, h] : {std::pair{20.0f, 50.0f}, {25.0f, 40.0f}, {15.0f, 60.0f}})
+    addSample(sets, RealTimeData, t, h);
+  Stats_Mark(sets, RealTimeData);
+  DataView view;
+  view.setDataSetIndex(RealTimeData);
+  view.setDumpView(true);
+  DumpModel list(sets, view);  // the list on display: sorted, with the extremes' texts
+  list.Dump_Fill(RealTimeData);
+  list.columnClick(DumpModel::TempColumn);
+  list.columnClick(DumpModel::TempColumn);
+  Stats_Label(list, sets.info(RealTimeData).Stats);
+
+  QTemporaryDir dir;
+  // Each printed row as its record number and the start of its remark (the
+  // column cuts a long one short).
+  const auto printedRows = [&] {
+    const QString pdf = dir.filePath(QStringLiteral("list.pdf"));
+    QString error, text;
+    const PrintJob job{RealTimeData, QStringLiteral("R"), 1, 0, true};
+    if (!WritePdf(
+            pdf, [&](PageOutput& out) { return PrintReport(out, sets, view, job); }, &error) ||
+        !pdfText(pdf, &text))
+      return QStringList{QStringLiteral("not printed")};
+    static const QRegularExpression row(
+        QStringLiteral("^\\s*(\\d{5})\\s+\\S+ \\S+\\s+\\S+\\s+\\S+(.*)$"),
+        QRegularExpression::MultilineOption);
+    QStringList rows;
+    for (auto it = row.globalMatch(text); it.hasNext();) {
+      const QRegularExpressionMatch m = it.next();
+      rows << (m.captured(1) + QLatin1Char(' ') + m.captured(2).simplified().left(16)).trimmed();
+    }
+    return rows;
+  };
+  QCOMPARE(printedRows(),
+           (QStringList{"00002 Minimum humidity", "00001", "00003 Maximum humidity"}));
+  // Graphs on display: the list is printed whole, in record order, with the
+  // remarks as stored.
+  view.setDumpView(false);
+  QCOMPARE(printedRows(),
+           (QStringList{"00001", "00002 Maximum temperat", "00003 Minimum temperat"}));
 }
 
 QTEST_MAIN(TstRenderPrint)

@@ -16,6 +16,7 @@
 
 #include "app/form1.h"
 #include "app/graphpanel.h"
+#include "data/dataview.h"
 #include "data/dump.h"
 #include "data/formats.h"
 #include "dialogs/qtprompt.h"
@@ -196,12 +197,26 @@ class TstUiGraphs : public QObject {
     QTest::mouseClick(span, Qt::LeftButton, {}, QPoint(2, span->height() / 2));
     QCOMPARE(span->value(), before + span->singleStep());
 
-    // While a continuous run is on, the bars move but nothing is redrawn.
+    // While a continuous run is on, the bars move but nothing is redrawn;
+    // the view takes the new place all the same.
     GraphPanel* g = w.graphs();
     g->setContinuousRun([] { return true; });
     t = pictureKey(w, "ondo");
     trange->setValue(trange->value() + 10);
     QCOMPARE(pictureKey(w, "ondo"), t);
+    DataView& view = rig.session->dataView();
+    QCOMPARE(view.scrollState().VScroll1.value, trange->value());
+
+    // A window set from code, one graph's: its bars follow, its graph is redrawn.
+    g->setContinuousRun({});
+    GraphWindow humidity = view.window(Graph::Humidity);
+    humidity.span.value = 600;
+    humidity.centre.value = 400;
+    h = pictureKey(w, "situdo");
+    view.setWindow(Graph::Humidity, humidity);
+    QCOMPARE(child<QScrollBar>(w, "HScroll3")->value(), 600);
+    QCOMPARE(child<QScrollBar>(w, "VScroll4")->value(), 400);
+    QVERIFY(pictureKey(w, "situdo") != h);
   }
 
   void mouseReadOutInTheStatusBar() {
