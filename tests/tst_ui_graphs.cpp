@@ -377,7 +377,10 @@ class TstUiGraphs : public QObject {
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && rig.session->connected(), 20000);
     const qint64 before = pictureKey(w, "ondo");
     QTest::mouseClick(child<QPushButton>(w, "Command1"), Qt::LeftButton);
-    QTRY_VERIFY_WITH_TIMEOUT(rig.session->data().info(RealTimeData).Points == 1, 20000);
+    // Points counts the sample from its temperature on; it is complete (and
+    // shown) once its humidity is in and the exchange has ended.
+    QTRY_VERIFY_WITH_TIMEOUT(
+        rig.session->data().info(RealTimeData).Points == 1 && !rig.session->busy(), 20000);
     QCOMPARE(w.shownSet(), int(RealTimeData));
     QVERIFY(child<QRadioButton>(w, "Option6")->isChecked());
     QVERIFY(pictureKey(w, "ondo") != before);
