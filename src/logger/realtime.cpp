@@ -190,6 +190,23 @@ void RealtimeOperation::finishRun() {
   }
 }
 
+void RealtimeOperation::completeSample(CommMode mode) {
+  MeasurementRecord& rec = sample_;
+  DataSetInfo& rt = data().info(RealTimeData);
+  labels_.Label2 = fmt::singleToString(rec.Temperature) + QStringLiteral(" C");
+  labels_.Label4 = fmt::formatHashDot00(rec.Humidity) + QStringLiteral(" %RH");
+  labels_.Label10 = fmt::formatDateTime(rec.Time);
+  rec.Block = 1.0f;
+  data().Put(RealTimeData, rt.Points, rec);
+  // The measurement brings the real-time set on display with each sample.
+  dataView().setDataSetIndex(RealTimeData);
+  rt.Modified = true;
+  Stats_Add(rec, rt.Points, rt.Stats);
+  Q_EMIT sample(rt.Points);
+  // A single measurement is complete here; a run is marked when it stops.
+  if (mode == CommMode::Real) finishRun();
+}
+
 void RealtimeOperation::registerBranches() {
   x().setBranch(22, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
     DataSetInfo& rt = data().info(RealTimeData);
@@ -234,18 +251,7 @@ void RealtimeOperation::registerBranches() {
           QStringLiteral("humidity %1 %RH").arg(double(rec.Humidity), 0, 'f', 2)));
       return BranchResult::Ended;
     }
-    labels_.Label2 = fmt::singleToString(rec.Temperature) + QStringLiteral(" C");
-    labels_.Label4 = fmt::formatHashDot00(rec.Humidity) + QStringLiteral(" %RH");
-    labels_.Label10 = fmt::formatDateTime(rec.Time);
-    rec.Block = 1.0f;
-    data().Put(RealTimeData, rt.Points, rec);
-    // Each completed sample brings the real-time set on display.
-    dataView().setDataSetIndex(RealTimeData);
-    rt.Modified = true;
-    Stats_Add(rec, rt.Points, rt.Stats);
-    Q_EMIT sample(rt.Points);
-    // A single measurement is complete here; a run is marked when it stops.
-    if (e.CommMode == CommMode::Real) finishRun();
+    completeSample(e.CommMode);
     return BranchResult::Advance;
   });
 }

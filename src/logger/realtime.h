@@ -3,6 +3,7 @@
 #include <QTimer>
 
 #include "data/record.h"
+#include "link/frame.h"
 #include "logger/operation.h"
 
 namespace hygro {
@@ -42,6 +43,8 @@ class RealtimeOperation : public Operation {
  private:
   void registerBranches();
   void putPlaceholder(double time);
+  // Both values of the sample are in: it joins the set, which is shown.
+  void completeSample(CommMode mode);
   void finishRun();
   // The end of a continuous run: extremes marked, the status read, the save
   // question.
