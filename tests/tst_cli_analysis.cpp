@@ -196,7 +196,6 @@ void TstCliAnalysis::statsOptions_data() {
   QTest::newRow("F dew point") << f << "dew_point/min" << QJsonValue(-5.968329191510414 * 1.8 + 32);
   QTest::newRow("F absolute humidity")
       << f << "absolute_humidity/max" << QJsonValue(17.567329935847226);
-  QTest::newRow("F upper") << f << "limits/upper" << QJsonValue(86);
   QTest::newRow("F peak") << f << "limits/excursions/0/peak" << QJsonValue(90.5);
   QTest::newRow("F time above") << f << "limits/time_above_s" << QJsonValue(1800);
   QTest::newRow("F unit") << f << "unit" << QJsonValue("F");
@@ -204,15 +203,10 @@ void TstCliAnalysis::statsOptions_data() {
                              << "limits/upper" << QJsonValue(QJsonValue::Null);
   QTest::newRow("lower 3") << "--upper off --lower 3"
                            << "limits/time_below_s" << QJsonValue(1200);
-  QTest::newRow("lower 3 excursion")
-      << "--upper off --lower 3"
-      << "limits/excursions/1/start" << QJsonValue("2024-07-01T12:40:00");
   const QString range =
       QStringLiteral("--from \"2024/07/01 10:40:00\" --to \"2024/07/01 12:00:00\"");
   QTest::newRow("range records") << range << "records" << QJsonValue(3);
   QTest::newRow("range first") << range << "first" << QJsonValue("2024-07-01T10:40:00");
-  QTest::newRow("range max") << range << "temperature/max_time"
-                             << QJsonValue("2024-07-01T10:40:00");
   QTest::newRow("dH/R 5000") << "--dh-r 5000"
                              << "temperature/mkt" << QJsonValue(20.73818790222117);
   QTest::newRow("nothing selected") << "--from \"2030/01/01 00:00:00\""
