@@ -65,6 +65,10 @@ add("CSV export, 32767 rows", median("bench_data", "BM_CsvExport"), "ms", "< 150
     lambda v: v < 150)
 add("CSV import, 32767 rows", median("bench_data", "BM_CsvImport"), "ms", "< 150 ms",
     lambda v: v < 150)
+add("All statistics and excursions, 32767 records", median("bench_analysis", "BM_Statistics"),
+    "ms", "< 5 ms", lambda v: v < 5)
+add("Spreadsheet (.xlsx) export, 32767 records", median("bench_analysis", "BM_Xlsx"), "ms",
+    "< 500 ms", lambda v: v < 500)
 add("Dump_Fill, 32767 rows (model)", median("bench_data", "BM_DumpFill"), "ms", "< 150 ms",
     lambda v: v < 150)
 add("Dump_Fill, 32767 rows into the visible list",

@@ -10,6 +10,7 @@ pkgs=(
   libqt6opengl6-dev libgl-dev
   libftdi1-dev libgpiod-dev
   libbenchmark-dev libgtest-dev
+  libxlsxwriter-dev libreoffice-calc-nogui
   clang libclang-rt-14-dev
   fonts-dejavu-core fonts-ipaexfont-gothic
   python3

@@ -225,6 +225,9 @@ Command recoverCommand();
 // Needs a QGuiApplication (text drawing).
 Command plotCommand();
 Command printCommand();
+// The figures of a set (statistics, excursions) and its spreadsheet export.
+Command statsCommand();
+Command exportCommand();
 
 // Prints the `Caption: value` line.
 void printField(const QString& caption, const QString& value);

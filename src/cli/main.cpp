@@ -15,7 +15,8 @@ namespace {
 std::vector<Command> commands() {
   return {statusCommand(),  measureCommand(),  downloadCommand(), startCommand(),
           stopCommand(),    setClockCommand(), setNameCommand(),  setAlarmCommand(),
-          setModeCommand(), recoverCommand(),  plotCommand(),     printCommand()};
+          setModeCommand(), recoverCommand(),  plotCommand(),     printCommand(),
+          statsCommand(),   exportCommand()};
 }
 
 QString toolHelp(const std::vector<Command>& cmds) {
