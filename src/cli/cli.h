@@ -42,6 +42,22 @@ int usageError(const QString& message, const QString& command = QString());
 // Message texts carry the logger's line breaks (carriage returns).
 QString terminalText(const QString& text);
 
+// A download's progress on stderr: a bar redrawn in place on a terminal; on
+// a pipe or file a line at each tenth of the way, so a log stays readable.
+class Progress {
+ public:
+  Progress();
+  void show(int done, int total, const QString& caption);
+  // Ends the bar's line before anything else is written.
+  void end();
+
+ private:
+  bool tty_;
+  bool open_ = false;
+  bool shownStart_ = false;
+  int lastTenth_ = -1;
+};
+
 // ---------------------------------------------------------------- arguments
 struct OptionDef {
   QString name;  // without the leading "--"

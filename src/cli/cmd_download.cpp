@@ -18,45 +18,6 @@ namespace {
 
 volatile sig_atomic_t g_again = 0;  // Ctrl-C while waiting for the stream to end
 
-// A bar redrawn in place on a terminal; on a pipe or file a line at each tenth
-// of the way, so a log stays readable.
-class Progress {
- public:
-  Progress() : tty_(::isatty(STDERR_FILENO) == 1) {}
-
-  void show(int done, int total, const QString& caption) {
-    if (tty_) {
-      constexpr int kWidth = 40;
-      const int filled = total > 0 ? static_cast<int>(qint64(done) * kWidth / total) : 0;
-      const QString bar =
-          QString(filled, QLatin1Char('#')) + QString(kWidth - filled, QLatin1Char('.'));
-      const QByteArray line = (QStringLiteral("\r[%1] %2").arg(bar, caption)).toUtf8();
-      std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stderr);
-      std::fflush(stderr);
-      open_ = true;
-      return;
-    }
-    const int tenth = total > 0 ? static_cast<int>(qint64(done) * 10 / total) : 10;
-    if (done == 0 || tenth > lastTenth_ || done == total) {
-      if (done == 0 && shownStart_) return;
-      shownStart_ = shownStart_ || done == 0;
-      lastTenth_ = tenth;
-      err(caption);
-    }
-  }
-  // Ends the bar's line before anything else is written.
-  void end() {
-    if (open_) std::fputc('\n', stderr);
-    open_ = false;
-  }
-
- private:
-  bool tty_;
-  bool open_ = false;
-  bool shownStart_ = false;
-  int lastTenth_ = -1;
-};
-
 // Prints the points; false when stdout failed before the last one.
 bool printPoints(const DataSets& data) {
   const int points = data.info(LogData).Points;

@@ -5,6 +5,7 @@
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QHash>
+#include <QScopeGuard>
 #include <QTimer>
 
 #include "cli/cli.h"
@@ -95,6 +96,16 @@ class Watcher {
       return tool_.disconnect();
     }
     downloadOk_ = false;
+    Progress progress;
+    const QMetaObject::Connection shown =
+        QObject::connect(&s_.download(), &DownloadOperation::progress,
+                         [&progress](int done, int total, const QString& caption) {
+                           progress.show(done, total, caption);
+                         });
+    const auto ended = qScopeGuard([&] {
+      QObject::disconnect(shown);
+      progress.end();
+    });
     if (!tool_.startDownload()) {
       tool_.disconnect();
       return later(state);
