@@ -34,7 +34,7 @@ ArchiveArrival arrivalOf(const QString& name, qint64 start, int from, int count)
   for (int i = from; i < from + count; ++i) {
     const float t = TemperatureFromRaw(5000 + i * 7);
     a.records.push_back({start + i * 60, t, HumidityFromRaw(1000 + i * 3, t), 1 + i / 100,
-                         i % 50 == 0 ? QStringLiteral("door open") : QString()});
+                         i % 50 == 0 ? QStringLiteral("door \"A\" \\ open") : QString()});
   }
   return a;
 }

@@ -27,7 +27,19 @@ constexpr int kValuesPerRecord = 8;
 // PostgreSQL: one schema change at a time, whoever else starts up.
 constexpr qint64 kMigrationLock = 0x48796772;  // "Hygr"
 
+// PostgreSQL: records per statement, as arrays.
+constexpr size_t kRecordsPerArray = 50000;
+
 std::atomic_int g_connections{0};
+
+// An element of a PostgreSQL text array: NULL, or quoted with \ and " escaped.
+QString arrayText(const QString& text) {
+  if (text.isEmpty()) return QStringLiteral("NULL");
+  QString v = text;
+  v.replace(QLatin1String("\\"), QLatin1String("\\\\"));
+  v.replace(QLatin1String("\""), QLatin1String("\\\""));
+  return QLatin1Char('"') + v + QLatin1Char('"');
+}
 
 QString native(const QString& path) { return QDir::toNativeSeparators(path); }
 
@@ -566,42 +578,80 @@ bool Archive::store(const ArchiveArrival& a, ArchiveStored* stored, QString* why
 
   // The records: a time the archive holds already for this logger keeps
   // what it holds.
-  auto insertSql = [](int rows) {
-    QString sql = QStringLiteral(
-        "INSERT INTO records (logger_id, source, t, log_id, temperature, humidity, run, remarks) "
-        "VALUES ");
-    for (int r = 0; r < rows; ++r)
-      sql += r == 0 ? QStringLiteral("(?,?,?,?,?,?,?,?)") : QStringLiteral(",(?,?,?,?,?,?,?,?)");
-    return sql + QStringLiteral(" ON CONFLICT DO NOTHING");
-  };
-  QSqlQuery full(d);
   const size_t total = a.records.size();
-  if (total >= static_cast<size_t>(kRowsPerInsert) && !full.prepare(insertSql(kRowsPerInsert)))
-    return failWrite(full);
-  qint64 added = 0;
   qint64 lo = 0, hi = 0;
-  for (size_t at = 0; at < total;) {
-    const int rows = static_cast<int>(std::min<size_t>(kRowsPerInsert, total - at));
-    QSqlQuery part(d);
-    QSqlQuery& ins = rows == kRowsPerInsert ? full : part;
-    if (rows != kRowsPerInsert && !ins.prepare(insertSql(rows))) return failWrite(ins);
-    int k = 0;
-    for (int r = 0; r < rows; ++r, ++at) {
-      const ArchiveRecord& rec = a.records[at];
-      if (at == 0 || rec.t < lo) lo = rec.t;
-      if (at == 0 || rec.t > hi) hi = rec.t;
-      ins.bindValue(k++, loggerId);
-      ins.bindValue(k++, source);
-      ins.bindValue(k++, rec.t);
-      ins.bindValue(k++, logId);
-      ins.bindValue(k++, static_cast<double>(rec.temperature));
-      ins.bindValue(k++, static_cast<double>(rec.humidity));
-      ins.bindValue(k++, rec.run);
-      ins.bindValue(k++,
-                    rec.remarks.isEmpty() ? nullOf(QMetaType::QString) : QVariant(rec.remarks));
+  for (size_t at = 0; at < total; ++at) {
+    const qint64 t = a.records[at].t;
+    if (at == 0 || t < lo) lo = t;
+    if (at == 0 || t > hi) hi = t;
+  }
+  qint64 added = 0;
+  if (postgres()) {
+    // One statement for many records, its columns as arrays: far less for
+    // the server to parse than a row of values for each.
+    q.prepare(QStringLiteral(
+        "INSERT INTO records (logger_id, source, t, log_id, temperature, humidity, run, remarks) "
+        "SELECT ?, ?, x.t, ?, x.temperature, x.humidity, x.run, x.remarks FROM unnest("
+        "CAST(? AS BIGINT[]), CAST(? AS REAL[]), CAST(? AS REAL[]), CAST(? AS INTEGER[]), "
+        "CAST(? AS TEXT[])) AS x (t, temperature, humidity, run, remarks) "
+        "ON CONFLICT DO NOTHING"));
+    for (size_t at = 0; at < total;) {
+      const size_t end = std::min(total, at + kRecordsPerArray);
+      QString times, temperatures, humidities, runs, remarks;
+      for (size_t i = at; i < end; ++i) {
+        const ArchiveRecord& rec = a.records[i];
+        const QChar sep = i == at ? QLatin1Char('{') : QLatin1Char(',');
+        times += sep + QString::number(rec.t);
+        // Nine digits give a single-precision value back to the bit.
+        temperatures += sep + QString::number(static_cast<double>(rec.temperature), 'g', 9);
+        humidities += sep + QString::number(static_cast<double>(rec.humidity), 'g', 9);
+        runs += sep + QString::number(rec.run);
+        remarks += sep + arrayText(rec.remarks);
+      }
+      for (QString* column : {&times, &temperatures, &humidities, &runs, &remarks})
+        *column += QLatin1Char('}');
+      q.addBindValue(loggerId);
+      q.addBindValue(source);
+      q.addBindValue(logId);
+      for (const QString* column : {&times, &temperatures, &humidities, &runs, &remarks})
+        q.addBindValue(*column);
+      if (!q.exec()) return failWrite(q);
+      added += std::max(0, q.numRowsAffected());
+      at = end;
     }
-    if (!ins.exec()) return failWrite(ins);
-    added += std::max(0, ins.numRowsAffected());
+  } else {
+    auto insertSql = [](int rows) {
+      QString sql = QStringLiteral(
+          "INSERT INTO records (logger_id, source, t, log_id, temperature, humidity, run, "
+          "remarks) VALUES ");
+      for (int r = 0; r < rows; ++r)
+        sql += r == 0 ? QStringLiteral("(?,?,?,?,?,?,?,?)") : QStringLiteral(",(?,?,?,?,?,?,?,?)");
+      return sql + QStringLiteral(" ON CONFLICT DO NOTHING");
+    };
+    QSqlQuery full(d);
+    if (total >= static_cast<size_t>(kRowsPerInsert) && !full.prepare(insertSql(kRowsPerInsert)))
+      return failWrite(full);
+    for (size_t at = 0; at < total;) {
+      const int rows = static_cast<int>(std::min<size_t>(kRowsPerInsert, total - at));
+      QSqlQuery part(d);
+      QSqlQuery& ins = rows == kRowsPerInsert ? full : part;
+      if (rows != kRowsPerInsert && !ins.prepare(insertSql(rows))) return failWrite(ins);
+      int k = 0;
+      for (int r = 0; r < rows; ++r, ++at) {
+        const ArchiveRecord& rec = a.records[at];
+        ins.bindValue(k++, loggerId);
+        ins.bindValue(k++, source);
+        ins.bindValue(k++, rec.t);
+        ins.bindValue(k++, logId);
+        ins.bindValue(k++, static_cast<double>(rec.temperature));
+        ins.bindValue(k++, static_cast<double>(rec.humidity));
+        ins.bindValue(k++, rec.run);
+        ins.bindValue(k++,
+                      rec.remarks.isEmpty() ? nullOf(QMetaType::QString) : QVariant(rec.remarks));
+      }
+      if (!ins.exec()) return failWrite(ins);
+      added += std::max(0, ins.numRowsAffected());
+    }
   }
   static_assert(kRowsPerInsert * kValuesPerRecord < 32766);
 
