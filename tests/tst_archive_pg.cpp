@@ -126,12 +126,19 @@ class TestArchivePg : public QObject {
     QCOMPARE(again.size(), size_t(1));
   }
 
+  void tenToolsAtOnce_data() {
+    QTest::addColumn<bool>("postgres");
+    QTest::newRow("PostgreSQL") << true;
+    QTest::newRow("one SQLite file") << false;
+  }
   void tenToolsAtOnce() {
-    // Ten emulated loggers read by ten tools into one database at once; the
+    // Ten emulated loggers read by ten tools into one archive at once; the
     // last two are one logger read by two PCs, so every record of it comes
     // twice.
-    const QString conninfo = freshDatabase();
+    QFETCH(bool, postgres);
     QTemporaryDir dir;
+    const QString conninfo =
+        postgres ? freshDatabase() : dir.filePath(QStringLiteral("site.sqlite"));
     constexpr int kTools = 10;
     std::vector<std::unique_ptr<test::SimLogger>> sims;
     std::vector<std::unique_ptr<QProcess>> tools;

@@ -1,12 +1,15 @@
 #include "archive/archive.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFileInfo>
+#include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QSqlDatabase>
 #include <QSqlDriver>
 #include <QSqlError>
 #include <QSqlQuery>
+#include <QThread>
 #include <QUrl>
 #include <QVariant>
 #include <algorithm>
@@ -27,6 +30,8 @@ constexpr int kValuesPerRecord = 8;
 // PostgreSQL: one schema change at a time, whoever else starts up.
 constexpr qint64 kMigrationLock = 0x48796772;  // "Hygr"
 
+// How long SQLite waits for another program's transaction.
+constexpr int kBusyTimeoutMs = 15000;
 // PostgreSQL: records per statement, as arrays.
 constexpr size_t kRecordsPerArray = 50000;
 
@@ -372,13 +377,28 @@ bool Archive::fail(const QString& what, const QString& error, QString* why) {
 
 bool Archive::open(QString* why) {
   close();
-  // Closed only once every handle on the connection is gone.
-  if (!connectAndMigrate(why)) {
+  // Programs that open a new SQLite file at the same moment may find it
+  // locked beyond what the busy time-out waits for (turning it to WAL, the
+  // first schema): they try again for a while.
+  const QDeadlineTimer deadline(kBusyTimeoutMs);
+  for (;;) {
+    busy_ = false;
+    if (connectAndMigrate(why)) break;
+    // Closed only once every handle on the connection is gone.
     close();
-    return false;
+    if (!busy_ || deadline.hasExpired()) return false;
+    QThread::msleep(20 + QRandomGenerator::global()->bounded(80));
   }
   open_ = true;
   return true;
+}
+
+bool Archive::openFailed(const QSqlError& error, QString* why) {
+  // SQLITE_BUSY and SQLITE_LOCKED, with their extended codes.
+  bool numeric = false;
+  const int code = error.nativeErrorCode().toInt(&numeric);
+  busy_ = !postgres() && numeric && ((code & 0xFF) == 5 || (code & 0xFF) == 6);
+  return fail(QStringLiteral("could not be opened"), error.text(), why);
 }
 
 bool Archive::connectAndMigrate(QString* why) {
@@ -423,17 +443,16 @@ bool Archive::connectAndMigrate(QString* why) {
                   why);
     d.setDatabaseName(target_.path);
     // Another program may be writing: wait for it rather than fail.
-    d.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=15000"));
+    d.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=%1").arg(kBusyTimeoutMs));
   }
-  if (!d.open()) return fail(QStringLiteral("could not be opened"), d.lastError().text(), why);
+  if (!d.open()) return openFailed(d.lastError(), why);
   QSqlQuery q(d);
   if (!pg) {
     // WAL: readers and one writer at a time, across programs. FULL: a
     // download that was stored survives a power cut, before the logger is
     // told it may forget it.
     for (const char* pragma : {"PRAGMA journal_mode=WAL", "PRAGMA synchronous=FULL"}) {
-      if (!q.exec(QLatin1String(pragma)))
-        return fail(QStringLiteral("could not be opened"), q.lastError().text(), why);
+      if (!q.exec(QLatin1String(pragma))) return openFailed(q.lastError(), why);
     }
   }
   q.finish();
@@ -462,37 +481,37 @@ bool Archive::migrate(QString* why) {
     if (version_ == kSchemaVersion) return true;
   }
   q.finish();
-  const auto rollback = [&](const QString& error) {
+  const auto rollback = [&](const QSqlError& error) {
     QSqlQuery r(d);
     r.exec(QStringLiteral("ROLLBACK"));
-    return fail(QStringLiteral("could not be opened"), error, why);
+    return openFailed(error, why);
   };
-  if (!begin(q)) return fail(QStringLiteral("could not be opened"), q.lastError().text(), why);
+  if (!begin(q)) return openFailed(q.lastError(), why);
   if (postgres() && !q.exec(QStringLiteral("SELECT pg_advisory_xact_lock(%1)").arg(kMigrationLock)))
-    return rollback(q.lastError().text());
+    return rollback(q.lastError());
   if (!q.exec(
           QStringLiteral("CREATE TABLE IF NOT EXISTS schema_version (version INTEGER NOT NULL)")))
-    return rollback(q.lastError().text());
+    return rollback(q.lastError());
   if (!q.exec(QStringLiteral("SELECT max(version) FROM schema_version")) || !q.next())
-    return rollback(q.lastError().text());
+    return rollback(q.lastError());
   version_ = q.value(0).toInt();  // 0 for a new archive
   q.finish();
   if (version_ > kSchemaVersion)
-    return rollback(QStringLiteral("it was made by a newer version of this program (schema %1; "
-                                   "this one knows schema %2 at most)")
-                        .arg(version_)
-                        .arg(kSchemaVersion));
+    return rollback(QSqlError(QStringLiteral("it was made by a newer version of this program "
+                                             "(schema %1; this one knows schema %2 at most)")
+                                  .arg(version_)
+                                  .arg(kSchemaVersion)));
   const std::vector<QStringList> steps = schemaSteps(postgres());
   for (int v = version_ + 1; v <= kSchemaVersion; ++v) {
     for (const QString& statement : steps[static_cast<size_t>(v - 1)]) {
-      if (!q.exec(statement)) return rollback(q.lastError().text());
+      if (!q.exec(statement)) return rollback(q.lastError());
     }
   }
   if (!q.exec(QStringLiteral("DELETE FROM schema_version")) ||
       !q.exec(
           QStringLiteral("INSERT INTO schema_version (version) VALUES (%1)").arg(kSchemaVersion)) ||
       !q.exec(QStringLiteral("COMMIT")))
-    return rollback(q.lastError().text());
+    return rollback(q.lastError());
   version_ = kSchemaVersion;
   return true;
 }

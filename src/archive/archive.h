@@ -19,6 +19,7 @@
 #include <vector>
 
 class QSqlDatabase;
+class QSqlError;
 class QSqlQuery;
 
 namespace hygro {
@@ -171,6 +172,7 @@ class Archive {
  private:
   bool ensureOpen(QString* why);
   bool connectAndMigrate(QString* why);
+  bool openFailed(const QSqlError& error, QString* why);
   bool fail(const QString& what, const QString& error, QString* why);
   bool migrate(QString* why);
   bool begin(QSqlQuery& q);
@@ -182,6 +184,7 @@ class Archive {
   int version_ = 0;
   bool open_ = false;
   bool stale_ = false;  // failed: open anew before the next use
+  bool busy_ = false;   // the last open failed on another program's lock
 };
 
 }  // namespace hygro
