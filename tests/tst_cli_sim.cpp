@@ -545,7 +545,8 @@ void TestCliSim::aReaderThatGoesAwayLosesNothing() {
     // download | head -1: far more than a pipe holds, so the tool's writes
     // fail once head has gone.
     QProcess cli, head;
-    hygro::test::prepareCli(cli, sim.portArgs() << QStringLiteral("download"), setup);
+    // Without --data-dir the default archive would be the window's.
+    hygro::test::prepareCli(cli, sim.portArgs() << words("--no-archive download"), setup);
     cli.setStandardOutputProcess(&head);
     head.start(QStringLiteral("head"), {QStringLiteral("-1")});
     cli.start();
