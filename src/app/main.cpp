@@ -16,6 +16,7 @@
 
 #include "app/form1.h"
 #include "app/qtprompt.h"
+#include "archive/archiver.h"
 #include "data/datafolder.h"
 #include "data/datasets.h"
 #include "link/bridge.h"
@@ -111,9 +112,10 @@ int main(int argc, char** argv) {
       QStringLiteral("Connect at start to PORT (a number or a device path)."),
       QStringLiteral("PORT"));
   parser.addOptions({demo, dataDir, port});
-  parser.addPositionalArgument(QStringLiteral("file"),
-                               QStringLiteral("A CSV file to open at start (shown as the file data)."),
-                               QStringLiteral("[FILE]"));
+  parser.addPositionalArgument(
+      QStringLiteral("file"),
+      QStringLiteral("A CSV file to open at start (shown as the file data)."),
+      QStringLiteral("[FILE]"));
   parser.process(app);
   if (parser.positionalArguments().size() > 1) {
     std::fprintf(stderr, "hygrotab: one file at a time\n");
@@ -176,6 +178,12 @@ int main(int argc, char** argv) {
     case hygro::FolderOpen::Failed:
       return signalled ? 128 + signalled : 1;
   }
+
+  // Every download goes into the data folder's archive before the logger is
+  // told it is downloaded, every real-time run when it ends. The archive is
+  // opened at its first use.
+  hygro::Archive archive(hygro::ArchiveTarget::sqliteFile(hygro::DefaultArchivePath(folder)));
+  hygro::SessionArchiver archiver(session, archive);
 
   hygro::Form1 mainWindow(&session, &prompt);
   window = &mainWindow;
