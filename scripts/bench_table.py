@@ -65,6 +65,10 @@ add("CSV export, 32767 rows", median("bench_data", "BM_CsvExport"), "ms", "< 150
     lambda v: v < 150)
 add("CSV import, 32767 rows", median("bench_data", "BM_CsvImport"), "ms", "< 150 ms",
     lambda v: v < 150)
+add("All statistics and excursions, 32767 records", median("bench_analysis", "BM_Statistics"),
+    "ms", "< 5 ms", lambda v: v < 5)
+add("Spreadsheet (.xlsx) export, 32767 records", median("bench_analysis", "BM_Xlsx"), "ms",
+    "< 500 ms", lambda v: v < 500)
 add("Dump_Fill, 32767 rows (model)", median("bench_data", "BM_DumpFill"), "ms", "< 150 ms",
     lambda v: v < 150)
 add("Dump_Fill, 32767 rows into the visible list",
@@ -75,6 +79,21 @@ add("Graph redraw, 32767 records at 1280x400 (humidity)",
     median("bench_graph", "BM_Graph/1"), "ms", "< 8 ms", lambda v: v < 8)
 add("Scroll step: Scroll_Set + both graphs, 32767 records",
     median("bench_window", "BM_ScrollStepRedraw/32767"), "ms", "< 16 ms", lambda v: v < 16)
+
+add("Archive a 15000-point download (SQLite)",
+    median("bench_archive", "BM_ArchiveDownload15000"), "ms", "< 100 ms", lambda v: v < 100)
+add("archive list over 1000 logs", median("bench_archive", "BM_ArchiveList1000"), "ms",
+    "< 50 ms", lambda v: v < 50)
+add("Export a logger's year at one-minute intervals (525600 records)",
+    median("bench_archive", "BM_ArchiveExportYear"), "ms", "< 1000 ms", lambda v: v < 1000, 0)
+for kind in ("Sqlite", "Postgres"):
+    name = {"Sqlite": "SQLite", "Postgres": "PostgreSQL"}[kind]
+    add(f"Load 100 downloads of 15000 points into {name}",
+        median("bench_archive", f"BM_Load100Downloads{kind}"), "ms", "(no target)",
+        lambda v: True, 0)
+    add(f"Size on disk per million records, {name}",
+        median("bench_archive", f"BM_Load100Downloads{kind}", "mb_per_million_records"), "MB",
+        "(no target)", lambda v: True, 1)
 
 # The print benchmarks name themselves; every one of them is listed.
 names = []

@@ -36,7 +36,7 @@ echo "== installed: $(in_root 'dpkg-query -W hygrotab')"
 echo "== hygrotab-cli --demo status"
 in_root "cd /tmp && hygrotab-cli --demo status"
 echo "== files"
-in_root "ls /usr/bin/hygrotab* /usr/share/applications/hygrotab.desktop /usr/lib/udev/rules.d/60-hygrotab.rules /usr/share/man/man1/hygrotab*.1.gz /usr/share/icons/hicolor/scalable/apps/hygrotab.svg"
+in_root "ls /usr/bin/hygrotab* /usr/share/applications/hygrotab.desktop /usr/lib/udev/rules.d/60-hygrotab.rules /usr/lib/udev/rules.d/61-hygrotab-download.rules /usr/lib/systemd/system/hygrotab-download@.service /usr/share/man/man1/hygrotab*.1.gz /usr/share/icons/hicolor/scalable/apps/hygrotab.svg"
 echo "== the window under Xvfb"
 in_root "DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends xvfb xauth imagemagick >/dev/null"
 cat >"$root/tmp/window.sh" <<'INNER'

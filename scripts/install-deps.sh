@@ -7,9 +7,11 @@ set -euo pipefail
 pkgs=(
   build-essential cmake ninja-build pkg-config
   qt6-base-dev qt6-base-dev-tools qt6-serialport-dev libqt6serialport6
+  libqt6sql6-sqlite libqt6sql6-psql postgresql
   libqt6opengl6-dev libgl-dev
   libftdi1-dev libgpiod-dev
   libbenchmark-dev libgtest-dev
+  libxlsxwriter-dev libreoffice-calc-nogui
   clang libclang-rt-14-dev
   fonts-dejavu-core fonts-ipaexfont-gothic
   python3

@@ -43,7 +43,10 @@ baseline() {
   t0=$(date +%s.%N)
   "$BUILD/bin/hygrotab-cli" --port "$pty" status >/dev/null 2>&1 || true
   t1=$(date +%s.%N)
-  "$BUILD/bin/hygrotab-cli" --port "$pty" download --csv "$results/host.csv" >/dev/null 2>&1 || true
+  # Kept in an archive of its own, as the guest's download is in its own.
+  mkdir -p "$results/host-data"
+  "$BUILD/bin/hygrotab-cli" --port "$pty" --data-dir "$results/host-data" download \
+    --csv "$results/host.csv" >/dev/null 2>&1 || true
   t2=$(date +%s.%N)
   kill "$sim" 2>/dev/null
   wait "$sim" 2>/dev/null || true

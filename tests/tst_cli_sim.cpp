@@ -372,12 +372,19 @@ void TestCliSim::downloadKeepsTheLogUntilItIsSaved() {
   QVERIFY2(bad.out.isEmpty(), CLI_DIAG(bad));
   QCOMPARE(sim.run(words("status")).field("State"), QStringLiteral("Recording"));
 
+  // So is an archive that cannot be opened (here: no room to create it).
+  hygro::test::CliSetup full;
+  full.fileSizeLimit = 50 * 80 + 40;
+  CLI_RUN(noArchive, 1, sim.run(words("download --csv") << csv, full));
+  QVERIFY2(noArchive.err.contains(QStringLiteral("archive.sqlite could not be opened")) &&
+               noArchive.err.contains(QStringLiteral("the logger was left alone")),
+           CLI_DIAG(noArchive));
+  QCOMPARE(sim.run(words("status")).field("State"), QStringLiteral("Recording"));
+
   // The disk fills up during the download: the scratch file fails (said
   // once, with the reason), the CSV and the spare copy fail, so the points
   // come on stdout, and the logger is not told the log is downloaded.
-  hygro::test::CliSetup full;
-  full.fileSizeLimit = 50 * 80 + 40;
-  CLI_RUN(r, 1, sim.run(words("download --csv") << csv, full));
+  CLI_RUN(r, 1, sim.run(words("--no-archive download --csv") << csv, full));
   QCOMPARE(r.outLines().size(), 120);
   for (const QString& line : r.outLines())
     QVERIFY2(kSampleLine.match(line).hasMatch(), CLI_DIAG(r));
@@ -538,7 +545,8 @@ void TestCliSim::aReaderThatGoesAwayLosesNothing() {
     // download | head -1: far more than a pipe holds, so the tool's writes
     // fail once head has gone.
     QProcess cli, head;
-    hygro::test::prepareCli(cli, sim.portArgs() << QStringLiteral("download"), setup);
+    // Without --data-dir the default archive would be the window's.
+    hygro::test::prepareCli(cli, sim.portArgs() << words("--no-archive download"), setup);
     cli.setStandardOutputProcess(&head);
     head.start(QStringLiteral("head"), {QStringLiteral("-1")});
     cli.start();

@@ -517,6 +517,40 @@ class TestLoggerOps : public QObject {
     QVERIFY(r.prompt.calls.isEmpty());
   }
 
+  void aDownloadNotKeptIsNeverMarked() {
+    // The window marks at once, the tool on its own: neither once the keeper
+    // (the archive) has failed, and both once it has kept the log.
+    for (const bool atOnce : {true, false}) {
+      CONNECTED_RIG(r, "two_segments.json");
+      bool keep = false;
+      int asked = 0;
+      int pointsSeen = 0;
+      r.session.download().setMarkAtOnce(atOnce);
+      r.session.download().setKeeper([&] {
+        ++asked;
+        pointsSeen = r.session.data().info(LogData).Points;
+        return keep;
+      });
+      QVERIFY(r.run(&DownloadOperation::Command5_Click));
+      QCOMPARE(asked, 1);
+      QCOMPARE(pointsSeen, 200);  // the whole log is in
+      QVERIFY(!r.takeCodes().contains(56));
+      QVERIFY(!r.session.download().Download_Mark());
+      QVERIFY(r.session.status().NeverDownloaded);
+
+      keep = true;
+      QVERIFY(r.run(&DownloadOperation::Command5_Click));
+      QCOMPARE(asked, 2);
+      if (!atOnce) {
+        QVERIFY(!r.takeCodes().contains(56));
+        QVERIFY(r.session.download().Download_Mark());
+        QVERIFY(r.waitIdle());
+      }
+      QCOMPARE(r.takeCodes().count(56), 1);
+      QVERIFY(!r.session.status().NeverDownloaded);
+    }
+  }
+
   void aFullScratchDiskDoesNotStopADownload() {
     CONNECTED_RIG(r, "download_15000.json");
     QSignalSpy finished(&r.session.download(), &DownloadOperation::finished);

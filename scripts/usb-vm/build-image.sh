@@ -14,7 +14,8 @@ cache=${HYGROTAB_USB_VM_CACHE:-/var/cache/hygrotab-usb-vm}
 guest_packages=(
   udev kmod usbutils
   libqt6core6 libqt6gui6 libqt6widgets6 libqt6printsupport6 libqt6serialport6 qt6-qpa-plugins
-  libftdi1-2 libgpiod2 libusb-1.0-0
+  libqt6sql6 libqt6sql6-sqlite
+  libftdi1-2 libgpiod2 libusb-1.0-0 libxlsxwriter4
   fonts-dejavu-core
 )
 # Modules the guest loads: the first group by the initramfs to reach its

@@ -9,6 +9,7 @@ OUT=/mnt/results
 CLI=$BIN/hygrotab-cli
 STATE=tests/data/sim/download_15000.json  # the host's sims run in the checkout
 LOGGER=HYGLOG01
+SECOND=HYGLOG02
 OTHER=OTHER001
 export QT_QPA_PLATFORM=offscreen XDG_RUNTIME_DIR=/tmp/xdg
 mkdir -p -m 700 /tmp/xdg
@@ -66,7 +67,7 @@ plug() { # NAME PORT SERIAL sim ARGS... | NAME PORT SERIAL null
   host add "$@" || { echo "host refused add $*: $REPLY_LINE"; return 1; }
   tty_of "$3" >/dev/null && udevadm settle
 }
-unplug_all() { for n in logger other; do host del "$n" >/dev/null; done; udevadm settle; }
+unplug_all() { for n in logger second other; do host del "$n" >/dev/null; done; udevadm settle; }
 
 # Kernel tty events while a command runs, for counting removes and adds.
 watch_start() {
@@ -83,7 +84,7 @@ watch_stop() {
 events() { grep -c " $2 .*/$1/ttyUSB" /tmp/uevents; } # IFACE ACTION
 
 host hello "$(cut -d' ' -f1 /proc/uptime)"
-host plan 13
+host plan 16
 
 # ---- the logger alone on the bus
 plug logger 1 "$LOGGER" sim --state "$STATE"
@@ -244,5 +245,51 @@ for order in other-first logger-first; do
     bash -c "[ $rc -eq 0 ] && [ $oremoves -eq 0 ] && [ $alive = yes ]"
   unplug_all
 done
+
+# ---- watch: two loggers plugged in one after the other, the first pulled
+# out half way through its download and plugged back; both logs end up whole
+# in the archive, once each.
+mkdir -p /tmp/watch
+archive=/tmp/watch/archive.sqlite
+"$CLI" --data-dir /tmp/watch --archive "$archive" watch >/tmp/watch.out 2>/tmp/watch.err &
+wpid=$!
+# The line the watch prints for a logger, once it has come.
+watch_line() { # PATTERN
+  local i
+  for ((i = 0; i < 1200; i++)); do
+    grep -q "$1" /tmp/watch.out 2>/dev/null && return 0
+    kill -0 "$wpid" 2>/dev/null || return 1
+    sleep 0.1
+  done
+  return 1
+}
+plug logger 1 "$LOGGER" sim --state "$STATE"
+for ((i = 0; i < 900; i++)); do
+  grep -q '(3000/15000)' /tmp/watch.err 2>/dev/null && break
+  sleep 0.1
+done
+host unplug logger
+watch_line 'the download did not complete'
+cut_said=$?
+plug second 2 "$SECOND" sim --state tests/data/sim/two_segments.json
+watch_line 'SEG2 (bridge HYGLOG02): 200 points, log'
+second_read=$?
+host replug logger
+watch_line 'FULL (bridge HYGLOG01): 15000 points, log'
+first_read=$?
+kill -TERM "$wpid"
+wait "$wpid"
+wrc=$?
+"$CLI" --archive "$archive" archive list >/tmp/watch.list 2>&1
+cp /tmp/watch.out /tmp/watch.err /tmp/watch.list "$OUT/" 2>/dev/null
+check watch-survives-a-pull-out "cut said: $cut_said, second read: $second_read, first read after plugging back: $first_read, exit $wrc" \
+  bash -c "[ $cut_said -eq 0 ] && [ $second_read -eq 0 ] && [ $first_read -eq 0 ] && [ $wrc -eq 0 ]"
+check watch-reads-each-logger-once "$(grep -c ' points, log ' /tmp/watch.out) lines" \
+  bash -c "[ \$(grep -c ' points, log ' /tmp/watch.out) -eq 2 ]"
+check watch-archive-holds-both-logs-whole "$(tr '\t\n' ' |' </tmp/watch.list)" \
+  bash -c "[ \$(wc -l </tmp/watch.list) -eq 2 ] &&
+           grep -qP '^\\d+\tFULL\tQM720-XC\t$LOGGER\t.*\t15000\t' /tmp/watch.list &&
+           grep -qP '^\\d+\tSEG2\tQM720-XC\t$SECOND\t.*\t200\t' /tmp/watch.list"
+unplug_all
 
 host end

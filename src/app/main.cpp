@@ -15,6 +15,7 @@
 #include <functional>
 
 #include "app/form1.h"
+#include "archive/archiver.h"
 #include "data/datafolder.h"
 #include "data/datasets.h"
 #include "dialogs/qtprompt.h"
@@ -177,6 +178,12 @@ int main(int argc, char** argv) {
     case hygro::FolderOpen::Failed:
       return signalled ? 128 + signalled : 1;
   }
+
+  // Every download goes into the data folder's archive before the logger is
+  // told it is downloaded, every real-time run when it ends. The archive is
+  // opened at its first use.
+  hygro::Archive archive(hygro::ArchiveTarget::sqliteFile(hygro::DefaultArchivePath(folder)));
+  hygro::SessionArchiver archiver(session, archive);
 
   hygro::Form1 mainWindow(&session, &prompt);
   window = &mainWindow;

@@ -13,6 +13,8 @@
 #include <optional>
 #include <vector>
 
+#include "archive/archive.h"
+#include "archive/archiver.h"
 #include "data/userprompt.h"
 #include "logger/conversions.h"
 #include "logger/session.h"
@@ -39,6 +41,22 @@ QString outputError();
 int usageError(const QString& message, const QString& command = QString());
 // Message texts carry the logger's line breaks (carriage returns).
 QString terminalText(const QString& text);
+
+// A download's progress on stderr: a bar redrawn in place on a terminal; on
+// a pipe or file a line at each tenth of the way, so a log stays readable.
+class Progress {
+ public:
+  Progress();
+  void show(int done, int total, const QString& caption);
+  // Ends the bar's line before anything else is written.
+  void end();
+
+ private:
+  bool tty_;
+  bool open_ = false;
+  bool shownStart_ = false;
+  int lastTenth_ = -1;
+};
 
 // ---------------------------------------------------------------- arguments
 struct OptionDef {
@@ -136,7 +154,14 @@ struct GlobalOptions {
   QString baud = QStringLiteral("57600");
   QString dataDir;        // empty: a private temporary folder
   int waitForLogger = 0;  // seconds to wait for a logger to be plugged in
+  QString archive;        // --archive TARGET; empty: the window's archive
+  bool noArchive = false;
 };
+
+// The archive the options name: --archive TARGET, else archive.sqlite in the
+// --data-dir folder, else the window's archive in its default data folder.
+// False with *why for a TARGET that cannot be read.
+bool ArchiveTargetOf(const GlobalOptions& options, ArchiveTarget* target, QString* why);
 
 class Tool {
  public:
@@ -148,6 +173,21 @@ class Tool {
   // Creates the session over the chosen port and opens the data folder.
   // kExitOk, or the exit status after the message.
   int open();
+  // After open(), before the logger is touched: opens (creates, upgrades)
+  // the archive and attaches it to the session, so that every download is
+  // kept in it before the logger is told it is downloaded. Nothing with
+  // --no-archive. kExitOk, or kExitFailure after a message naming it.
+  int openArchive();
+  Archive* archive() { return archive_.get(); }
+  SessionArchiver* archiver() { return archiver_.get(); }
+  // Reads the logger's clock for the download kept last, so the archive
+  // notes its offset; the logger must be idle. Waits for the answers.
+  void noteClockOffset();
+  // Connects to `port` without a word when no logger answers there (watch
+  // tries again later). False when none answered or the first read failed.
+  bool connectQuietly(const QString& port);
+  // Disconnects, as the window's disconnect button does.
+  void disconnect();
   // Connects (identification and the first status read). False after the
   // message when no logger answered or the first read failed.
   bool connect();
@@ -195,6 +235,8 @@ class Tool {
   CliPrompt prompt_;
   std::unique_ptr<QTemporaryDir> tempDir_;
   std::unique_ptr<Session> session_;
+  std::unique_ptr<Archive> archive_;
+  std::unique_ptr<SessionArchiver> archiver_;
   QString model_;
   bool abandoned_ = false;
   bool gone_ = false;
@@ -222,9 +264,14 @@ Command setNameCommand();
 Command setAlarmCommand();
 Command setModeCommand();
 Command recoverCommand();
+Command archiveCommand();
+Command watchCommand();
 // Needs a QGuiApplication (text drawing).
 Command plotCommand();
 Command printCommand();
+// The figures of a set (statistics, excursions) and its spreadsheet export.
+Command statsCommand();
+Command exportCommand();
 
 // Prints the `Caption: value` line.
 void printField(const QString& caption, const QString& value);

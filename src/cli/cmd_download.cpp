@@ -18,45 +18,6 @@ namespace {
 
 volatile sig_atomic_t g_again = 0;  // Ctrl-C while waiting for the stream to end
 
-// A bar redrawn in place on a terminal; on a pipe or file a line at each tenth
-// of the way, so a log stays readable.
-class Progress {
- public:
-  Progress() : tty_(::isatty(STDERR_FILENO) == 1) {}
-
-  void show(int done, int total, const QString& caption) {
-    if (tty_) {
-      constexpr int kWidth = 40;
-      const int filled = total > 0 ? static_cast<int>(qint64(done) * kWidth / total) : 0;
-      const QString bar =
-          QString(filled, QLatin1Char('#')) + QString(kWidth - filled, QLatin1Char('.'));
-      const QByteArray line = (QStringLiteral("\r[%1] %2").arg(bar, caption)).toUtf8();
-      std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stderr);
-      std::fflush(stderr);
-      open_ = true;
-      return;
-    }
-    const int tenth = total > 0 ? static_cast<int>(qint64(done) * 10 / total) : 10;
-    if (done == 0 || tenth > lastTenth_ || done == total) {
-      if (done == 0 && shownStart_) return;
-      shownStart_ = shownStart_ || done == 0;
-      lastTenth_ = tenth;
-      err(caption);
-    }
-  }
-  // Ends the bar's line before anything else is written.
-  void end() {
-    if (open_) std::fputc('\n', stderr);
-    open_ = false;
-  }
-
- private:
-  bool tty_;
-  bool open_ = false;
-  bool shownStart_ = false;
-  int lastTenth_ = -1;
-};
-
 // Prints the points; false when stdout failed before the last one.
 bool printPoints(const DataSets& data) {
   const int points = data.info(LogData).Points;
@@ -100,6 +61,7 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
 
   Tool tool(global);
   if (const int rc = tool.open()) return rc;
+  if (const int rc = tool.openArchive()) return rc;
   Session& s = tool.session();
   // The logger is told the log is downloaded only once the tool has it safe.
   if (!tool.connectForDownload()) return kExitFailure;
@@ -202,6 +164,13 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
     err(QStringLiteral("%1: the logger keeps its log as never downloaded").arg(kProgram));
     return kExitFailure;
   }
+  // The archive refused it (and said why): saved or printed, but not kept.
+  if (tool.archiver() && !tool.archiver()->lastError().isEmpty()) {
+    err(QStringLiteral("%1: the log is not in the archive; the logger keeps it as never "
+                       "downloaded")
+            .arg(kProgram));
+    return kExitFailure;
+  }
 
   if (!s.download().Download_Mark()) {
     err(QStringLiteral("%1: the log was saved, but the logger could not be told it is "
@@ -215,6 +184,14 @@ int runDownload(const GlobalOptions& global, const ParsedArgs& args) {
                        "downloaded")
             .arg(kProgram));
     return kExitFailure;
+  }
+  tool.noteClockOffset();
+  if (tool.archiver() && tool.archiver()->lastKept()) {
+    const ArchiveStored& kept = *tool.archiver()->lastKept();
+    err(QStringLiteral("Kept in the archive as log %1 (%2 new records): %3")
+            .arg(kept.logId)
+            .arg(kept.added)
+            .arg(tool.archive()->display()));
   }
   err(QStringLiteral("%1 points downloaded").arg(log.Points));
   if (tool.interrupted()) {
@@ -234,8 +211,9 @@ Command downloadCommand() {
               "Usage: hygrotab-cli [global options] download [--csv FILE [--overwrite]]\n"
               "\n"
               "Stops a running recording and reads every recorded point, as the window's\n"
-              "download button does. Once the points are saved (or printed), the logger marks\n"
-              "its log as downloaded. Progress goes to stderr.\n"
+              "download button does. Once the points are kept in the archive (see\n"
+              "--archive) and saved (or printed), the logger marks its log as downloaded.\n"
+              "Progress goes to stderr.\n"
               "\n"
               "  --csv FILE  save the log in the program's CSV format; without it the points\n"
               "              are printed, one line each:\n"
@@ -244,8 +222,9 @@ Command downloadCommand() {
               "              to in place\n"
               "  --overwrite replace FILE when it exists\n"
               "\n"
-              "A FILE that cannot be written, or exists without --overwrite, stops the tool\n"
-              "before it talks to the logger.\n"
+              "A FILE that cannot be written, or exists without --overwrite, and an archive\n"
+              "that cannot be opened stop the tool before it talks to the logger. An archive\n"
+              "that cannot take the log leaves it marked as never downloaded (exit status 1).\n"
               "When saving or printing fails after the download (a full disk, a reader that\n"
               "went away), the points go to NAME_yymmdd_hhnnss.csv in the --data-dir folder,\n"
               "or else the current folder (or, failing that, to stdout), the logger's log\n"

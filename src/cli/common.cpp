@@ -1,5 +1,7 @@
 // Output, argument parsing and the checks of option values shared by the
 // commands.
+#include <unistd.h>
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -46,6 +48,34 @@ bool outputLost() { return g_outputErrno != 0; }
 
 QString outputError() {
   return g_outputErrno != 0 ? QString::fromLocal8Bit(std::strerror(g_outputErrno)) : QString();
+}
+
+Progress::Progress() : tty_(::isatty(STDERR_FILENO) == 1) {}
+
+void Progress::show(int done, int total, const QString& caption) {
+  if (tty_) {
+    constexpr int kWidth = 40;
+    const int filled = total > 0 ? static_cast<int>(qint64(done) * kWidth / total) : 0;
+    const QString bar =
+        QString(filled, QLatin1Char('#')) + QString(kWidth - filled, QLatin1Char('.'));
+    const QByteArray line = (QStringLiteral("\r[%1] %2").arg(bar, caption)).toUtf8();
+    std::fwrite(line.constData(), 1, static_cast<size_t>(line.size()), stderr);
+    std::fflush(stderr);
+    open_ = true;
+    return;
+  }
+  const int tenth = total > 0 ? static_cast<int>(qint64(done) * 10 / total) : 10;
+  if (done == 0 || tenth > lastTenth_ || done == total) {
+    if (done == 0 && shownStart_) return;
+    shownStart_ = shownStart_ || done == 0;
+    lastTenth_ = tenth;
+    err(caption);
+  }
+}
+
+void Progress::end() {
+  if (open_) std::fputc('\n', stderr);
+  open_ = false;
 }
 
 bool outputWritable(const QString& path, bool overwrite, QString* why) {

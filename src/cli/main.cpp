@@ -15,13 +15,14 @@ namespace {
 std::vector<Command> commands() {
   return {statusCommand(),  measureCommand(),  downloadCommand(), startCommand(),
           stopCommand(),    setClockCommand(), setNameCommand(),  setAlarmCommand(),
-          setModeCommand(), recoverCommand(),  plotCommand(),     printCommand()};
+          setModeCommand(), recoverCommand(),  plotCommand(),     printCommand(),
+          statsCommand(),   exportCommand(),   archiveCommand(), watchCommand()};
 }
 
 QString toolHelp(const std::vector<Command>& cmds) {
   QString h = QStringLiteral(
       "Usage: hygrotab-cli [--port PORT | --demo] [--baud RATE] [--wait-for-logger SECONDS]\n"
-      "                    [--data-dir DIR] COMMAND [ARGS]\n"
+      "                    [--data-dir DIR] [--archive TARGET | --no-archive] COMMAND [ARGS]\n"
       "\n"
       "Talks to a Hygrotab temperature/humidity logger (QM720-XC, QM720-XCB, QM510-XC).\n"
       "\n"
@@ -37,6 +38,14 @@ QString toolHelp(const std::vector<Command>& cmds) {
       "  --data-dir DIR  folder for the scratch files (default: a private temporary folder;\n"
       "                  for recover, the window's data folder); a folder a running\n"
       "                  Hygrotab program uses is refused\n"
+      "  --archive TARGET\n"
+      "                  where every download is kept before the logger is told it is\n"
+      "                  downloaded: an SQLite file, or a PostgreSQL database as a URL\n"
+      "                  (postgresql://user@host/db) or a key=value string ('host=... "
+      "dbname=...');\n"
+      "                  default: archive.sqlite in the --data-dir folder, else the window's\n"
+      "                  archive in its data folder\n"
+      "  --no-archive    keep downloads in no archive\n"
       "  -h, --help      this text; COMMAND --help describes a command\n"
       "  --version       the program's version\n"
       "\n"
@@ -56,7 +65,8 @@ QString commandWord(int argc, char** argv) {
     if (!a.startsWith(QLatin1Char('-'))) return a;
     if (!a.contains(QLatin1Char('=')) &&
         (a == QLatin1String("--port") || a == QLatin1String("--baud") ||
-         a == QLatin1String("--data-dir") || a == QLatin1String("--wait-for-logger")))
+         a == QLatin1String("--data-dir") || a == QLatin1String("--wait-for-logger") ||
+         a == QLatin1String("--archive")))
       ++i;
   }
   return {};
@@ -93,11 +103,11 @@ QString invalidUtf8(const char* arg) {
 }
 
 // The global options the command line holds on either side of the command.
-const std::vector<OptionDef> kGlobalOptions = {{QStringLiteral("port"), true},
-                                               {QStringLiteral("demo"), false},
-                                               {QStringLiteral("baud"), true},
-                                               {QStringLiteral("wait-for-logger"), true},
-                                               {QStringLiteral("data-dir"), true}};
+const std::vector<OptionDef> kGlobalOptions = {
+    {QStringLiteral("port"), true},       {QStringLiteral("demo"), false},
+    {QStringLiteral("baud"), true},       {QStringLiteral("wait-for-logger"), true},
+    {QStringLiteral("data-dir"), true},   {QStringLiteral("archive"), true},
+    {QStringLiteral("no-archive"), false}};
 
 // Takes one global option into `global`; a usage error's exit status, or
 // kExitOk.
@@ -125,6 +135,14 @@ int applyGlobal(const QString& name, const std::optional<QString>& value, Global
   } else if (name == QLatin1String("data-dir")) {
     global->dataDir = value.value_or(QString());
     if (global->dataDir.isEmpty()) return usageError(QStringLiteral("--data-dir needs a folder"));
+  } else if (name == QLatin1String("archive")) {
+    global->archive = value.value_or(QString());
+    hygro::ArchiveTarget target;
+    QString why;
+    if (!hygro::ArchiveTarget::parse(global->archive, &target, &why))
+      return usageError(QStringLiteral("--archive: ") + why);
+  } else if (name == QLatin1String("no-archive")) {
+    global->noArchive = true;
   }
   return kExitOk;
 }
@@ -181,6 +199,8 @@ int main(int argc, char** argv) {
     if (const int rc = applyGlobal(def->name, value, &global, &portGiven)) return rc;
   }
   if (args.isEmpty()) {
+    if (!global.archive.isEmpty() && global.noArchive)
+      return usageError(QStringLiteral("--archive and --no-archive exclude each other"));
     if (portGiven && global.demo)
       return usageError(QStringLiteral("--port and --demo exclude each other"));
     return usageError(QStringLiteral("no command given"));
@@ -211,5 +231,7 @@ int main(int argc, char** argv) {
   }
   if (portGiven && global.demo)
     return usageError(QStringLiteral("--port and --demo exclude each other"));
+  if (!global.archive.isEmpty() && global.noArchive)
+    return usageError(QStringLiteral("--archive and --no-archive exclude each other"));
   return cmd->run(global, parsed);
 }

@@ -11,6 +11,7 @@
 #include <cerrno>
 
 #include "cli/cli.h"
+#include "data/datafolder.h"
 #include "link/bridge.h"
 #include "link/serialtransport.h"
 #include "sim/demostate.h"
@@ -87,6 +88,8 @@ QString Tool::interruptName() {
 Tool::Tool(const GlobalOptions& options) : options_(options) { catchSignals(); }
 
 Tool::~Tool() {
+  archiver_.reset();
+  archive_.reset();
   if (!session_) return;
   // Leave the logger alone first, then the scratch files: nothing the tool
   // holds is kept once it ends (the CSV files are the tool's output).
@@ -145,6 +148,39 @@ int Tool::open() {
   return kExitOk;
 }
 
+bool ArchiveTargetOf(const GlobalOptions& options, ArchiveTarget* target, QString* why) {
+  if (!options.archive.isEmpty()) return ArchiveTarget::parse(options.archive, target, why);
+  const QString folder = options.dataDir.isEmpty() ? DefaultDataDir() : options.dataDir;
+  *target = ArchiveTarget::sqliteFile(DefaultArchivePath(folder), true);
+  return true;
+}
+
+int Tool::openArchive() {
+  if (options_.noArchive || !session_) return kExitOk;
+  ArchiveTarget target;
+  QString why;
+  if (!ArchiveTargetOf(options_, &target, &why)) {
+    err(QStringLiteral("%1: --archive: %2").arg(kProgram, why));
+    return kExitFailure;
+  }
+  archive_ = std::make_unique<Archive>(target);
+  if (!archive_->open(&why)) {
+    err(QStringLiteral("%1: %2; the logger was left alone (--no-archive goes without)")
+            .arg(kProgram, why));
+    archive_.reset();
+    return kExitFailure;
+  }
+  archiver_ = std::make_unique<SessionArchiver>(*session_, *archive_);
+  // The tool tells the logger itself, and reads its clock after that.
+  archiver_->readClockAfterDownload = false;
+  return kExitOk;
+}
+
+void Tool::noteClockOffset() {
+  if (!archiver_ || !archiver_->readClock()) return;
+  runUntil([this] { return !archiver_->clockPending(); });
+}
+
 bool Tool::connectForDownload() {
   session_->download().setMarkAtOnce(false);
   if (!connect()) return false;
@@ -191,6 +227,20 @@ bool Tool::connect() {
   model_ = session_->ModelName();
   runUntilIdle();
   return !failed();
+}
+
+bool Tool::connectQuietly(const QString& port) {
+  abandoned_ = false;
+  gone_ = false;
+  options_.port = port;
+  if (!session_->connection().reconnect(port)) return false;
+  model_ = session_->ModelName();
+  runUntilIdle();
+  return !failed();
+}
+
+void Tool::disconnect() {
+  if (session_->connected()) session_->connection().Command20_Click();
 }
 
 void Tool::runUntil(const std::function<bool()>& done) {

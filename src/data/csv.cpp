@@ -644,28 +644,30 @@ QString Csv_RefusalText(CsvOpenResult result, const QString& why) {
   return why.isEmpty() ? headline : headline + QStringLiteral("\r\r") + why + u'.';
 }
 
-CsvOpenResult Csv_Read(DataSets& sets, const QString& path, UserPrompt& prompt,
+namespace {
+// Reads from a path or an open device, then commits or says why not.
+template <typename Source>
+CsvOpenResult ReadInto(DataSets& sets, Source& source, UserPrompt& prompt,
                        const QString& titleModel) {
   CsvImport file;
   QString why;
-  const CsvOpenResult result = Csv_Parse(path, &file, &why);
+  const CsvOpenResult result = Csv_Parse(source, &file, &why);
   if (result == CsvOpenResult::Opened)
     Csv_Commit(sets, file);
   else
     prompt.message(Csv_RefusalText(result, why), titleModel);
   return result;
 }
+}  // namespace
+
+CsvOpenResult Csv_Read(DataSets& sets, const QString& path, UserPrompt& prompt,
+                       const QString& titleModel) {
+  return ReadInto(sets, path, prompt, titleModel);
+}
 
 CsvOpenResult Csv_Read(DataSets& sets, QIODevice& in, UserPrompt& prompt,
                        const QString& titleModel) {
-  CsvImport file;
-  QString why;
-  const CsvOpenResult result = Csv_Parse(in, &file, &why);
-  if (result == CsvOpenResult::Opened)
-    Csv_Commit(sets, file);
-  else
-    prompt.message(Csv_RefusalText(result, why), titleModel);
-  return result;
+  return ReadInto(sets, in, prompt, titleModel);
 }
 
 }  // namespace hygro

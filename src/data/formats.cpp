@@ -181,6 +181,19 @@ bool parseTime(Cursor& c, double* secondsOfDay) {
 
 }  // namespace
 
+qint64 serialToSeconds(double serial) {
+  if (!std::isfinite(serial) || std::fabs(serial) > 4e6) return 0;
+  const double whole = std::trunc(serial);
+  const double frac = std::fabs(serial - whole);
+  return static_cast<qint64>(whole) * 86400 + std::llround(frac * kSecondsPerDay);
+}
+
+double secondsToSerial(qint64 seconds) {
+  const qint64 day = seconds >= 0 ? seconds / 86400 : -((-seconds + 86399) / 86400);
+  const double frac = static_cast<double>(seconds - day * 86400) / kSecondsPerDay;
+  return day >= 0 ? static_cast<double>(day) + frac : static_cast<double>(day) - frac;
+}
+
 bool isValidSerial(double serial) {
   QDate d;
   qint64 secs = 0;

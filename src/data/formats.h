@@ -17,6 +17,11 @@ namespace hygro::fmt {
 constexpr double kSecondsPerDay = 86400.0;
 // The seconds from serial `from` to serial `to`.
 constexpr double secondsBetween(double from, double to) { return (to - from) * kSecondsPerDay; }
+// Whole seconds counted from serial 0 and back, for times that must be
+// compared, stored or moved by seconds. Unlike serials, the count is plain
+// signed. A serial that is not finite or lies far outside any date counts 0.
+qint64 serialToSeconds(double serial);
+double secondsToSerial(qint64 seconds);
 
 // Serials from 0100-01-01 to 9999-12-31 23:59:59 are valid.
 bool isValidSerial(double serial);

@@ -59,6 +59,7 @@ void DownloadOperation::Command5_Click() {
   table_.clear();
   segments_.clear();
   watchdogCount_ = 0;
+  kept_ = false;
   downloading_ = true;
 
   Exchange& x = this->x();
@@ -82,7 +83,7 @@ void DownloadOperation::Download_Cancel() {
 }
 
 bool DownloadOperation::Download_Mark() {
-  if (busy() || !connected()) return false;
+  if (busy() || !connected() || !kept_) return false;
   x().Queue_Reset();
   x().Command_Add(1, 56, 0, 0, CommMode::None);
   send();
@@ -228,7 +229,9 @@ void DownloadOperation::finish() {
   Download_Timer.stop();
   downloading_ = false;
   cancelled_ = false;
-  if (markAtOnce_) x().Command_Add(1, 56, 0, 0, CommMode::None);
+  // Only a log kept elsewhere (the archive) may be forgotten by the logger.
+  kept_ = !keep_ || keep_();
+  if (markAtOnce_ && kept_) x().Command_Add(1, 56, 0, 0, CommMode::None);
   // The log just downloaded is what the user sees next.
   dataView().setDataSetIndex(LogData);
   if (data().info(LogData).Points > 0) {

@@ -2,6 +2,7 @@
 // Log download: the segment table first, then the points as one stream.
 #include <QTimer>
 #include <array>
+#include <functional>
 #include <vector>
 
 #include "link/exchange.h"
@@ -29,9 +30,13 @@ class DownloadOperation : public Operation {
   // off and calls Download_Mark() once the log is safe, so a failed save
   // never leaves the logger free to erase a log nobody kept.
   void setMarkAtOnce(bool atOnce) { markAtOnce_ = atOnce; }
-  // Queues and sends the mark. False (nothing sent) while an exchange runs
-  // or without a logger.
+  // Queues and sends the mark. False (nothing sent) while an exchange runs,
+  // without a logger, or when the keeper could not keep the last download.
   bool Download_Mark();
+  // Keeps a completed download (the archive) before the logger may be told
+  // it is downloaded: called once the last point is in. While it returns
+  // false, having said why, no mark is sent for that download.
+  void setKeeper(std::function<bool()> keep) { keep_ = std::move(keep); }
   // A download cut short from outside (the logger gone or disconnected, the
   // program closing) keeps no part of the log: the logger still holds all of
   // it, never marked downloaded. `say` is false only when nobody is left to
@@ -65,6 +70,8 @@ class DownloadOperation : public Operation {
   int watchdogMs_ = 100;
   QTimer Download_Timer;
   bool markAtOnce_ = true;
+  std::function<bool()> keep_;
+  bool kept_ = false;  // the last download is kept, so it may be marked
   bool downloading_ = false;
   bool cancelled_ = false;  // the watchdog was turned off
   int watchdogCount_ = 0;

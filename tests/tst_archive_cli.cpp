@@ -1,0 +1,213 @@
+// hygrotab-cli and the archive: downloads kept before they are marked, the
+// archive commands, and watch reading loggers as they are plugged in and
+// pulled out (emulated loggers on pseudo-terminals).
+#include <QDeadlineTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+#include <QSqlDatabase>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include "archive/archive.h"
+#include "support/cli_runner.h"
+
+using hygro::test::CliResult;
+using hygro::test::SimLogger;
+using hygro::test::words;
+
+namespace {
+
+QByteArray fileBytes(const QString& path) {
+  QFile f(path);
+  return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+// Runs the tool with `input` on its stdin.
+CliResult runWithInput(const QStringList& args, const QByteArray& input) {
+  QProcess p;
+  hygro::test::prepareCli(p, args, {});
+  p.start();
+  CliResult r;
+  if (!p.waitForStarted(5000)) return r;
+  p.write(input);
+  p.closeWriteChannel();
+  if (!p.waitForFinished(30000)) p.kill();
+  r.out = QString::fromUtf8(p.readAllStandardOutput());
+  r.err = QString::fromUtf8(p.readAllStandardError());
+  r.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
+  return r;
+}
+
+// Waits for a line of `p`'s stdout that matches; collects what came.
+bool waitForLine(QProcess& p, const QString& part, QString* seen, int ms = 60000) {
+  const QDeadlineTimer deadline(ms);
+  while (!deadline.hasExpired()) {
+    while (p.canReadLine()) {
+      const QString line = QString::fromUtf8(p.readLine());
+      *seen += line;
+      if (line.contains(part)) return true;
+    }
+    if (p.state() == QProcess::NotRunning) return false;
+    p.waitForReadyRead(200);
+  }
+  return false;
+}
+
+#define START_SIM(name, state)                                                        \
+  SimLogger name;                                                                     \
+  {                                                                                   \
+    QString simError;                                                                 \
+    QVERIFY2(name.start(QStringLiteral(state), {}, &simError), qPrintable(simError)); \
+  }
+
+}  // namespace
+
+class TestArchiveCli : public QObject {
+  Q_OBJECT
+
+ private Q_SLOTS:
+  void theArchiveCommands() {
+    START_SIM(sim, "two_segments.json");
+    QTemporaryDir dir;
+    const QString archive = dir.filePath(QStringLiteral("site.sqlite"));
+    const QStringList at{QStringLiteral("--archive"), archive};
+    const QString saved = dir.filePath(QStringLiteral("saved.csv"));
+    CLI_RUN(download, 0, sim.run(at + words("download --csv") << saved));
+    QVERIFY2(download.err.contains(
+                 QStringLiteral("Kept in the archive as log 1 (200 new records): ") + archive),
+             CLI_DIAG(download));
+
+    CLI_RUN(json, 0, hygro::test::runCli(at + words("archive list --json")));
+    const QJsonArray logs = QJsonDocument::fromJson(json.out.toUtf8()).array();
+    QCOMPARE(logs.size(), 1);
+    const QJsonObject log = logs[0].toObject();
+    QCOMPARE(log.keys(), (QStringList{"bridge_serial", "downloaded_at", "first", "id", "interval_s",
+                                      "last", "model", "name", "records", "start"}));
+    QCOMPARE(log["id"].toInt(), 1);
+    QCOMPARE(log["name"].toString(), QStringLiteral("SEG2"));
+    QCOMPARE(log["model"].toString(), QStringLiteral("QM720-XC"));
+    QVERIFY(log["bridge_serial"].isNull());  // a pseudo-terminal has no USB bridge
+    QCOMPARE(log["start"].toString(), QStringLiteral("2024-05-01T10:00:00"));
+    QCOMPARE(log["interval_s"].toInt(), 60);
+    QCOMPARE(log["records"].toInt(), 200);
+    QCOMPARE(log["first"].toString(), QStringLiteral("2024-05-01T10:00:00"));
+    QCOMPARE(log["last"].toString(), QStringLiteral("2024-05-01T15:19:00"));
+    const QDateTime at_ = QDateTime::fromString(log["downloaded_at"].toString(), Qt::ISODate);
+    QVERIFY2(log["downloaded_at"].toString().endsWith(u'Z') &&
+                 qAbs(at_.secsTo(QDateTime::currentDateTimeUtc())) < 300,
+             qPrintable(log["downloaded_at"].toString()));
+
+    CLI_RUN(byName, 0, hygro::test::runCli(at + words("archive list --logger SEG2")));
+    QCOMPARE(byName.outLines().size(), 1);
+    QVERIFY(byName.outLines()[0].startsWith(QStringLiteral("1\tSEG2\tQM720-XC\t-\t")));
+    CLI_RUN(none, 0, hygro::test::runCli(at + words("archive list --logger OTHR")));
+    QVERIFY(none.out.isEmpty());
+
+    const QString exported = dir.filePath(QStringLiteral("exported.csv"));
+    CLI_RUN(exp, 0, hygro::test::runCli(at + words("archive export 1 --csv") << exported));
+    QCOMPARE(fileBytes(exported), fileBytes(saved));
+    CLI_RUN(imp, 0, hygro::test::runCli(at + words("archive import") << saved));
+    QCOMPARE(imp.out, saved + QStringLiteral(": log 1, 200 records (0 new)\n"));
+
+    // Deleting asks, and anything but yes keeps the log.
+    const CliResult kept = runWithInput(at + words("archive delete 1"), "\n");
+    QVERIFY2(kept.exitCode == 1 && kept.err.contains(QStringLiteral("[y/N]")), CLI_DIAG(kept));
+    const CliResult gone = runWithInput(at + words("archive delete 1"), "y\n");
+    QVERIFY2(gone.exitCode == 0, CLI_DIAG(gone));
+    CLI_RUN(empty, 0, hygro::test::runCli(at + words("archive list")));
+    QVERIFY(empty.out.isEmpty());
+    CLI_RUN(missing, 1, hygro::test::runCli(at + words("archive delete 1 --yes")));
+    QVERIFY2(missing.err.contains(QStringLiteral("holds no log 1")), CLI_DIAG(missing));
+  }
+
+  void aLogTheArchiveRefusesStaysUnmarked() {
+    START_SIM(sim, "two_segments.json");
+    QTemporaryDir dir;
+    const QString archive = dir.filePath(QStringLiteral("site.sqlite"));
+    {
+      // An archive that opens but takes no record.
+      hygro::Archive a(hygro::ArchiveTarget::sqliteFile(archive));
+      QString why;
+      QVERIFY2(a.open(&why), qPrintable(why));
+      QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("t"));
+      db.setDatabaseName(archive);
+      QVERIFY(db.open());
+      QSqlQuery q(db);
+      QVERIFY(
+          q.exec(QStringLiteral("CREATE TRIGGER full BEFORE INSERT ON records "
+                                "BEGIN SELECT RAISE(ABORT, 'no room left'); END")));
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("t"));
+    const QString csv = dir.filePath(QStringLiteral("log.csv"));
+    CLI_RUN(r, 1, sim.run(words("--archive") << archive << words("download --csv") << csv));
+    QVERIFY2(r.err.contains(archive + QStringLiteral(" could not be written: no room left")) &&
+                 r.err.contains(QStringLiteral("the logger keeps it as never downloaded")),
+             CLI_DIAG(r));
+    QVERIFY(QFile::exists(csv));  // saved all the same
+    CLI_RUN(asked, 1, sim.run(words("--no-archive start --interval 1m")));
+    QVERIFY2(asked.err.startsWith(QStringLiteral("There is data never downloaded.")),
+             CLI_DIAG(asked));
+  }
+
+  void watchReadsEachLoggerPluggedInOnce() {
+    QTemporaryDir dir;
+    const QString link = dir.filePath(QStringLiteral("logger"));
+    const QString data = dir.filePath(QStringLiteral("data"));
+    QDir().mkpath(data);
+    QProcess watch;
+    hygro::test::prepareCli(watch, {"--data-dir", data, "--port", link, "watch"}, {});
+    watch.start();
+    QVERIFY(watch.waitForStarted(5000));
+    QString seen;
+    const auto plugIn = [&](hygro::test::SimProcess& sim, const QString& state,
+                            const QStringList& extra) {
+      QString error;
+      return sim.start(QStringList{"--no-pace", "--link", link, "--state",
+                                   hygro::test::SimProcess::state(state)} +
+                           extra,
+                       &error);
+    };
+    {
+      // Pulled out after 3000 of its 15000 points...
+      hygro::test::SimProcess cut;
+      QVERIFY(
+          plugIn(cut, QStringLiteral("download_15000.json"), {"--unplug-after-points", "3000"}));
+      QVERIFY2(waitForLine(watch, QStringLiteral("the download did not complete"), &seen),
+               qPrintable(seen));
+      QVERIFY(cut.process().waitForFinished(5000));
+    }
+    QTest::qWait(1500);  // out long enough to be seen gone
+    {
+      // ... and plugged back in: read whole.
+      hygro::test::SimProcess back;
+      QVERIFY(plugIn(back, QStringLiteral("download_15000.json"), {}));
+      QVERIFY2(waitForLine(watch, QStringLiteral("FULL: 15000 points, log 1 (15000 new)"), &seen),
+               qPrintable(seen));
+      QTest::qWait(1500);  // still plugged in: not read again
+    }
+    QTest::qWait(1500);
+    {
+      hygro::test::SimProcess other;
+      QVERIFY(plugIn(other, QStringLiteral("two_segments.json"), {}));
+      QVERIFY2(waitForLine(watch, QStringLiteral("SEG2: 200 points, log 2 (200 new)"), &seen),
+               qPrintable(seen));
+    }
+    watch.terminate();
+    QVERIFY(watch.waitForFinished(10000));
+    seen += QString::fromUtf8(watch.readAllStandardOutput());
+    QCOMPARE(watch.exitCode(), 0);
+    QCOMPARE(seen.count(QStringLiteral(" points, log ")), 2);
+
+    CLI_RUN(list, 0, hygro::test::runCli({"--data-dir", data, "archive", "list"}));
+    QCOMPARE(list.outLines().size(), 2);
+    QVERIFY2(list.outLines()[0].contains(QStringLiteral("\tFULL\t")) &&
+                 list.outLines()[0].contains(QStringLiteral("\t15000\t")),
+             CLI_DIAG(list));
+  }
+};
+
+QTEST_GUILESS_MAIN(TestArchiveCli)
+#include "tst_archive_cli.moc"

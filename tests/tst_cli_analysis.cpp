@@ -1,0 +1,385 @@
+// hygrotab-cli stats and export: the figures of a hand-checked set as JSON and
+// as lines, and the workbook read back by LibreOffice.
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QtTest>
+#include <cmath>
+
+#include "support/cli_runner.h"
+#include "support/data_fixtures.h"
+
+using hygro::test::runCli;
+using hygro::test::words;
+
+namespace {
+
+QString analysisFixture(const QString& name) {
+  return QStringLiteral(HYGROTAB_TEST_DATA "/analysis/") + name;
+}
+const QString kSet = analysisFixture(QStringLiteral("excursions.csv"));
+
+bool sameNumber(double a, double b) {
+  return std::fabs(a - b) <= 1e-9 * std::max(1.0, std::fabs(b));
+}
+
+// The same keys everywhere, numbers to 1e-9, everything else exactly.
+bool sameJson(const QJsonValue& got, const QJsonValue& want, const QString& path, QString* why) {
+  if (want.isDouble() && got.isDouble()) {
+    if (sameNumber(got.toDouble(), want.toDouble())) return true;
+  } else if (want.isObject() && got.isObject()) {
+    const QJsonObject g = got.toObject(), w = want.toObject();
+    if (g.keys() != w.keys()) {
+      *why = path + QStringLiteral(": keys ") + g.keys().join(u',') +
+             QStringLiteral(" instead of ") + w.keys().join(u',');
+      return false;
+    }
+    for (const QString& k : w.keys())
+      if (!sameJson(g[k], w[k], path + u'/' + k, why)) return false;
+    return true;
+  } else if (want.isArray() && got.isArray()) {
+    const QJsonArray g = got.toArray(), w = want.toArray();
+    if (g.size() == w.size()) {
+      for (qsizetype i = 0; i < w.size(); ++i)
+        if (!sameJson(g[i], w[i], path + u'/' + QString::number(i), why)) return false;
+      return true;
+    }
+  } else if (got == want) {
+    return true;
+  }
+  const auto text = [](const QJsonValue& v) {
+    return QString::fromUtf8(QJsonDocument(QJsonArray{v}).toJson(QJsonDocument::Compact));
+  };
+  *why = path + QStringLiteral(": ") + text(got) + QStringLiteral(" instead of ") + text(want);
+  return false;
+}
+
+QJsonValue lookUp(const QJsonObject& root, const QString& path) {
+  QJsonValue v = root;
+  for (const QString& part : path.split(u'/')) {
+    bool isIndex = false;
+    const int i = part.toInt(&isIndex);
+    v = isIndex ? v.toArray().at(i) : v.toObject().value(part);
+  }
+  return v;
+}
+
+// One CSV cell as LibreOffice writes it: its text, and whether it was quoted
+// (a text cell) or bare (a number or a date).
+struct Cell {
+  QString text;
+  bool quoted = false;
+};
+
+QList<QList<Cell>> readCsv(const QString& path) {
+  QFile f(path);
+  if (!f.open(QIODevice::ReadOnly)) return {};
+  QList<QList<Cell>> rows;
+  for (const QString& line : QString::fromUtf8(f.readAll()).split(u'\n', Qt::SkipEmptyParts)) {
+    QList<Cell> row;
+    Cell cell;
+    bool inQuotes = false;
+    for (qsizetype i = 0; i < line.size(); ++i) {
+      const QChar c = line[i];
+      if (inQuotes) {
+        if (c == u'"' && i + 1 < line.size() && line[i + 1] == u'"')
+          cell.text += line[++i];
+        else if (c == u'"')
+          inQuotes = false;
+        else
+          cell.text += c;
+      } else if (c == u'"') {
+        inQuotes = cell.quoted = true;
+      } else if (c == u',') {
+        row << cell;
+        cell = {};
+      } else if (c != u'\r') {
+        cell.text += c;
+      }
+    }
+    row << cell;
+    while (!row.isEmpty() && row.last().text.isEmpty() && !row.last().quoted) row.removeLast();
+    rows << row;
+  }
+  return rows;
+}
+
+// Compares a sheet with its reference: text cells exactly, numbers to 1e-12,
+// "<now>" any date cell.
+bool sameSheet(const QString& gotPath, const QString& wantPath, QString* why) {
+  const QList<QList<Cell>> got = readCsv(gotPath), want = readCsv(wantPath);
+  if (got.size() != want.size()) {
+    *why = QStringLiteral("%1 rows instead of %2").arg(got.size()).arg(want.size());
+    return false;
+  }
+  static const QRegularExpression date(
+      QStringLiteral("^\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}$"));
+  for (qsizetype r = 0; r < want.size(); ++r) {
+    const QString where = QStringLiteral("row %1: ").arg(r + 1);
+    if (got[r].size() != want[r].size()) {
+      *why =
+          where + QStringLiteral("%1 cells instead of %2").arg(got[r].size()).arg(want[r].size());
+      return false;
+    }
+    for (qsizetype c = 0; c < want[r].size(); ++c) {
+      const Cell& g = got[r][c];
+      const Cell& w = want[r][c];
+      bool ok = g.quoted == w.quoted;
+      if (ok && w.text == QLatin1String("<now>")) {
+        ok = !g.quoted && date.match(g.text).hasMatch();
+      } else if (ok && g.text != w.text) {
+        bool gn = false, wn = false;
+        const double gv = g.text.toDouble(&gn), wv = w.text.toDouble(&wn);
+        ok = !w.quoted && gn && wn && std::fabs(gv - wv) <= 1e-12 * std::max(1.0, std::fabs(wv));
+      }
+      if (!ok) {
+        *why = where + QStringLiteral("%1%2%1 instead of %3%4%3")
+                           .arg(g.quoted ? QStringLiteral("\"") : QString(), g.text,
+                                w.quoted ? QStringLiteral("\"") : QString(), w.text);
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+class TstCliAnalysis : public QObject {
+  Q_OBJECT
+ private slots:
+  void initTestCase();
+  void statsJsonIsTheHandCheckedSet();
+  void statsOptions_data();
+  void statsOptions();
+  void statsLines();
+  void statsRefusals_data();
+  void statsRefusals();
+  void statsOfTheLoggersLog();
+  void exportReadBackByLibreOffice();
+  void exportOutputs_data();
+  void exportOutputs();
+  void exportToStdout();
+};
+
+void TstCliAnalysis::initTestCase() {
+  // The workbook states the PC's offset from UTC: one the test knows.
+  qputenv("TZ", "JST-9");
+}
+
+void TstCliAnalysis::statsJsonIsTheHandCheckedSet() {
+  CLI_RUN(r, 0, runCli({"stats", "--csv", kSet, "--json"}));
+  QJsonParseError error;
+  const QJsonDocument got = QJsonDocument::fromJson(r.out.toUtf8(), &error);
+  QVERIFY2(got.isObject(), qPrintable(error.errorString() + u'\n' + r.out));
+  const QJsonDocument want =
+      QJsonDocument::fromJson(hygro::test::readFile(analysisFixture("excursions.json")));
+  QVERIFY(want.isObject());
+  QString why;
+  QVERIFY2(sameJson(got.object(), want.object(), QString(), &why), qPrintable(why));
+}
+
+void TstCliAnalysis::statsOptions_data() {
+  QTest::addColumn<QString>("args");
+  QTest::addColumn<QString>("path");
+  QTest::addColumn<QJsonValue>("want");
+  // Limits given in F are the set's own: the same excursions, shown in F.
+  const QString f = QStringLiteral("--unit F --upper 86 --lower 41");
+  QTest::newRow("F min") << f << "temperature/min" << QJsonValue(30.2);
+  QTest::newRow("F mkt") << f << "temperature/mkt" << QJsonValue(23.884095692174867 * 1.8 + 32);
+  QTest::newRow("F dew point") << f << "dew_point/min" << QJsonValue(-5.968329191510414 * 1.8 + 32);
+  QTest::newRow("F absolute humidity")
+      << f << "absolute_humidity/max" << QJsonValue(17.567329935847226);
+  QTest::newRow("F peak") << f << "limits/excursions/0/peak" << QJsonValue(90.5);
+  QTest::newRow("F time above") << f << "limits/time_above_s" << QJsonValue(1800);
+  QTest::newRow("F unit") << f << "unit" << QJsonValue("F");
+  QTest::newRow("upper off") << "--upper off --lower 3"
+                             << "limits/upper" << QJsonValue(QJsonValue::Null);
+  QTest::newRow("lower 3") << "--upper off --lower 3"
+                           << "limits/time_below_s" << QJsonValue(1200);
+  const QString range =
+      QStringLiteral("--from \"2024/07/01 10:40:00\" --to \"2024/07/01 12:00:00\"");
+  QTest::newRow("range records") << range << "records" << QJsonValue(3);
+  QTest::newRow("range first") << range << "first" << QJsonValue("2024-07-01T10:40:00");
+  QTest::newRow("dH/R 5000") << "--dh-r 5000"
+                             << "temperature/mkt" << QJsonValue(20.73818790222117);
+  QTest::newRow("nothing selected") << "--from \"2030/01/01 00:00:00\""
+                                    << "temperature/mkt" << QJsonValue(QJsonValue::Null);
+  QTest::newRow("no records") << "--csv " + hygro::test::csvFixture("points0.csv") << "first"
+                              << QJsonValue(QJsonValue::Null);
+}
+
+void TstCliAnalysis::statsOptions() {
+  QFETCH(QString, args);
+  QFETCH(QString, path);
+  QFETCH(QJsonValue, want);
+  QStringList argv = {"stats", "--json"};
+  argv << words(args);
+  if (!args.contains(QLatin1String("--csv"))) argv << "--csv" << kSet;
+  CLI_RUN(r, 0, runCli(argv));
+  const QJsonObject root = QJsonDocument::fromJson(r.out.toUtf8()).object();
+  QString why;
+  QVERIFY2(sameJson(lookUp(root, path), want, path, &why), qPrintable(why + u'\n' + r.out));
+}
+
+void TstCliAnalysis::statsLines() {
+  CLI_RUN(r, 0, runCli({"stats", "--csv", kSet}));
+  for (const char* line :
+       {"Records: 11", "Temperature maximum: 32.500 C at 2024/07/01 10:20:00",
+        "Mean kinetic temperature: 23.884 C", "Dew point minimum: -5.968 C",
+        "Time below lower limit: 2400 s (0:40:00)", "Excursions: 5",
+        "Excursion 3: below from 2024/07/01 12:00:00 to 2024/07/01 12:10:00, 600 s (0:10:00), "
+        "1 records, peak 2.000 C"})
+    QVERIFY2(r.outLines().contains(QString::fromUtf8(line)), qPrintable(line + u'\n' + r.out));
+  CLI_RUN(none, 0, runCli({"stats", "--csv", hygro::test::csvFixture("points0.csv")}));
+  QVERIFY2(none.outLines().contains(QStringLiteral("Mean kinetic temperature: none")),
+           qPrintable(none.out));
+}
+
+void TstCliAnalysis::statsRefusals_data() {
+  QTest::addColumn<QString>("args");
+  QTest::addColumn<int>("exitCode");
+  QTest::addColumn<QString>("says");
+  QTest::newRow("not its CSV") << "--csv NOTCSV" << 1 << "CSV file saved by Hygrotab Logger";
+  QTest::newRow("missing file") << "--csv MISSING" << 1 << "File error";
+  QTest::newRow("unit") << "--unit K" << 2 << "--unit takes C or F";
+  QTest::newRow("upper") << "--upper warm" << 2 << "--upper takes a temperature";
+  QTest::newRow("dH/R") << "--dh-r 0" << 2 << "--dh-r takes";
+  QTest::newRow("time form") << "--from 2024-07-01" << 2 << "yyyy/mm/dd hh:nn:ss";
+  QTest::newRow("no such day") << "--to \"2024/02/30 00:00:00\"" << 2 << "yyyy/mm/dd hh:nn:ss";
+  QTest::newRow("reversed") << "--from \"2024/07/02 00:00:00\" --to \"2024/07/01 00:00:00\"" << 2
+                            << "--from comes after --to";
+}
+
+void TstCliAnalysis::statsRefusals() {
+  QFETCH(QString, args);
+  QFETCH(int, exitCode);
+  QFETCH(QString, says);
+  QTemporaryDir dir;
+  QVERIFY(dir.isValid());
+  const QString notCsv = dir.filePath(QStringLiteral("notes.csv"));
+  QFile f(notCsv);
+  QVERIFY(f.open(QIODevice::WriteOnly));
+  f.write("date;temperature\n2024-07-01;21.5\n");
+  f.close();
+  QStringList argv = {"stats"};
+  argv << words(args);
+  argv.replaceInStrings(QStringLiteral("NOTCSV"), notCsv);
+  argv.replaceInStrings(QStringLiteral("MISSING"), dir.filePath(QStringLiteral("missing.csv")));
+  if (!args.contains(QLatin1String("--csv"))) argv << "--csv" << kSet;
+  CLI_RUN(r, exitCode, runCli(argv));
+  QVERIFY2(r.err.contains(says), CLI_DIAG(r));
+  QVERIFY(r.out.isEmpty());
+}
+
+void TstCliAnalysis::statsOfTheLoggersLog() {
+  CLI_RUN(r, 0, runCli({"--demo", "stats", "--json"}, 120000));
+  const QJsonObject root = QJsonDocument::fromJson(r.out.toUtf8()).object();
+  QVERIFY2(lookUp(root, "records").toInt() > 0, qPrintable(r.out));
+  const double min = lookUp(root, "temperature/min").toDouble();
+  const double max = lookUp(root, "temperature/max").toDouble();
+  for (const char* p : {"temperature/mean", "temperature/mkt"}) {
+    const double v = lookUp(root, p).toDouble();
+    QVERIFY2(min <= v && v <= max, p);
+  }
+  // The emulated logger's upper bound is on at 30 C.
+  QCOMPARE(lookUp(root, "limits/upper").toDouble(), 30.0);
+}
+
+void TstCliAnalysis::exportReadBackByLibreOffice() {
+  // Never skipped: CI installs LibreOffice (scripts/install-deps.sh).
+  const QString soffice = QStandardPaths::findExecutable(QStringLiteral("soffice"));
+  QVERIFY2(!soffice.isEmpty(),
+           "LibreOffice (soffice) is missing: run scripts/install-deps.sh "
+           "(libreoffice-calc-nogui)");
+  QTemporaryDir dir;
+  QVERIFY(dir.isValid());
+  const QString xlsx = dir.filePath(QStringLiteral("set.xlsx"));
+  CLI_RUN(r, 0, runCli({"export", "--csv", kSet, "--xlsx", xlsx}));
+
+  // Every sheet as CSV: text quoted, numbers and dates bare, as shown.
+  QProcess lo;
+  lo.setWorkingDirectory(dir.path());
+  lo.start(
+      soffice,
+      {QStringLiteral("-env:UserInstallation=file://") + dir.filePath(QStringLiteral("profile")),
+       QStringLiteral("--headless"), QStringLiteral("--convert-to"),
+       QStringLiteral("csv:Text - txt - csv (StarCalc):44,34,76,1,,0,true,true,false,false,"
+                      "false,-1"),
+       QStringLiteral("--outdir"), dir.path(), xlsx});
+  QVERIFY(lo.waitForFinished(300000));
+  const QString said = QString::fromUtf8(lo.readAllStandardOutput() + lo.readAllStandardError());
+  QVERIFY2(lo.exitCode() == 0, qPrintable(said));
+  for (const char* sheet : {"Records", "Header", "Statistics"}) {
+    const QString got = dir.filePath(QStringLiteral("set-%1.csv").arg(QLatin1String(sheet)));
+    QVERIFY2(QFile::exists(got), qPrintable(said));
+    QString why;
+    QVERIFY2(
+        sameSheet(got,
+                  analysisFixture(QStringLiteral("excursions-%1.csv").arg(QLatin1String(sheet))),
+                  &why),
+        qPrintable(QLatin1String(sheet) + QStringLiteral(": ") + why));
+  }
+}
+
+void TstCliAnalysis::exportOutputs_data() {
+  QTest::addColumn<QString>("args");
+  QTest::addColumn<int>("exitCode");
+  QTest::addColumn<QString>("says");
+  QTest::addColumn<bool>("oldKept");
+  QTest::newRow("existing") << "--xlsx OLD" << 1 << "--overwrite replaces it" << true;
+  QTest::newRow("overwrite") << "--xlsx OLD --overwrite" << 0 << "" << false;
+  QTest::newRow("input") << "--xlsx INPUT" << 2 << "is the file being read" << true;
+  QTest::newRow("device") << "--xlsx /dev/null" << 0 << "" << true;
+  QTest::newRow("no folder") << "--xlsx DIR/missing/out.xlsx" << 1 << "does not exist" << true;
+  QTest::newRow("not its CSV") << "--xlsx DIR/new.xlsx --csv OLD" << 1
+                               << "CSV file saved by Hygrotab Logger" << true;
+}
+
+void TstCliAnalysis::exportOutputs() {
+  QFETCH(QString, args);
+  QFETCH(int, exitCode);
+  QFETCH(QString, says);
+  QFETCH(bool, oldKept);
+  QTemporaryDir dir;
+  QVERIFY(dir.isValid());
+  const QString old = dir.filePath(QStringLiteral("old.xlsx"));
+  const QString input = dir.filePath(QStringLiteral("in.csv"));
+  QVERIFY(QFile::copy(kSet, input));
+  QFile f(old);
+  QVERIFY(f.open(QIODevice::WriteOnly));
+  f.write("kept");
+  f.close();
+  QStringList argv = {"export"};
+  argv << words(args);
+  argv.replaceInStrings(QStringLiteral("OLD"), old);
+  argv.replaceInStrings(QStringLiteral("INPUT"), input);
+  argv.replaceInStrings(QStringLiteral("DIR"), dir.path());
+  if (!args.contains(QLatin1String("--csv"))) argv << "--csv" << input;
+  CLI_RUN(r, exitCode, runCli(argv));
+  QVERIFY2(r.err.contains(says), CLI_DIAG(r));
+  QCOMPARE(hygro::test::readFile(old) == "kept", oldKept);
+  if (!oldKept) QVERIFY(hygro::test::readFile(old).startsWith("PK\x03\x04"));
+  QCOMPARE(hygro::test::readFile(input), hygro::test::readFile(kSet));
+  // Nothing else is left behind.
+  QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 2);
+}
+
+void TstCliAnalysis::exportToStdout() {
+  QProcess p;
+  hygro::test::prepareCli(p, {"export", "--csv", kSet, "--xlsx", "-"}, {});
+  p.start();
+  QVERIFY(p.waitForFinished(60000));
+  QCOMPARE(p.exitCode(), 0);
+  const QByteArray bytes = p.readAllStandardOutput();
+  QVERIFY2(bytes.startsWith("PK\x03\x04") && bytes.size() > 4000, bytes.left(100).constData());
+}
+
+QTEST_GUILESS_MAIN(TstCliAnalysis)
+#include "tst_cli_analysis.moc"
