@@ -15,6 +15,7 @@
 #include "link/promptgate.h"
 #include "link/transport.h"
 #include "logger/clock.h"
+#include "logger/clockoffset.h"
 #include "logger/download.h"
 #include "logger/loggerstatus.h"
 #include "logger/realtime.h"
@@ -69,6 +70,7 @@ class Session : public QObject {
   RecordingOperation& recording() { return *recording_; }
   DownloadOperation& download() { return *download_; }
   SettingsOperation& settings() { return *settings_; }
+  ClockOffsetOperation& clockOffset() { return *clockOffset_; }
 
   // The status display as last computed.
   const StatusView& view() const;
@@ -150,6 +152,7 @@ class Session : public QObject {
   std::unique_ptr<RecordingOperation> recording_;
   std::unique_ptr<DownloadOperation> download_;
   std::unique_ptr<SettingsOperation> settings_;
+  std::unique_ptr<ClockOffsetOperation> clockOffset_;
   bool readingFile_ = false;
 };
 
