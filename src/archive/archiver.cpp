@@ -109,6 +109,11 @@ void SessionArchiver::keepRun() {
   Q_EMIT kept(stored, ArrivalKind::RealTimeRun);
 }
 
+void SessionArchiver::setArchive(Archive& archive) {
+  archive_ = &archive;
+  pendingClock_ = 0;  // an arrival of the archive left behind
+}
+
 bool SessionArchiver::readClock() {
   if (pendingClock_ == 0 || reading_) return false;
   reading_ = true;

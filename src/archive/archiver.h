@@ -31,6 +31,9 @@ class SessionArchiver : public QObject {
   bool readClock();
   bool clockPending() const { return pendingClock_ != 0; }
 
+  // Keeps into `archive` from now on (the window's choice changed).
+  void setArchive(Archive& archive);
+
   // The last download's fate: kept (and where), or why not.
   const std::optional<ArchiveStored>& lastKept() const { return lastKept_; }
   const QString& lastError() const { return lastError_; }

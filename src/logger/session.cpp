@@ -211,12 +211,16 @@ bool Session::openFile(const QString& path) {
     gate_.message(Csv_RefusalText(result, why), ModelName());
     return false;
   }
+  showFileSet(file);
+  return true;
+}
+
+void Session::showFileSet(const CsvImport& file) {
   Csv_Commit(data_, file);
   dataView_.setDataSetIndex(FileData);
   Q_EMIT dumpCleared(false);
   Q_EMIT dataSetChanged(FileData);
   showSet(FileData);
-  return true;
 }
 
 int Session::offerRecovery(UserPrompt& prompt) {

@@ -98,6 +98,9 @@ class Session : public QObject {
   // message) when it cannot be read, and the file set is then as it was.
   // The event loop runs while the file is read (without user input).
   bool openFile(const QString& path);
+  // Puts a file read whole (or a log read as one) into the file set and
+  // shows it, as opening its file does.
+  void showFileSet(const CsvImport& file);
   // The logger model and identification name a set's file and report carry:
   // a downloaded log keeps those it was downloaded with, an opened file those
   // its header gave, and real-time samples belong to the logger connected.
