@@ -283,8 +283,8 @@ Command archiveCommand() {
           QStringLiteral("what the archive holds: list, export, import, delete"),
           QStringLiteral(
               "Usage: hygrotab-cli [global options] archive list [--logger NAME] [--json]\n"
-              "       hygrotab-cli [global options] archive export ID [--csv FILE] [--xlsx FILE]\n"
-              "                                                         [--overwrite]\n"
+              "       hygrotab-cli [global options] archive export ID [--csv FILE]\n"
+              "                                     [--xlsx FILE] [--overwrite]\n"
               "       hygrotab-cli [global options] archive import FILE...\n"
               "       hygrotab-cli [global options] archive delete ID [--yes]\n"
               "\n"
