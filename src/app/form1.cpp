@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QDragEnterEvent>
 #include <QDropEvent>
+#include <QFileInfo>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -35,9 +36,12 @@
 
 #include "app/graphpanel.h"
 #include "app/loggerini.h"
+#include "archive/archivesetting.h"
 #include "data/dataview.h"
 #include "data/dump.h"
 #include "data/formats.h"
+#include "dialogs/archivedialog.h"
+#include "dialogs/archivetargetdialog.h"
 #include "dialogs/dialogparts.h"
 #include "dialogs/downloadprogress.h"
 #include "dialogs/form10.h"
@@ -576,6 +580,9 @@ void Form1::buildMenus() {
   m1->setObjectName(QStringLiteral("m1"));
   connect(namedAction(m1, "m11", QStringLiteral("Open(&O)")), &QAction::triggered, this,
           &Form1::m11_Click);
+  archiveAction_ = namedAction(m1, "mArchive", QStringLiteral("Archive…"));
+  archiveAction_->setVisible(false);
+  connect(archiveAction_, &QAction::triggered, this, &Form1::openArchiveDialog);
   QMenu* m12 = m1->addMenu(QStringLiteral("Save(&S)"));
   m12->setObjectName(QStringLiteral("m12"));
   connect(namedAction(m12, "m121", QStringLiteral("RealTimeData(&R)")), &QAction::triggered, this,
@@ -621,6 +628,9 @@ void Form1::buildMenus() {
   plugBack->setChecked(session_->plugBack().enabled());
   connect(plugBack, &QAction::toggled, this,
           [this](bool on) { session_->plugBack().setEnabled(on); });
+  archiveTargetAction_ = namedAction(m3, "mArchiveTarget", QStringLiteral("Archive…"));
+  archiveTargetAction_->setVisible(false);
+  connect(archiveTargetAction_, &QAction::triggered, this, &Form1::openArchiveTargetDialog);
 
   QMenu* display = bar->addMenu(QStringLiteral("Display(&V)"));
   display->setObjectName(QStringLiteral("mDisplay"));
@@ -692,7 +702,7 @@ bool Form1::Save() {
   v.option = iniOption_;
   v.folder = prompt_->startFolder.isEmpty() ? QDir::currentPath() : prompt_->startFolder;
   QString error;
-  if (LoggerIni_Save(path, v, &error)) return true;
+  if (LoggerIni_Save(path, v, &error)) return saveArchiveIni();
   if (!endingBySignal_)
     prompt_->message(QStringLiteral("The settings could not be saved.\r\r") + error,
                      session_->windowTitle());
@@ -990,6 +1000,36 @@ void Form1::showDownloadProgress() {
   // The progress window follows the download itself; this only brings it to
   // the front should it be behind the main window.
   if (progress_) progress_->raise();
+}
+
+void Form1::setArchive(ArchiveSetting* archive) {
+  archive_ = archive;
+  archiveAction_->setVisible(archive_ != nullptr);
+  archiveTargetAction_->setVisible(archive_ != nullptr);
+}
+
+void Form1::openArchiveDialog() {
+  if (archive_) showDialog<ArchiveDialog>(&archive_->archive(), prompt_);
+}
+
+void Form1::openArchiveTargetDialog() {
+  if (!archive_) return;
+  auto* d = showDialog<ArchiveTargetDialog>(archive_, prompt_);
+  connect(d, &ArchiveTargetDialog::chosen, this, [this] { saveArchiveIni(); });
+}
+
+bool Form1::saveArchiveIni() {
+  const QString folder = session_->data().folder();
+  if (!archive_ || folder.isEmpty()) return true;
+  const QString path = ArchiveIni_Path(folder);
+  // Nothing chosen ever: no file.
+  if (archive_->text().isEmpty() && !QFileInfo::exists(path)) return true;
+  QString error;
+  if (ArchiveIni_Save(path, archive_->text(), &error)) return true;
+  if (!endingBySignal_)
+    prompt_->message(QStringLiteral("The settings could not be saved.\r\r") + error,
+                     session_->windowTitle());
+  return false;
 }
 
 void Form1::openPrintDialog() {

@@ -25,6 +25,7 @@ class QDropEvent;
 
 namespace hygro {
 
+class ArchiveSetting;
 class DumpModel;
 class DownloadProgress;
 class GraphPanel;
@@ -53,6 +54,12 @@ class Form1 : public QMainWindow {
   // unsaved data stay for the next start to offer (their paths are
   // returned); the other scratch files and the folder's lock go.
   QStringList endBySignal();
+
+  // The window's archive: File > Archive… shows it, Tool > Archive… chooses
+  // it (kept in the settings). Without one both are hidden.
+  void setArchive(ArchiveSetting* archive);
+  void openArchiveDialog();
+  void openArchiveTargetDialog();
 
   // "Logger.ini" in the data folder; empty while no folder is open.
   QString loggerIniPath() const;
@@ -184,6 +191,10 @@ class Form1 : public QMainWindow {
   QAction* downloadAction;
   QTimer tokei;
   bool endingBySignal_ = false;
+  ArchiveSetting* archive_ = nullptr;
+  QAction* archiveAction_ = nullptr;
+  QAction* archiveTargetAction_ = nullptr;
+  bool saveArchiveIni();
 };
 
 }  // namespace hygro

@@ -141,4 +141,25 @@ bool LoggerIni_Save(const QString& path, const LoggerIniValues& values, QString*
   return true;
 }
 
+QString ArchiveIni_Path(const QString& dataFolder) {
+  return QDir(dataFolder).filePath(QStringLiteral("Archive.ini"));
+}
+
+QString ArchiveIni_Read(const QString& path) {
+  QFile file(path);
+  if (!file.open(QIODevice::ReadOnly)) return {};
+  return QString::fromUtf8(file.readLine(kMaxLine)).trimmed();
+}
+
+bool ArchiveIni_Save(const QString& path, const QString& target, QString* error) {
+  QSaveFile file(path);
+  const QByteArray line = target.trimmed().toUtf8() + "\r\n";
+  if (file.open(QIODevice::WriteOnly) && file.write(line) == line.size() && file.commit())
+    return true;
+  if (error)
+    *error = QStringLiteral("The settings file %1 could not be written: %2.")
+                 .arg(QDir::toNativeSeparators(path), file.errorString());
+  return false;
+}
+
 }  // namespace hygro

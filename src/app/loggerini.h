@@ -35,4 +35,12 @@ bool LoggerIni_Save(const QString& path, const LoggerIniValues& values, QString*
 // The line LoggerIni_Save writes, CR LF included, in the file's encoding.
 QByteArray LoggerIni_Line(const LoggerIniValues& values);
 
+// Where the window keeps its archive, in "Archive.ini" beside the settings
+// file (whose line stays as it is): one line, the target as the user gave it
+// (an SQLite file, a PostgreSQL URL or key=value string), UTF-8. Empty, or
+// no file, is the data folder's own archive.
+QString ArchiveIni_Path(const QString& dataFolder);
+QString ArchiveIni_Read(const QString& path);
+bool ArchiveIni_Save(const QString& path, const QString& target, QString* error = nullptr);
+
 }  // namespace hygro

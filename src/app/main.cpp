@@ -15,7 +15,8 @@
 #include <functional>
 
 #include "app/form1.h"
-#include "archive/archiver.h"
+#include "app/loggerini.h"
+#include "archive/archivesetting.h"
 #include "data/datafolder.h"
 #include "data/datasets.h"
 #include "dialogs/qtprompt.h"
@@ -179,13 +180,28 @@ int main(int argc, char** argv) {
       return signalled ? 128 + signalled : 1;
   }
 
-  // Every download goes into the data folder's archive before the logger is
-  // told it is downloaded, every real-time run when it ends. The archive is
-  // opened at its first use.
-  hygro::Archive archive(hygro::ArchiveTarget::sqliteFile(hygro::DefaultArchivePath(folder)));
-  hygro::SessionArchiver archiver(session, archive);
+  // Every download goes into the archive before the logger is told it is
+  // downloaded, every real-time run when it ends: the data folder's, unless
+  // the settings name another. The data folder's is opened at its first use,
+  // another one at once, so that one that cannot be used is said now.
+  hygro::ArchiveSetting archive(session, folder);
+  QString archiveProblem;
+  if (const QString chosen = hygro::ArchiveIni_Read(hygro::ArchiveIni_Path(folder));
+      !chosen.isEmpty()) {
+    hygro::ArchiveTarget target;
+    QString why;
+    if (!archive.targetOf(chosen, &target, &why)) {
+      archiveProblem = QStringLiteral("The archive in the settings cannot be used: %1. The data "
+                                      "folder's archive is used instead.")
+                           .arg(why);
+    } else {
+      archive.use(chosen, target);
+      if (!archive.tryOpen(&why)) archiveProblem = hygro::ArchiveSetting::UnusableText(why);
+    }
+  }
 
   hygro::Form1 mainWindow(&session, &prompt);
+  mainWindow.setArchive(&archive);
   window = &mainWindow;
   FirstPaintReport firstPaint(startClock);
   if (qEnvironmentVariableIsSet("HYGROTAB_STARTUP_REPORT"))
@@ -197,6 +213,7 @@ int main(int argc, char** argv) {
   const bool connectAtStart = parser.isSet(demo) || parser.isSet(port);
   const QString startPort = parser.isSet(port) ? parser.value(port) : QStringLiteral("1");
   QTimer::singleShot(0, &mainWindow, [&] {
+    if (!archiveProblem.isEmpty()) prompt.message(archiveProblem, QStringLiteral("Archive"));
     mainWindow.offerRecovery();
     if (!startFile.isEmpty() && !signalled) session.openFile(startFile);
     if (connectAtStart && !signalled) mainWindow.connectOnce(startPort);

@@ -1,5 +1,6 @@
 #include "archive/archivecsv.h"
 
+#include <QBuffer>
 #include <array>
 #include <map>
 
@@ -146,6 +147,22 @@ QByteArray ArchiveCsv(const ArchiveLog& log) {
     Csv_AppendRow(out, static_cast<int>(i + 1), m);
   }
   return out;
+}
+
+bool ArchiveImport(const ArchiveLog& log, CsvImport* out, QString* why) {
+  if (log.records.size() > size_t(kMaxPoints)) {
+    *why = QStringLiteral("Log %1 holds %2 records, more than the %3 a data set takes")
+               .arg(log.summary.id)
+               .arg(log.records.size())
+               .arg(kMaxPoints);
+    return false;
+  }
+  // Read back from its own CSV bytes, so that it is what opening the saved
+  // file gives, header and remarks included.
+  QByteArray bytes = ArchiveCsv(log);
+  QBuffer in(&bytes);
+  in.open(QIODevice::ReadOnly);
+  return Csv_Parse(in, out, why) == CsvOpenResult::Opened;
 }
 
 }  // namespace hygro

@@ -26,4 +26,8 @@ ArchiveArrival ArrivalFromCsv(const CsvImport& file, const QString& path);
 // Logs of more records than a data set holds are written the same way.
 QByteArray ArchiveCsv(const ArchiveLog& log);
 
+// A log as opening its CSV file reads it, for the file set; false with *why
+// when it holds more records than a data set takes.
+bool ArchiveImport(const ArchiveLog& log, CsvImport* out, QString* why);
+
 }  // namespace hygro

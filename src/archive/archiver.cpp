@@ -3,7 +3,6 @@
 #include <QTimer>
 
 #include "archive/archivecsv.h"
-#include "archive/clockread.h"
 #include "data/userprompt.h"
 #include "logger/session.h"
 
@@ -20,22 +19,22 @@ void stamp(ArchiveArrival& a) {
 }  // namespace
 
 SessionArchiver::SessionArchiver(Session& session, Archive& archive, QObject* parent)
-    : QObject(parent),
-      s_(session),
-      archive_(archive),
-      clock_(std::make_unique<ClockReader>(session)) {
+    : QObject(parent), s_(session), archive_(&archive) {
   s_.download().setKeeper([this] { return keepDownload(); });
   connect(&s_, &Session::exchangeEnded, this, [this] {
     if (!readClockAfterDownload || pendingClock_ == 0) return;
     // Once the exchange has let go of the line.
     QTimer::singleShot(0, this, [this] { readClock(); });
   });
-  connect(clock_.get(), &ClockReader::done, this, [this](std::optional<qint64> offset) {
+  connect(&s_.clockOffset(), &ClockOffsetOperation::offsetRead, this,
+          [this](std::optional<qint64> offset) {
+    if (!reading_) return;  // a reading someone else asked for
+    reading_ = false;
     const qint64 arrival = std::exchange(pendingClock_, 0);
     QString why;
     // The log is kept whatever happens here: an offset that cannot be stored
     // is only left out.
-    if (offset && arrival != 0) archive_.setClockOffset(arrival, *offset, &why);
+    if (offset && arrival != 0) archive_->setClockOffset(arrival, *offset, &why);
     Q_EMIT clockDone(offset);
   });
   connect(&s_.realtime(), &RealtimeOperation::sample, this, [this] {
@@ -87,7 +86,7 @@ bool SessionArchiver::keepDownload() {
   a.loop = st.LoopMode != 0;
   stamp(a);
   ArchiveStored stored;
-  if (!archive_.store(a, &stored, &lastError_)) {
+  if (!archive_->store(a, &stored, &lastError_)) {
     s_.prompt()->message(NotKeptText(lastError_), s_.ModelName());
     return false;
   }
@@ -103,16 +102,23 @@ void SessionArchiver::keepRun() {
   stamp(a);
   ArchiveStored stored;
   QString why;
-  if (!archive_.store(a, &stored, &why)) {
+  if (!archive_->store(a, &stored, &why)) {
     s_.prompt()->message(RunNotKeptText(why), s_.ModelName());
     return;
   }
   Q_EMIT kept(stored, ArrivalKind::RealTimeRun);
 }
 
+void SessionArchiver::setArchive(Archive& archive) {
+  archive_ = &archive;
+  pendingClock_ = 0;  // an arrival of the archive left behind
+}
+
 bool SessionArchiver::readClock() {
-  if (pendingClock_ == 0 || clock_->running()) return false;
-  if (!clock_->start()) {
+  if (pendingClock_ == 0 || reading_) return false;
+  reading_ = true;
+  if (!s_.clockOffset().Clock_Read()) {
+    reading_ = false;
     pendingClock_ = 0;
     return false;
   }

@@ -6,14 +6,12 @@
 // attach one to their session.
 #include <QObject>
 #include <QString>
-#include <memory>
 #include <optional>
 
 #include "archive/archive.h"
 
 namespace hygro {
 
-class ClockReader;
 class Session;
 
 class SessionArchiver : public QObject {
@@ -32,6 +30,9 @@ class SessionArchiver : public QObject {
   // clockDone() follows a true.
   bool readClock();
   bool clockPending() const { return pendingClock_ != 0; }
+
+  // Keeps into `archive` from now on (the window's choice changed).
+  void setArchive(Archive& archive);
 
   // The last download's fate: kept (and where), or why not.
   const std::optional<ArchiveStored>& lastKept() const { return lastKept_; }
@@ -53,8 +54,8 @@ class SessionArchiver : public QObject {
   void keepRun();
 
   Session& s_;
-  Archive& archive_;
-  std::unique_ptr<ClockReader> clock_;
+  Archive* archive_;
+  bool reading_ = false;  // the clock reading asked for by readClock()
   std::optional<ArchiveStored> lastKept_;
   QString lastError_;
   qint64 pendingClock_ = 0;  // the arrival waiting for the clock's offset

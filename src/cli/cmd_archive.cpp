@@ -6,6 +6,7 @@
 #include <QJsonDocument>
 #include <cstdio>
 
+#include "analysis/spreadsheet.h"
 #include "archive/archivecsv.h"
 #include "cli/cli.h"
 
@@ -99,17 +100,40 @@ int runList(Archive& archive, const ParsedArgs& args) {
   return outputLost() ? kExitFailure : kExitOk;
 }
 
+// The log as the workbook export --xlsx writes of its CSV file.
+bool xlsxOf(const ArchiveLog& log, QByteArray* bytes, QString* why) {
+  CsvImport file;
+  if (!ArchiveImport(log, &file, why)) return false;
+  DataSets sets;  // in memory only
+  Csv_Commit(sets, file);
+  analysis::SpreadsheetJob job;
+  job.set = FileData;
+  job.model = file.model;
+  job.recognitionName = file.name;
+  job.options.limits = analysis::SetLimits(sets.info(FileData));
+  return analysis::Xlsx_Content(sets, job, bytes, why);
+}
+
 int runExport(Archive& archive, const ParsedArgs& args, qint64 id) {
   const QString csv = args.value(QStringLiteral("csv"));
+  const QString xlsx = args.value(QStringLiteral("xlsx"));
   QString why;
   ArchiveLog log;
   if (!archive.read(id, &log, &why)) {
     err(kProgram + QStringLiteral(": ") + why);
     return kExitFailure;
   }
-  if (!writeOutput(csv, ArchiveCsv(log), &why)) {
+  if (!csv.isEmpty() && !writeOutput(csv, ArchiveCsv(log), &why)) {
     err(kProgram + QStringLiteral(": ") + why);
     return kExitFailure;
+  }
+  if (!xlsx.isEmpty()) {
+    QByteArray bytes;
+    if (!xlsxOf(log, &bytes, &why) || !writeOutput(xlsx, bytes, &why)) {
+      err(kProgram + QStringLiteral(": ") + why);
+      err(QStringLiteral("%1: %2 was not written").arg(kProgram, QDir::toNativeSeparators(xlsx)));
+      return kExitFailure;
+    }
   }
   return kExitOk;
 }
@@ -191,6 +215,7 @@ int runArchive(const GlobalOptions& global, const ParsedArgs& args) {
   const QHash<QString, QString> owner{{QStringLiteral("logger"), QStringLiteral("list")},
                                       {QStringLiteral("json"), QStringLiteral("list")},
                                       {QStringLiteral("csv"), QStringLiteral("export")},
+                                      {QStringLiteral("xlsx"), QStringLiteral("export")},
                                       {kOverwrite, QStringLiteral("export")},
                                       {QStringLiteral("yes"), QStringLiteral("delete")}};
   for (auto it = owner.begin(); it != owner.end(); ++it) {
@@ -216,12 +241,23 @@ int runArchive(const GlobalOptions& global, const ParsedArgs& args) {
         kCmd);
   if (sub == QLatin1String("export")) {
     const QString csv = args.value(QStringLiteral("csv"));
-    if (csv.isEmpty()) return usageError(QStringLiteral("archive export needs --csv FILE"), kCmd);
-    QString why;
-    if (!outputWritable(csv, args.has(kOverwrite), &why)) {
-      err(QStringLiteral("%1: cannot write the CSV file %2: %3")
-              .arg(kProgram, QDir::toNativeSeparators(csv), why));
-      return kExitFailure;
+    const QString xlsx = args.value(QStringLiteral("xlsx"));
+    if (csv.isEmpty() && xlsx.isEmpty())
+      return usageError(QStringLiteral("archive export needs --csv FILE or --xlsx FILE"), kCmd);
+    if (!csv.isEmpty() && !xlsx.isEmpty()) {
+      if (csv == QLatin1String("-") && xlsx == csv)
+        return usageError(QStringLiteral("--csv and --xlsx cannot both go to stdout"), kCmd);
+      if (const int rc = outputIsInput(QStringLiteral("xlsx"), xlsx, {csv}, kCmd)) return rc;
+    }
+    const std::pair<QString, QString> outputs[] = {{QStringLiteral("CSV file"), csv},
+                                                   {QStringLiteral("workbook"), xlsx}};
+    for (const auto& [what, path] : outputs) {
+      QString why;
+      if (!path.isEmpty() && !outputWritable(path, args.has(kOverwrite), &why)) {
+        err(QStringLiteral("%1: cannot write the %2 %3: %4")
+                .arg(kProgram, what, QDir::toNativeSeparators(path), why));
+        return kExitFailure;
+      }
     }
   }
 
@@ -247,7 +283,8 @@ Command archiveCommand() {
           QStringLiteral("what the archive holds: list, export, import, delete"),
           QStringLiteral(
               "Usage: hygrotab-cli [global options] archive list [--logger NAME] [--json]\n"
-              "       hygrotab-cli [global options] archive export ID --csv FILE [--overwrite]\n"
+              "       hygrotab-cli [global options] archive export ID [--csv FILE]\n"
+              "                                     [--xlsx FILE] [--overwrite]\n"
               "       hygrotab-cli [global options] archive import FILE...\n"
               "       hygrotab-cli [global options] archive delete ID [--yes]\n"
               "\n"
@@ -266,12 +303,15 @@ Command archiveCommand() {
               "  export ID     the log in the program's CSV format, as saving its download\n"
               "                writes it\n"
               "    --csv FILE  where (- for stdout); --overwrite replaces an existing FILE\n"
+              "    --xlsx FILE the log as the workbook export --xlsx writes of its CSV file\n"
+              "                (- for stdout, a device or a pipe written in place)\n"
               "  import FILE...  CSV files the program wrote, each into the log it belongs to\n"
               "  delete ID     removes a log after a question on the terminal (default No)\n"
               "    --yes       without the question"),
           {{QStringLiteral("logger"), true},
            {QStringLiteral("json"), false},
            {QStringLiteral("csv"), true},
+           {QStringLiteral("xlsx"), true},
            {kOverwrite, false},
            {QStringLiteral("yes"), false}},
           runArchive};

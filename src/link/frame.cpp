@@ -22,6 +22,8 @@ QString CommModeWord(CommMode mode) {
       return QStringLiteral("port_open");
     case CommMode::Yoyaku:
       return QStringLiteral("yoyaku");
+    case CommMode::TRead:
+      return QStringLiteral("T_Read");
   }
   return {};
 }

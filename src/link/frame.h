@@ -9,7 +9,18 @@ namespace hygro {
 
 // The exchange an entry belongs to. Each has its old word (CommModeWord), the
 // name it goes by in traces and messages.
-enum class CommMode { None, Real, RealCon, Download, Kiroten, TSet, LogStart, PortOpen, Yoyaku };
+enum class CommMode {
+  None,
+  Real,
+  RealCon,
+  Download,
+  Kiroten,
+  TSet,
+  LogStart,
+  PortOpen,
+  Yoyaku,
+  TRead,  // the clock read without setting it
+};
 QString CommModeWord(CommMode mode);
 
 struct QueuedCommand {

@@ -235,16 +235,6 @@ QString ClockNotSetHeadline(CommMode mode) {
 }
 }  // namespace
 
-QString ClockReadBack::text() const {
-  return QStringLiteral("%1/%2/%3 %4:%5:%6")
-      .arg(year, 4, 10, QLatin1Char('0'))
-      .arg(month, 2, 10, QLatin1Char('0'))
-      .arg(day, 2, 10, QLatin1Char('0'))
-      .arg(hour, 2, 10, QLatin1Char('0'))
-      .arg(minute, 2, 10, QLatin1Char('0'))
-      .arg(second, 2, 10, QLatin1Char('0'));
-}
-
 bool RecordingOperation::clockYearKept(CommMode mode) {
   const int year = fmt::dateParts(clock().now()).year;
   if (LoggerClockKeepsYear(year)) return true;
@@ -285,7 +275,7 @@ bool RecordingOperation::Now_Time_set() {
 bool RecordingOperation::readBackMatchesSent() const {
   const ClockReadBack& c = clock_;
   double read = 0;
-  if (!fmt::makeDateSerial(c.year, c.month, c.day, c.hour, c.minute, c.second, &read)) return false;
+  if (!c.serial(&read)) return false;
   const double sent =
       fmt::dateSerial(sent_.year, sent_.month, sent_.day, sent_.hour, sent_.minute, sent_.second);
   // The logger's clock has run on since it was set, for no longer than the
@@ -296,20 +286,19 @@ bool RecordingOperation::readBackMatchesSent() const {
 }
 
 void RecordingOperation::registerBranches() {
-  x().setBranch(4, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    clock_ = {};
-    clock_.year = LoggerClockYear(rx.R(2));
-    clock_.month = rx.R(3) & 31;
-    return BranchResult::Advance;
-  });
-  x().setBranch(5, [this](QueuedCommand&, const ReceiveBuffer& rx) {
-    clock_.day = rx.R(2) & 0x3F;
-    clock_.hour = rx.R(3) & 0x3F;
-    return BranchResult::Advance;
-  });
+  // The same commands read the clock without setting it: those answers are
+  // the clock offset's.
+  for (int code : {4, 5}) {
+    x().setBranch(code, [this, code](QueuedCommand& e, const ReceiveBuffer& rx) {
+      if (e.CommMode == CommMode::TRead) return s_.clockOffset().answer(e, rx);
+      if (code == 4) clock_ = {};
+      clock_.take(code, rx.R(2), rx.R(3));
+      return BranchResult::Advance;
+    });
+  }
   x().setBranch(6, [this](QueuedCommand& e, const ReceiveBuffer& rx) {
-    clock_.minute = rx.R(2) & 0x7F;
-    clock_.second = rx.R(3) & 0x7F;
+    if (e.CommMode == CommMode::TRead) return s_.clockOffset().answer(e, rx);
+    clock_.take(6, rx.R(2), rx.R(3));
     // Whatever it reads, the logger's clock is shown as it is; a clock that
     // is not the time sent must not be confirmed, nor start a recording.
     if (!readBackMatchesSent()) {

@@ -2,16 +2,11 @@
 // Recording control: start now or at a reserved time, stop or cancel, and the
 // logger's clock.
 #include "link/frame.h"
+#include "logger/clock.h"
 #include "logger/loggerstatus.h"
 #include "logger/operation.h"
 
 namespace hygro {
-
-// The logger's clock as read back after it was set.
-struct ClockReadBack {
-  int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
-  QString text() const;  // yyyy/mm/dd hh:nn:ss, whatever the parts hold
-};
 
 // What the recording-start dialog collects.
 struct StartSettings {

@@ -37,6 +37,7 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
   recording_ = std::make_unique<RecordingOperation>(*this, status_);
   download_ = std::make_unique<DownloadOperation>(*this, status_);
   settings_ = std::make_unique<SettingsOperation>(*this, status_);
+  clockOffset_ = std::make_unique<ClockOffsetOperation>(*this, status_);
 
   exchange_->setTitleSource([this] { return ModelName(); });
   connection_->appendStatusRead = [this](CommMode mode) { status_op_->Status_Read(mode); };
@@ -64,6 +65,7 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
     // Cut short (time-out, refusals, disconnect): no part of a log is kept.
     download_->exchangeEnded();
     if (!connected()) forgetLogger();
+    clockOffset_->exchangeEnded();
     status_op_->Status_Disp();
     Q_EMIT exchangeEnded();
     realtime_->exchangeEnded();
@@ -72,6 +74,7 @@ Session::Session(std::unique_ptr<Transport> transport, std::unique_ptr<BridgePin
 
 Session::~Session() {
   // The operations go first: their timers and handlers reach the link.
+  clockOffset_.reset();
   settings_.reset();
   download_.reset();
   recording_.reset();
@@ -208,12 +211,16 @@ bool Session::openFile(const QString& path) {
     gate_.message(Csv_RefusalText(result, why), ModelName());
     return false;
   }
+  showFileSet(file);
+  return true;
+}
+
+void Session::showFileSet(const CsvImport& file) {
   Csv_Commit(data_, file);
   dataView_.setDataSetIndex(FileData);
   Q_EMIT dumpCleared(false);
   Q_EMIT dataSetChanged(FileData);
   showSet(FileData);
-  return true;
 }
 
 int Session::offerRecovery(UserPrompt& prompt) {

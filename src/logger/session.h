@@ -15,6 +15,7 @@
 #include "link/promptgate.h"
 #include "link/transport.h"
 #include "logger/clock.h"
+#include "logger/clockoffset.h"
 #include "logger/download.h"
 #include "logger/loggerstatus.h"
 #include "logger/realtime.h"
@@ -69,6 +70,7 @@ class Session : public QObject {
   RecordingOperation& recording() { return *recording_; }
   DownloadOperation& download() { return *download_; }
   SettingsOperation& settings() { return *settings_; }
+  ClockOffsetOperation& clockOffset() { return *clockOffset_; }
 
   // The status display as last computed.
   const StatusView& view() const;
@@ -96,6 +98,9 @@ class Session : public QObject {
   // message) when it cannot be read, and the file set is then as it was.
   // The event loop runs while the file is read (without user input).
   bool openFile(const QString& path);
+  // Puts a file read whole (or a log read as one) into the file set and
+  // shows it, as opening its file does.
+  void showFileSet(const CsvImport& file);
   // The logger model and identification name a set's file and report carry:
   // a downloaded log keeps those it was downloaded with, an opened file those
   // its header gave, and real-time samples belong to the logger connected.
@@ -150,6 +155,7 @@ class Session : public QObject {
   std::unique_ptr<RecordingOperation> recording_;
   std::unique_ptr<DownloadOperation> download_;
   std::unique_ptr<SettingsOperation> settings_;
+  std::unique_ptr<ClockOffsetOperation> clockOffset_;
   bool readingFile_ = false;
 };
 

@@ -27,5 +27,9 @@ template <>
 inline SettingsOperation& opOf<SettingsOperation>(Session& s) {
   return s.settings();
 }
+template <>
+inline ClockOffsetOperation& opOf<ClockOffsetOperation>(Session& s) {
+  return s.clockOffset();
+}
 
 }  // namespace hygro::test
