@@ -210,6 +210,7 @@ bool Session::openFile(const QString& path) {
   }
   Csv_Commit(data_, file);
   dataView_.setDataSetIndex(FileData);
+  dataView_.fitTime(data_, FileData);
   Q_EMIT dumpCleared(false);
   Q_EMIT dataSetChanged(FileData);
   showSet(FileData);
