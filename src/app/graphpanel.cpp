@@ -135,12 +135,12 @@ void GraphPicture::mouseDoubleClickEvent(QMouseEvent* event) {
 }
 
 void GraphPicture::wheelEvent(QWheelEvent* event) {
+  event->accept();
   wheelEighths_ += event->angleDelta().y();
   const int notches = wheelEighths_ / 120;
   if (notches == 0) return;
   wheelEighths_ -= notches * 120;
   Q_EMIT wheelTurned(event->position().x(), notches);
-  event->accept();
 }
 
 void GraphPicture::leaveEvent(QEvent* event) {
