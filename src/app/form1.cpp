@@ -202,6 +202,8 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
   const QString ini = loggerIniPath();
   const LoggerIniValues stored = ini.isEmpty() ? LoggerIniValues{} : LoggerIni_Read(ini);
   iniOption_ = stored.option;
+  findChild<QAction*>(QStringLiteral("mLinkTimeAxes"))
+      ->setChecked((iniOption_ & kOptionLinkTimeAxes) != 0);
   if (!stored.folder.isEmpty()) prompt_->startFolder = stored.folder;
   session_->connection().Port_Settings_Apply(QString::number(stored.port));
   Combo4->setCurrentText(QString::number(stored.port));
@@ -659,6 +661,15 @@ void Form1::buildMenus() {
       Option9->setChecked(true);
     });
   }
+
+  display->addSeparator();
+  QAction* link = namedAction(display, "mLinkTimeAxes", QStringLiteral("Link time axes"));
+  link->setCheckable(true);
+  connect(link, &QAction::toggled, this, [this](bool on) {
+    graphs_->setLinkTimeAxes(on);
+    iniOption_ = static_cast<qint16>(on ? iniOption_ | kOptionLinkTimeAxes
+                                        : iniOption_ & ~kOptionLinkTimeAxes);
+  });
 
   QMenu* help = bar->addMenu(QStringLiteral("Help(&H)"));
   help->setObjectName(QStringLiteral("mHelp"));

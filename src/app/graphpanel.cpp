@@ -6,9 +6,12 @@
 #include <QPainter>
 #include <QScrollBar>
 #include <QSignalBlocker>
+#include <QWheelEvent>
+#include <cmath>
 
 #include "data/datasets.h"
 #include "data/dataview.h"
+#include "data/formats.h"
 
 namespace hygro {
 
@@ -16,6 +19,13 @@ namespace {
 
 // The plot background of the screen's dark scheme.
 const QColor kBackground(Qt::black);
+
+// One notch of the wheel narrows the span to this share (or widens it by
+// its inverse).
+constexpr double kWheelZoom = 0.8;
+
+// The plot's share of the picture's height (the rest holds the time labels).
+double plotHeight(int height) { return height * 10.0 / 11.0; }
 
 }  // namespace
 
@@ -38,17 +48,104 @@ QImage& GraphPicture::buffer() {
   return buffer_;
 }
 
+void GraphPicture::setCrosshair(QPointF at, const QString& text) {
+  if (at == cross_ && text == crossText_) return;
+  cross_ = at;
+  crossText_ = text;
+  update();
+}
+
 void GraphPicture::paintEvent(QPaintEvent*) {
   QPainter p(this);
   if (buffer_.isNull())
     p.fillRect(rect(), kBackground);
   else
     p.drawImage(0, 0, buffer_);
+  const double plotBottom = plotHeight(height());
+  if (dragging_) {
+    const QRectF band(QPointF(std::min(bandFrom_, bandTo_), 0),
+                      QPointF(std::max(bandFrom_, bandTo_), plotBottom));
+    p.fillRect(band, QColor(90, 160, 255, 70));
+    p.setPen(QColor(90, 160, 255, 200));
+    p.drawLine(QPointF(band.left(), 0), QPointF(band.left(), plotBottom));
+    p.drawLine(QPointF(band.right(), 0), QPointF(band.right(), plotBottom));
+  }
+  if (crossText_.isEmpty()) return;
+  QPen dashed(QColor(200, 200, 200, 160));
+  dashed.setStyle(Qt::DashLine);
+  p.setPen(dashed);
+  p.drawLine(QPointF(cross_.x() + 0.5, 0), QPointF(cross_.x() + 0.5, plotBottom));
+  p.drawLine(QPointF(0, cross_.y() + 0.5), QPointF(width(), cross_.y() + 0.5));
+  // The values beside the pointer, turned to stay inside the picture.
+  const QFontMetrics fm = p.fontMetrics();
+  QRectF box(0, 0, fm.horizontalAdvance(crossText_) + 8, fm.height() + 4);
+  QPointF corner = cross_ + QPointF(10, 10);
+  if (corner.x() + box.width() > width()) corner.setX(cross_.x() - 10 - box.width());
+  if (corner.y() + box.height() > plotBottom) corner.setY(cross_.y() - 10 - box.height());
+  box.moveTopLeft(corner);
+  p.fillRect(box, QColor(0, 0, 0, 190));
+  p.setPen(QColor(230, 230, 230));
+  p.drawText(box, Qt::AlignCenter, crossText_);
 }
 
 void GraphPicture::mouseMoveEvent(QMouseEvent* event) {
-  Q_EMIT mouseMoved(qRound(event->position().x()), width());
+  const QPointF at = event->position();
+  Q_EMIT mouseMoved(qRound(at.x()), width());
+  if (pressX_ && (event->buttons() & Qt::LeftButton)) {
+    dragging_ = dragging_ || std::abs(at.x() - *pressX_) >= kMinDragPixels;
+    if (dragging_) {
+      bandFrom_ = *pressX_;
+      bandTo_ = std::clamp(at.x(), 0.0, static_cast<double>(width()));
+      update();
+    }
+  }
+  Q_EMIT pointerAt(at);
   QWidget::mouseMoveEvent(event);
+}
+
+std::optional<std::pair<double, double>> GraphPicture::band() const {
+  if (!dragging_) return std::nullopt;
+  return std::pair{bandFrom_, bandTo_};
+}
+
+void GraphPicture::mousePressEvent(QMouseEvent* event) {
+  if (event->button() == Qt::LeftButton) pressX_ = event->position().x();
+  QWidget::mousePressEvent(event);
+}
+
+void GraphPicture::mouseReleaseEvent(QMouseEvent* event) {
+  if (event->button() == Qt::LeftButton && pressX_) {
+    const double from = *pressX_;
+    const double to = std::clamp(event->position().x(), 0.0, static_cast<double>(width()));
+    pressX_.reset();
+    dragging_ = false;
+    update();
+    // Dragged out and back to where it began is no stretch either.
+    if (std::abs(to - from) >= kMinDragPixels) Q_EMIT stretchChosen(from, to);
+  }
+  QWidget::mouseReleaseEvent(event);
+}
+
+void GraphPicture::mouseDoubleClickEvent(QMouseEvent* event) {
+  if (event->button() == Qt::LeftButton) {
+    pressX_.reset();
+    dragging_ = false;
+    Q_EMIT doubleClicked(event->position().x());
+  }
+}
+
+void GraphPicture::wheelEvent(QWheelEvent* event) {
+  event->accept();
+  wheelEighths_ += event->angleDelta().y();
+  const int notches = wheelEighths_ / 120;
+  if (notches == 0) return;
+  wheelEighths_ -= notches * 120;
+  Q_EMIT wheelTurned(event->position().x(), notches);
+}
+
+void GraphPicture::leaveEvent(QEvent* event) {
+  Q_EMIT pointerLeft();
+  QWidget::leaveEvent(event);
 }
 
 void GraphPicture::resizeEvent(QResizeEvent* event) {
@@ -63,18 +160,35 @@ GraphPanel::GraphPanel(const DataSets& sets, DataView& view, QWidget* parent)
   ondo_ = new GraphPicture(QStringLiteral("ondo"));
   situdo_ = new GraphPicture(QStringLiteral("situdo"));
 
-  const QString spanTip = QStringLiteral("Time span shown (left: wider)");
-  const QString posTip = QStringLiteral("Position in time (right: newest)");
-  const QString rangeTip = QStringLiteral("Value range (top: wider)");
-  const QString centreTip = QStringLiteral("Centre of the value axis");
-  makeBar(HScroll1, "HScroll1", Qt::Horizontal, spanTip);
-  makeBar(HScroll2, "HScroll2", Qt::Horizontal, posTip);
-  makeBar(VScroll1, "VScroll1", Qt::Vertical, rangeTip);
-  makeBar(VScroll2, "VScroll2", Qt::Vertical, centreTip);
-  makeBar(HScroll3, "HScroll3", Qt::Horizontal, spanTip);
-  makeBar(HScroll4, "HScroll4", Qt::Horizontal, posTip);
-  makeBar(VScroll3, "VScroll3", Qt::Vertical, rangeTip);
-  makeBar(VScroll4, "VScroll4", Qt::Vertical, centreTip);
+  // The time bars also move with the mouse on the graph; the tips say so.
+  const auto spanTip = [](const char* graph) {
+    return QStringLiteral("%1 graph: how long a stretch of time is shown.\n"
+                          "Left: longer, right: shorter. The mouse wheel over the graph "
+                          "does the same around the pointer.")
+        .arg(QLatin1String(graph));
+  };
+  const auto posTip = [](const char* graph) {
+    return QStringLiteral("%1 graph: which stretch of time is shown.\n"
+                          "Left: older, right end: the newest record. Drag across the graph "
+                          "to show a stretch, double-click to show everything.")
+        .arg(QLatin1String(graph));
+  };
+  makeBar(HScroll1, "HScroll1", Qt::Horizontal, spanTip("Temperature"));
+  makeBar(HScroll2, "HScroll2", Qt::Horizontal, posTip("Temperature"));
+  makeBar(VScroll1, "VScroll1", Qt::Vertical,
+          QStringLiteral("Temperature graph: how many degrees the axis spans.\n"
+                         "Top: more, bottom: fewer."));
+  makeBar(VScroll2, "VScroll2", Qt::Vertical,
+          QStringLiteral("Temperature graph: the temperature at the middle of the axis.\n"
+                         "Top: higher, bottom: lower."));
+  makeBar(HScroll3, "HScroll3", Qt::Horizontal, spanTip("Humidity"));
+  makeBar(HScroll4, "HScroll4", Qt::Horizontal, posTip("Humidity"));
+  makeBar(VScroll3, "VScroll3", Qt::Vertical,
+          QStringLiteral("Humidity graph: how many %RH the axis spans.\n"
+                         "Top: more, bottom: fewer."));
+  makeBar(VScroll4, "VScroll4", Qt::Vertical,
+          QStringLiteral("Humidity graph: the humidity at the middle of the axis.\n"
+                         "Top: higher, bottom: lower."));
 
   auto* grid = new QGridLayout(this);
   grid->setContentsMargins(0, 0, 0, 0);
@@ -113,6 +227,8 @@ GraphPanel::GraphPanel(const DataSets& sets, DataView& view, QWidget* parent)
           [this](int x, int width) { Graph_Cursor_Disp(x, width, false); });
   connect(situdo_, &GraphPicture::mouseMoved, this,
           [this](int x, int width) { Graph_Cursor_Disp(x, width, true); });
+  connectNavigation(ondo_, Graph::Temperature);
+  connectNavigation(situdo_, Graph::Humidity);
   // A new size needs a new picture; the limits do not change with it.
   connect(ondo_, &GraphPicture::resized, this, [this] {
     if (Temp_Graph()) ondo_->update();
@@ -229,6 +345,10 @@ void GraphPanel::redraw() {
 void GraphPanel::barChanged(Bar which, bool temperature, bool humidity) {
   ScrollState s = state();
   barOf(s, which).value = bars_[which]->value();
+  if (link_ && which <= HScroll4) {
+    s = LinkTime(s, which <= HScroll2 ? Graph::Temperature : Graph::Humidity);
+    temperature = humidity = true;
+  }
   // A continuous run draws after each sample by itself; meanwhile the bars
   // only take their new places.
   if (continuousRun() || graphBusy()) {
@@ -285,6 +405,71 @@ QImage GraphPanel::graphsImage() const {
   p.drawImage(0, 0, top);
   p.drawImage(0, top.height() + gap, bottom);
   return out;
+}
+
+void GraphPanel::setLinkTimeAxes(bool on) {
+  if (on == link_) return;
+  link_ = on;
+  if (on) navigate(state(), Graph::Temperature);
+}
+
+std::optional<ScrollState> GraphPanel::navigable() const {
+  if (graphBusy() || sets_.info(shownSet()).Points <= 0) return std::nullopt;
+  return hygro::Scroll_Set(sets_, shownSet(), state(), continuousRun());
+}
+
+void GraphPanel::navigate(ScrollState s, Graph graph) {
+  if (link_) s = LinkTime(s, graph);
+  // Through the view, which shows the bars and redraws as for any change
+  // made from outside.
+  view_.setScrollState(s);
+  // The values beside a crosshair belong to the window just left.
+  for (auto [picture, g] : {std::pair{ondo_, Graph::Temperature}, {situdo_, Graph::Humidity}})
+    if (!picture->crosshairText().isEmpty()) crosshair(picture, g, picture->crosshairAt());
+}
+
+void GraphPanel::connectNavigation(GraphPicture* picture, Graph graph) {
+  connect(picture, &GraphPicture::wheelTurned, this, [this, picture, graph](double x, double n) {
+    const auto s = navigable();
+    if (!s) return;
+    const double age = AgeAt(x, picture->width(), ViewOf(*s, graph).S);
+    navigate(ZoomTime(*s, graph, std::pow(kWheelZoom, n), age), graph);
+  });
+  connect(picture, &GraphPicture::stretchChosen, this,
+          [this, picture, graph](double x1, double x2) {
+            const auto s = navigable();
+            if (!s) return;
+            const double S = ViewOf(*s, graph).S;
+            const int w = picture->width();
+            navigate(ZoomToStretch(*s, graph, AgeAt(x1, w, S), AgeAt(x2, w, S)), graph);
+          });
+  connect(picture, &GraphPicture::doubleClicked, this, [this, graph] {
+    const auto s = navigable();
+    if (!s) return;
+    ScrollState fitted = FitTime(*s, graph);
+    if (const auto extent = ValueExtent(sets_, shownSet(), graph))
+      fitted = FitValues(fitted, graph, extent->first, extent->second);
+    navigate(fitted, graph);
+  });
+  connect(picture, &GraphPicture::pointerAt, this,
+          [this, picture, graph](QPointF at) { crosshair(picture, graph, at); });
+  connect(picture, &GraphPicture::pointerLeft, this,
+          [picture] { picture->setCrosshair({}, QString()); });
+}
+
+void GraphPanel::crosshair(GraphPicture* picture, Graph graph, QPointF at) {
+  const ScrollState& s = state();
+  const GraphView v = ViewOf(s, graph);
+  const double age = AgeAt(at.x(), picture->width(), v.S);
+  const double value = ValueAt(at.y(), picture->height(), v.B(), v.T());
+  if (sets_.info(shownSet()).Points <= 0 || v.S <= 0 || age < 0 || age > v.S || value < v.B()) {
+    picture->setCrosshair({}, QString());
+    return;
+  }
+  const double t = s.GraphEndTime - (age + static_cast<double>(v.P)) / fmt::kSecondsPerDay;
+  const QString unit = graph == Graph::Temperature ? QStringLiteral(" C") : QStringLiteral(" %RH");
+  picture->setCrosshair(at, fmt::formatDateTime(t) + QStringLiteral("   ") +
+                                QString::number(value, 'f', 1) + unit);
 }
 
 }  // namespace hygro

@@ -11,6 +11,8 @@
 #include <QWidget>
 #include <array>
 #include <functional>
+#include <optional>
+#include <utility>
 
 #include "graph/render_graph.h"
 
@@ -21,7 +23,10 @@ namespace hygro {
 class DataSets;
 class DataView;
 
-// One graph's picture: the back buffer, and the pointer's x for the read-out.
+// One graph's picture: the back buffer, the pointer's x for the read-out,
+// and what the mouse asks of the time window (wheel, drag, double-click).
+// The crosshair and the band of a drag are painted over the buffer, never
+// into it.
 class GraphPicture : public QWidget {
   Q_OBJECT
  public:
@@ -31,17 +36,44 @@ class GraphPicture : public QWidget {
   QImage& buffer();
   QSize sizeHint() const override { return {600, 220}; }
 
+  // A press and release closer together than this is a click, not a drag.
+  static constexpr int kMinDragPixels = 5;
+  // The crosshair at `at` with `text` beside it; none with an empty text.
+  void setCrosshair(QPointF at, const QString& text);
+  QString crosshairText() const { return crossText_; }
+  QPointF crosshairAt() const { return cross_; }
+  // The stretch being dragged across, in pixels; nothing while not dragging.
+  std::optional<std::pair<double, double>> band() const;
+
  Q_SIGNALS:
   void mouseMoved(int x, int width);
+  void pointerAt(QPointF at);
+  void pointerLeft();
+  // Wheel turned by `notches` (positive: away from the user) at column x.
+  void wheelTurned(double x, double notches);
+  // A drag released: the columns where it began and ended.
+  void stretchChosen(double x1, double x2);
+  void doubleClicked(double x);
   void resized();
 
  protected:
   void paintEvent(QPaintEvent* event) override;
   void mouseMoveEvent(QMouseEvent* event) override;
+  void mousePressEvent(QMouseEvent* event) override;
+  void mouseReleaseEvent(QMouseEvent* event) override;
+  void mouseDoubleClickEvent(QMouseEvent* event) override;
+  void wheelEvent(QWheelEvent* event) override;
+  void leaveEvent(QEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
 
  private:
   QImage buffer_;
+  QPointF cross_;
+  QString crossText_;
+  std::optional<double> pressX_;  // the left button is down, pressed here
+  bool dragging_ = false;        // ... and has moved far enough to drag
+  double bandFrom_ = 0, bandTo_ = 0;
+  int wheelEighths_ = 0;  // a touchpad's turn builds up to whole notches
 };
 
 class GraphPanel : public QWidget {
@@ -60,6 +92,12 @@ class GraphPanel : public QWidget {
   // The bars as they stand, with the times of the last limits computed: the
   // view's graph window.
   const ScrollState& state() const;
+
+  // "Link time axes": a time zoom or scroll of one graph moves the other
+  // too. Switching it on gives the humidity graph the temperature graph's
+  // window.
+  void setLinkTimeAxes(bool on);
+  bool linkTimeAxes() const { return link_; }
 
   // A graph is being drawn (here or by the renderer for anyone else).
   bool graphBusy() const { return graphBusy_ || Graph_Busy(); }
@@ -92,6 +130,15 @@ class GraphPanel : public QWidget {
   bool Humi_Graph();
   bool drawInto(GraphPicture* view, bool temperature);
   void Graph_Cursor_Disp(int x, int width, bool humidityGraph);
+  // The mouse on one graph.
+  void connectNavigation(GraphPicture* picture, Graph graph);
+  // The bars with their limits for the set on display, or nothing when it
+  // has no records to navigate.
+  std::optional<ScrollState> navigable() const;
+  // `s` with the other graph following `graph` when the axes are linked,
+  // into the view.
+  void navigate(ScrollState s, Graph graph);
+  void crosshair(GraphPicture* picture, Graph graph, QPointF at);
 
   const DataSets& sets_;
   DataView& view_;
@@ -103,6 +150,7 @@ class GraphPanel : public QWidget {
   std::array<bool, 8> reversed_{};
   bool graphBusy_ = false;
   bool writing_ = false;  // the view's change is this panel's own
+  bool link_ = false;
   std::function<bool()> continuousRun_;
 };
 

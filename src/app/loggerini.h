@@ -5,6 +5,10 @@
 
 namespace hygro {
 
+// The stored option value keeps display choices of the window, one bit each;
+// bits nobody sets are written back as they were read.
+constexpr qint16 kOptionLinkTimeAxes = 0x0010;
+
 struct LoggerIniValues {
   qint16 port = 1;
   qint16 option = 0;

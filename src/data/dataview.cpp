@@ -40,6 +40,13 @@ void DataView::setWindow(Graph graph, const GraphWindow& window) {
   setScrollState(bars);
 }
 
+void DataView::fitTime(const DataSets& sets, int set) {
+  if (sets.info(set).Points <= 0) return;
+  ScrollState bars = Scroll_Set(sets, set, bars_, false);
+  bars = FitTime(bars, Graph::Temperature);
+  setScrollState(FitTime(bars, Graph::Humidity));
+}
+
 void DataView::setDumpSort(const DumpSort& sort) {
   if (sort == sort_) return;
   sort_ = sort;

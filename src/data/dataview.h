@@ -54,6 +54,11 @@ class DataView : public QObject {
   // One graph's four bars, read and set on their own (through the above).
   GraphWindow window(Graph graph) const { return WindowOf(bars_, graph); }
   void setWindow(Graph graph, const GraphWindow& window);
+  // Both graphs' time windows take in the whole of `set` (its limits
+  // computed first), the value bands as they are: how a set that has just
+  // been brought in is first shown, so that a zoom left from another set does
+  // not hide most of it. Nothing changes for a set without records.
+  void fitTime(const DataSets& sets, int set);
 
   const DumpSort& dumpSort() const { return sort_; }
   void setDumpSort(const DumpSort& sort);

@@ -4,6 +4,8 @@
 // arithmetic that keeps the bars inside the data: plain values and functions,
 // so the view, the graphs, printing and the command-line tool share them.
 #include <QtGlobal>
+#include <optional>
+#include <utility>
 
 namespace hygro {
 
@@ -59,5 +61,42 @@ GraphView TemperatureView(const ScrollState& bars);
 // 0 to 100 %.
 GraphView HumidityView(const ScrollState& bars);
 GraphView ViewOf(const ScrollState& bars, Graph graph);
+
+// Where the pointer is on a graph picture `width` x `height` pixels: the
+// plot takes the left twenty-one parts of x (the value labels the last one)
+// and the top ten of eleven parts of y (the time labels the rest). AgeAt is
+// the seconds before the window's right edge of column `x` (a fraction of a
+// pixel allowed); XOfAge the inverse; ValueAt the axis value of row `y`.
+double AgeAt(double x, int width, double S);
+double XOfAge(double age, int width, double S);
+double ValueAt(double y, int height, double B, double T);
+
+// The largest position `span` (in bar steps) leaves on the time axis of the
+// set Scroll_Set last measured: 0 when the span takes in all of it.
+int PositionLimit(const ScrollState& bars, int span);
+
+// Navigation of one graph's time window. Each takes bars whose limits
+// Scroll_Set has just computed and returns them with a new span and position
+// inside those limits, in whole bar steps: values the bars can hold as they
+// stand. Ages are seconds before the window's right edge, as AgeAt gives.
+//
+// The whole set: the widest span the bar offers, at the newest data.
+ScrollState FitTime(const ScrollState& bars, Graph graph);
+// The span times `factor` (below 1 narrows), the moment at `pointerAge`
+// staying where it is on the picture as nearly as the steps allow; at least
+// one step when the factor asks for any change.
+ScrollState ZoomTime(const ScrollState& bars, Graph graph, double factor, double pointerAge);
+// The stretch between two ages; one narrower than the narrowest span the
+// bar offers gets that span, centred on it.
+ScrollState ZoomToStretch(const ScrollState& bars, Graph graph, double age1, double age2);
+// The other graph's span and position made those of `graph`.
+ScrollState LinkTime(const ScrollState& bars, Graph graph);
+
+// The lowest and highest value of `graph`'s quantity in `set`; nothing for a
+// set without records.
+std::optional<std::pair<double, double>> ValueExtent(const DataSets& sets, int set, Graph graph);
+// The value band of `graph` taking in `lo` to `hi` with a margin, in whole
+// half-unit steps, inside the half-range and centre bars' limits.
+ScrollState FitValues(const ScrollState& bars, Graph graph, double lo, double hi);
 
 }  // namespace hygro

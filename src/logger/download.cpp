@@ -232,8 +232,9 @@ void DownloadOperation::finish() {
   // Only a log kept elsewhere (the archive) may be forgotten by the logger.
   kept_ = !keep_ || keep_();
   if (markAtOnce_ && kept_) x().Command_Add(1, 56, 0, 0, CommMode::None);
-  // The log just downloaded is what the user sees next.
+  // The log just downloaded is what the user sees next, all of it.
   dataView().setDataSetIndex(LogData);
+  dataView().fitTime(data(), LogData);
   if (data().info(LogData).Points > 0) {
     Stats_Mark(data(), LogData);
     Q_EMIT s_.extremesMarked(LogData);

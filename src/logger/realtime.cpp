@@ -200,6 +200,8 @@ void RealtimeOperation::completeSample(CommMode mode) {
   data().Put(RealTimeData, rt.Points, rec);
   // The measurement brings the real-time set on display with each sample.
   dataView().setDataSetIndex(RealTimeData);
+  // A new measurement or run starts with all of it in the window.
+  if (rt.Points == 1) dataView().fitTime(data(), RealTimeData);
   rt.Modified = true;
   Stats_Add(rec, rt.Points, rt.Stats);
   Q_EMIT sample(rt.Points);

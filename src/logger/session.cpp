@@ -218,6 +218,7 @@ bool Session::openFile(const QString& path) {
 void Session::showFileSet(const CsvImport& file) {
   Csv_Commit(data_, file);
   dataView_.setDataSetIndex(FileData);
+  dataView_.fitTime(data_, FileData);
   Q_EMIT dumpCleared(false);
   Q_EMIT dataSetChanged(FileData);
   showSet(FileData);
