@@ -20,6 +20,7 @@
 #include "logger/session.h"
 #include "support/emulator_rig.h"
 #include "support/fake_clock.h"
+#include "support/widget_table.h"
 
 using namespace hygro;
 using hygro::test::ScriptedPrompt;
@@ -82,15 +83,7 @@ class TestRecordDialogs : public QObject {
     QCOMPARE(f.objectName(), QStringLiteral("Form12"));
 
     // Opens with what the logger holds: LAB1, 10 min, 30 C on, -5 C off, one time.
-    QCOMPARE(child<QLineEdit>(&f, "Text1")->text(), QStringLiteral("LAB1"));
-    QCOMPARE(child<QComboBox>(&f, "Combo2")->currentText(), QStringLiteral("10"));
-    QVERIFY(child<QRadioButton>(&f, "Option2")->isChecked());
-    QCOMPARE(child<QScrollBar>(&f, "VScroll4")->value(), 30);
-    QCOMPARE(child<QLabel>(&f, "Label1")->text(), QStringLiteral("30C"));
-    QVERIFY(child<QRadioButton>(&f, "Option3")->isChecked());
-    QCOMPARE(child<QScrollBar>(&f, "VScroll5")->value(), -5);
-    QVERIFY(child<QRadioButton>(&f, "Option6")->isChecked());
-    QVERIFY(child<QRadioButton>(&f, "Option7")->isChecked());
+    CHECK_SHOWN(f, QStringLiteral("window/shown.tsv"), QStringLiteral("start"));
     QCOMPARE(child<QGroupBox>(&f, "Frame3")->isVisible(), boundsShown);
 
     child<QLineEdit>(&f, "Text1")->setText(QStringLiteral("T1"));

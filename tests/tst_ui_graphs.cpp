@@ -110,42 +110,27 @@ class TstUiGraphs : public QObject {
     QVERIFY(stack->currentWidget() != list);
   }
 
+  // The limits' arithmetic is tst_render_graph's; here, that the bars take
+  // the limits of the set shown, the wider span at the left end.
   void scrollLimitsFollowTheData() {
     Rig rig;
     DataSets& d = rig.session->data();
-    // Exactly 32767 seconds from first to last record.
     addSample(d, LogData, 20, 50, {}, kNoon);
-    addSample(d, LogData, 21, 51, {}, kNoon + 32767 / 86400.0);
-    addSample(d, FileData, 20, 50, {}, kNoon);
-    addSample(d, FileData, 21, 51, {}, kNoon + 32768 / 86400.0);
+    addSample(d, LogData, 21, 51, {}, kNoon + 32768 / 86400.0);
     addSample(d, RealTimeData, 20, 50, {}, kNoon);
     addSample(d, RealTimeData, 21, 51, {}, kNoon + 20 / 86400.0);
     Form1 w(rig.session.get(), &rig.prompt);
     w.show();
-    GraphPanel* g = w.graphs();
     auto* span = child<QScrollBar>(w, "HScroll1");
-    auto* span2 = child<QScrollBar>(w, "HScroll3");
-
-    QCOMPARE(g->state().ScrollUnit, 1.0);
-    QCOMPARE(g->state().HScroll1.min, 32768);
-    QCOMPARE(span->maximum(), 32768);  // the larger limit is the bar's left end
-    QVERIFY(span->invertedAppearance());
-    QCOMPARE(span2->maximum(), 32768);
-
-    QTest::mouseClick(child<QRadioButton>(w, "Option7"), Qt::LeftButton);
-    QVERIFY(g->state().ScrollUnit > 1.0);
-    QCOMPARE(g->state().ScrollUnit, 32768.0 / 32767.0);
     QCOMPARE(span->maximum(), 32767);
+    QVERIFY(span->invertedAppearance());
+    QCOMPARE(child<QScrollBar>(w, "HScroll3")->maximum(), 32767);
 
-    // A set shorter than 50 seconds still offers a span limit of 50; with the
-    // span wider than the data the position bar cannot move.
+    // With the span wider than the data the position bar cannot move.
     QTest::mouseClick(child<QRadioButton>(w, "Option6"), Qt::LeftButton);
-    QCOMPARE(g->state().ScrollUnit, 1.0);
     QCOMPARE(span->maximum(), 50);
     span->setValue(span->maximum());
-    auto* pos = child<QScrollBar>(w, "HScroll2");
-    QCOMPARE(pos->minimum(), 0);
-    QCOMPARE(pos->maximum(), 0);
+    QCOMPARE(child<QScrollBar>(w, "HScroll2")->maximum(), 0);
   }
 
   void barsRedrawTheirGraphsOnRelease() {
