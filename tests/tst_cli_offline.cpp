@@ -126,7 +126,8 @@ void TestCliOffline::refusedWithTheWindowsMessage_data() {
   QTest::newRow("start --name x:y") << words("start --interval 1m --name x:y") << forbidden;
   // A character the logger cannot hold gets the core's message too.
   QTest::newRow("set-name Ä1") << words("set-name Ä1")
-                               << hygro::SettingsOperation::SingleByteNameMessage() + QLatin1Char('\n');
+                               << hygro::SettingsOperation::SingleByteNameMessage() +
+                                      QLatin1Char('\n');
   const QString past =
       QDateTime::currentDateTime().addSecs(-120).toString(QStringLiteral("yyyy-MM-dd HH:mm"));
   QTest::newRow("reservation in the past")
@@ -225,13 +226,9 @@ void TestCliOffline::folderInUseIsRefused() {
   ::kill(static_cast<pid_t>(first.processId()), SIGKILL);
   QVERIFY(first.waitForFinished(10000));
   QVERIFY(QFile::exists(lock));
+  // (What recover lists of the samples left: tst_cli_sim, aKilledRunLeavesItsSamples.)
   CLI_RUN(list, 0, runCli(QStringList{QStringLiteral("--data-dir"), d, QStringLiteral("recover")}));
-  QCOMPARE(list.outLines().size(), 1);
-  const QStringList fields = list.outLines().first().split(QLatin1Char('\t'));
-  QCOMPARE(fields.size(), 6);
-  QVERIFY2(fields[1].startsWith(QStringLiteral("real.rand.crash-")), CLI_DIAG(list));
-  QCOMPARE(fields[2], QStringLiteral("real-time samples"));
-  QVERIFY(fields[3].toInt() >= 1);
+  QVERIFY2(list.out.contains(QStringLiteral("\treal.rand.crash-")), CLI_DIAG(list));
   QVERIFY(!QFile::exists(real));
   QVERIFY(!QFile::exists(lock));
   CLI_RUN(after, 0, runCli(QStringList{QStringLiteral("--data-dir"), d} + words("--demo status")));

@@ -447,13 +447,13 @@ void TestFaultMatrix::cell() {
   }
   const QString message = texts.isEmpty() ? QStringLiteral("(nothing)") : texts.join(u"; ");
   const QString port = s.connected() ? QStringLiteral("open") : QStringLiteral("closed");
-  appendRow({QString::number(index), op, fault, message, titles.join(u"; "), port,
-             heldOk ? QStringLiteral("yes") : QStringLiteral("no"), QString::number(seconds, 'f', 1),
-             problems.isEmpty() ? QStringLiteral("ok") : QStringLiteral("FAIL"),
-             problems.join(u", ")});
-  QVERIFY2(problems.isEmpty(),
-           qPrintable(problems.join(u", ") + QStringLiteral(" | said: ") + message +
-                      QStringLiteral(" [") + titles.join(u"; ") + QStringLiteral("] port ") + port));
+  appendRow(
+      {QString::number(index), op, fault, message, titles.join(u"; "), port,
+       heldOk ? QStringLiteral("yes") : QStringLiteral("no"), QString::number(seconds, 'f', 1),
+       problems.isEmpty() ? QStringLiteral("ok") : QStringLiteral("FAIL"), problems.join(u", ")});
+  QVERIFY2(problems.isEmpty(), qPrintable(problems.join(u", ") + QStringLiteral(" | said: ") +
+                                          message + QStringLiteral(" [") + titles.join(u"; ") +
+                                          QStringLiteral("] port ") + port));
 }
 
 QTEST_MAIN(TestFaultMatrix)

@@ -41,7 +41,8 @@ QStringList viewMismatches(const StatusView& v, const QString& expect) {
   QStringList bad;
   for (const QString& pair : expect.split(QLatin1Char('|'))) {
     const QString key = pair.section('=', 0, 0);
-    if (key + '=' + got.value(key) != pair) bad << pair + QStringLiteral(" (got ") + got.value(key) + ')';
+    if (key + '=' + got.value(key) != pair)
+      bad << pair + QStringLiteral(" (got ") + got.value(key) + ')';
   }
   return bad;
 }
@@ -889,8 +890,8 @@ class TestLoggerOps : public QObject {
     QVERIFY(r.waitIdle(60000));
     QVERIFY2(r.prompt.calls.isEmpty(), qPrintable(r.prompt.messages().join('|')));
     // As the idle logger shows when answered at once (statusOfEachKindOfLogger).
-    const QStringList bad =
-        viewMismatches(r.session.view(), test::dataRows(QStringLiteral("status/loggers.tsv"))[0][2]);
+    const QStringList bad = viewMismatches(
+        r.session.view(), test::dataRows(QStringLiteral("status/loggers.tsv"))[0][2]);
     QVERIFY2(bad.isEmpty(), qPrintable(bad.join(QStringLiteral("; "))));
     QCOMPARE(r.session.status().FirmwareVersion, QStringLiteral("QM720-XC V1.02"));
 

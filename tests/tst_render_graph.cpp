@@ -119,9 +119,9 @@ void TstRenderGraph::ticksFollowTheSpan_data() {
 
 void TstRenderGraph::ticksFollowTheSpan() {
   QFETCH(QStringList, row);
-  static const QStringList colours{"MonthStart", "Midnight", "Noon",     "Hour",  "HalfHour",
+  static const QStringList colours{"MonthStart", "Midnight",    "Noon",     "Hour", "HalfHour",
                                    "Minute",     "EverySecond", "ZeroLine", "Tens", "Fives",
-                                   "Ones",       "Halves",   "Tenths"};
+                                   "Ones",       "Halves",      "Tenths"};
   const auto colour = [](int c) { return c == tk::kNoLine ? QStringLiteral("none") : colours[c]; };
   double t = 0;
   if (row[0] == QLatin1String("label") || row[0] == QLatin1String("line"))

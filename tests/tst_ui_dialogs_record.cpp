@@ -286,24 +286,23 @@ class TestRecordDialogs : public QObject {
       QCOMPARE(child<QLabel>(&g, "Label7")->text(), QStringLiteral("10"));
       QVERIFY(g.isVisible());
       QVERIFY(r.frames.isEmpty());
-    }
-    {
+      g.close();
+
       // The date bar reaches the day the present minute comes round again,
       // and on that day the minutes from then on are refused.
-      CONNECTED(r, QStringLiteral("idle.json"));
-      const QDateTime now(QDate(2030, 1, 15), QTime(8, 10, 0));
-      Form7 g(&r.session, nullptr, fixedClock(&now));
-      g.show();
-      auto* date = child<QScrollBar>(&g, "VScroll1");
+      r.prompt.calls.clear();
+      Form7 h(&r.session, nullptr, fixedClock(&now));
+      h.show();
+      auto* date = child<QScrollBar>(&h, "VScroll1");
       QCOMPARE(date->maximum(), 31);
       date->setValue(date->maximum());
-      QCOMPARE(child<QLabel>(&g, "Label5")->text(), QStringLiteral("2030/02/15/"));
-      click(&g, "Command1");
+      QCOMPARE(child<QLabel>(&h, "Label5")->text(), QStringLiteral("2030/02/15/"));
+      click(&h, "Command1");
       QVERIFY2(r.prompt.messages().value(0).endsWith(
                    QStringLiteral("The last time that can be reserved now is 2030/02/15 08:09.")),
                qPrintable(r.prompt.messages().join('|')));
       QCOMPARE(date->value(), 0);
-      QVERIFY(g.isVisible());
+      QVERIFY(h.isVisible());
       QVERIFY(r.frames.isEmpty());
       // February has no 31st: all of it, and not a day more.
       const QDateTime end(QDate(2031, 1, 31), QTime(10, 0, 0));

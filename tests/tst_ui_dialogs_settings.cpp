@@ -301,7 +301,8 @@ class TestSettingsDialogs : public QObject {
       Form4 f(&r.session);
       QCOMPARE(f.objectName(), QStringLiteral("Form4"));
       CHECK_SHOWN(f, QStringLiteral("window/shown.tsv"), QStringLiteral("version"));
-      QVERIFY(!child<QLabel>(f, "Label1")->isHidden() && !child<QLabel>(f, "Label1")->text().isEmpty());
+      QVERIFY(!child<QLabel>(f, "Label1")->isHidden() &&
+              !child<QLabel>(f, "Label1")->text().isEmpty());
       QCOMPARE(child<QLabel>(f, "Label3")->text(), r.session.ModelName());
     }
     QVERIFY(r.connect());

@@ -29,8 +29,8 @@
 #include "logger/session.h"
 #include "sim/simtransport.h"
 #include "support/data_fixtures.h"
-#include "support/widget_table.h"
 #include "support/emulator_rig.h"
+#include "support/widget_table.h"
 #include "support/window_prompt.h"
 
 using namespace hygro;
@@ -72,9 +72,9 @@ struct Window {
 };
 
 // Declares `w`, `rig` and `dir` of a new Window.
-#define WINDOW(...)                  \
-  Window win_{__VA_ARGS__};          \
-  [[maybe_unused]] Form1& w = win_.w; \
+#define WINDOW(...)                     \
+  Window win_{__VA_ARGS__};             \
+  [[maybe_unused]] Form1& w = win_.w;   \
   [[maybe_unused]] Rig& rig = win_.rig; \
   [[maybe_unused]] QTemporaryDir& dir = win_.dir
 

@@ -69,9 +69,7 @@ class TstUiGraphs : public QObject {
     DataSets& d = rig.session->data();
     fillSeconds(d, LogData, 30, 60);
     fillSeconds(d, FileData, 5, 10, 30.0f);
-    Form1 w(rig.session.get(), &rig.prompt);
-    w.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    SHOW_WINDOW(w, rig);
     auto* stack = child<QStackedWidget>(w, "DataStack");
     auto* list = child<QTreeView>(w, "ListView1");
 
@@ -136,10 +134,7 @@ class TstUiGraphs : public QObject {
   void barsRedrawTheirGraphsOnRelease() {
     Rig rig;
     fillSeconds(rig.session->data(), LogData, 2000, 10);
-    Form1 w(rig.session.get(), &rig.prompt);
-    w.resize(1200, 800);
-    w.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    SHOW_WINDOW(w, rig, QSize(1200, 800));
     auto* span = child<QScrollBar>(w, "HScroll1");
     auto* hpos = child<QScrollBar>(w, "HScroll4");
     auto* trange = child<QScrollBar>(w, "VScroll1");
@@ -209,9 +204,7 @@ class TstUiGraphs : public QObject {
     DataSets& d = rig.session->data();
     // The sample of 12:00:ss reads ss degrees.
     for (int i = 0; i < 40; ++i) addSample(d, LogData, float(i), 55.1f, {}, kNoon + i / 86400.0);
-    Form1 w(rig.session.get(), &rig.prompt);
-    w.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    SHOW_WINDOW(w, rig);
     auto* panel = child<QLabel>(w, "StatusBar1_Panel1");
     const QRegularExpression form(QStringLiteral(
         "^Date 2010/05/01 12:00:([0-3][0-9])   Temperature ([0-9]+)\\.00 C   Humidity 55.10 %RH$"));
@@ -291,9 +284,7 @@ class TstUiGraphs : public QObject {
   void droppedCsvIsShownAsTheFileSet() {
     Rig rig;
     fillSeconds(rig.session->data(), LogData, 10, 60);
-    Form1 w(rig.session.get(), &rig.prompt);
-    w.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    SHOW_WINDOW(w, rig);
     QVERIFY(w.acceptDrops());
     const qint64 before = pictureKey(w, "ondo");
 
@@ -330,9 +321,7 @@ class TstUiGraphs : public QObject {
   void graphImageIsSavedOrRefused() {
     Rig rig;
     fillSeconds(rig.session->data(), LogData, 100, 30);
-    Form1 w(rig.session.get(), &rig.prompt);
-    w.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    SHOW_WINDOW(w, rig);
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("g.png"));
     rig.prompt.savePaths << path << dir.filePath(QStringLiteral("missing/dir/g.png"));
@@ -355,9 +344,7 @@ class TstUiGraphs : public QObject {
   void realTimeSampleIsDrawn() {
     Rig rig;
     fillSeconds(rig.session->data(), LogData, 10, 60);
-    Form1 w(rig.session.get(), &rig.prompt);
-    w.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    SHOW_WINDOW(w, rig);
     w.connectOnce(QStringLiteral("1"));
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && rig.session->connected(), 20000);
     const qint64 before = pictureKey(w, "ondo");

@@ -83,9 +83,7 @@ class TstUiPrint : public QObject {
   void entryPointsOpenTheDialogOfTheView() {
     Rig rig;
     fillSeconds(rig.session->data(), LogData, 30, 60);
-    Form1 w(rig.session.get(), &rig.prompt);
-    w.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    SHOW_WINDOW(w, rig);
     auto* graphButton = child<QPushButton>(w, "Command24");
     auto* listButton = child<QPushButton>(w, "Command25");
     QCOMPARE(graphButton->text(), QStringLiteral("Print graphs…"));
@@ -125,10 +123,7 @@ class TstUiPrint : public QObject {
     Rig rig;
     DataSets& d = rig.session->data();
     fillSeconds(d, LogData, 2000, 10);
-    Form1 w(rig.session.get(), &rig.prompt);
-    w.resize(1200, 800);
-    w.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&w));
+    SHOW_WINDOW(w, rig, QSize(1200, 800));
 
     // The whole set on display: all records.
     auto* span = child<QScrollBar>(w, "HScroll1");
