@@ -13,17 +13,13 @@
 
 #include "archive/archive.h"
 #include "support/cli_runner.h"
+#include "support/data_fixtures.h"
 
 using hygro::test::CliResult;
 using hygro::test::SimLogger;
 using hygro::test::words;
 
 namespace {
-
-QByteArray fileBytes(const QString& path) {
-  QFile f(path);
-  return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
 
 // Runs the tool with `input` on its stdin.
 CliResult runWithInput(const QStringList& args, const QByteArray& input) {
@@ -56,13 +52,6 @@ bool waitForLine(QProcess& p, const QString& part, QString* seen, int ms = 60000
   return false;
 }
 
-#define START_SIM(name, state)                                                        \
-  SimLogger name;                                                                     \
-  {                                                                                   \
-    QString simError;                                                                 \
-    QVERIFY2(name.start(QStringLiteral(state), {}, &simError), qPrintable(simError)); \
-  }
-
 }  // namespace
 
 class TestArchiveCli : public QObject {
@@ -70,7 +59,7 @@ class TestArchiveCli : public QObject {
 
  private Q_SLOTS:
   void theArchiveCommands() {
-    START_SIM(sim, "two_segments.json");
+    START_SIM(sim, "two_segments.json", "");
     QTemporaryDir dir;
     const QString archive = dir.filePath(QStringLiteral("site.sqlite"));
     const QStringList at{QStringLiteral("--archive"), archive};
@@ -108,7 +97,7 @@ class TestArchiveCli : public QObject {
 
     const QString exported = dir.filePath(QStringLiteral("exported.csv"));
     CLI_RUN(exp, 0, hygro::test::runCli(at + words("archive export 1 --csv") << exported));
-    QCOMPARE(fileBytes(exported), fileBytes(saved));
+    QCOMPARE(hygro::test::readFile(exported), hygro::test::readFile(saved));
     CLI_RUN(imp, 0, hygro::test::runCli(at + words("archive import") << saved));
     QCOMPARE(imp.out, saved + QStringLiteral(": log 1, 200 records (0 new)\n"));
 
@@ -124,7 +113,7 @@ class TestArchiveCli : public QObject {
   }
 
   void aLogTheArchiveRefusesStaysUnmarked() {
-    START_SIM(sim, "two_segments.json");
+    START_SIM(sim, "two_segments.json", "");
     QTemporaryDir dir;
     const QString archive = dir.filePath(QStringLiteral("site.sqlite"));
     {

@@ -14,6 +14,7 @@
 
 #include "support/cli_runner.h"
 #include "support/data_fixtures.h"
+#include "support/data_table.h"
 
 using hygro::test::runCli;
 using hygro::test::words;
@@ -186,80 +187,42 @@ void TstCliAnalysis::statsJsonIsTheHandCheckedSet() {
 }
 
 void TstCliAnalysis::statsOptions_data() {
-  QTest::addColumn<QString>("args");
-  QTest::addColumn<QString>("path");
-  QTest::addColumn<QJsonValue>("want");
-  // Limits given in F are the set's own: the same excursions, shown in F.
-  const QString f = QStringLiteral("--unit F --upper 86 --lower 41");
-  QTest::newRow("F min") << f << "temperature/min" << QJsonValue(30.2);
-  QTest::newRow("F mkt") << f << "temperature/mkt" << QJsonValue(23.884095692174867 * 1.8 + 32);
-  QTest::newRow("F dew point") << f << "dew_point/min" << QJsonValue(-5.968329191510414 * 1.8 + 32);
-  QTest::newRow("F absolute humidity")
-      << f << "absolute_humidity/max" << QJsonValue(17.567329935847226);
-  QTest::newRow("F peak") << f << "limits/excursions/0/peak" << QJsonValue(90.5);
-  QTest::newRow("F time above") << f << "limits/time_above_s" << QJsonValue(1800);
-  QTest::newRow("F unit") << f << "unit" << QJsonValue("F");
-  QTest::newRow("upper off") << "--upper off --lower 3"
-                             << "limits/upper" << QJsonValue(QJsonValue::Null);
-  QTest::newRow("lower 3") << "--upper off --lower 3"
-                           << "limits/time_below_s" << QJsonValue(1200);
-  const QString range =
-      QStringLiteral("--from \"2024/07/01 10:40:00\" --to \"2024/07/01 12:00:00\"");
-  QTest::newRow("range records") << range << "records" << QJsonValue(3);
-  QTest::newRow("range first") << range << "first" << QJsonValue("2024-07-01T10:40:00");
-  QTest::newRow("dH/R 5000") << "--dh-r 5000"
-                             << "temperature/mkt" << QJsonValue(20.73818790222117);
-  QTest::newRow("nothing selected") << "--from \"2030/01/01 00:00:00\""
-                                    << "temperature/mkt" << QJsonValue(QJsonValue::Null);
-  QTest::newRow("no records") << "--csv " + hygro::test::csvFixture("points0.csv") << "first"
-                              << QJsonValue(QJsonValue::Null);
+  hygro::test::addDataRows(QStringLiteral("analysis/stats_options.tsv"), {"args", "path", "want"});
 }
 
 void TstCliAnalysis::statsOptions() {
   QFETCH(QString, args);
   QFETCH(QString, path);
-  QFETCH(QJsonValue, want);
+  QFETCH(QString, want);
   QStringList argv = {"stats", "--json"};
-  argv << words(args);
+  argv << words(args).replaceInStrings(QStringLiteral("POINTS0"),
+                                       hygro::test::csvFixture(QStringLiteral("points0.csv")));
   if (!args.contains(QLatin1String("--csv"))) argv << "--csv" << kSet;
   CLI_RUN(r, 0, runCli(argv));
   const QJsonObject root = QJsonDocument::fromJson(r.out.toUtf8()).object();
   QString why;
-  QVERIFY2(sameJson(lookUp(root, path), want, path, &why), qPrintable(why + u'\n' + r.out));
+  const QJsonValue value = QJsonDocument::fromJson("[" + want.toUtf8() + "]").array().at(0);
+  QVERIFY2(sameJson(lookUp(root, path), value, path, &why), qPrintable(why + u'\n' + r.out));
 }
 
 void TstCliAnalysis::statsLines() {
   CLI_RUN(r, 0, runCli({"stats", "--csv", kSet}));
-  for (const char* line :
-       {"Records: 11", "Temperature maximum: 32.500 C at 2024/07/01 10:20:00",
-        "Mean kinetic temperature: 23.884 C", "Dew point minimum: -5.968 C",
-        "Time below lower limit: 2400 s (0:40:00)", "Excursions: 5",
-        "Excursion 3: below from 2024/07/01 12:00:00 to 2024/07/01 12:10:00, 600 s (0:10:00), "
-        "1 records, peak 2.000 C"})
-    QVERIFY2(r.outLines().contains(QString::fromUtf8(line)), qPrintable(line + u'\n' + r.out));
+  for (const QString& line : hygro::test::dataText(QStringLiteral("analysis/stats_lines.txt"))
+                                 .split(u'\n', Qt::SkipEmptyParts))
+    QVERIFY2(r.outLines().contains(line), qPrintable(line + u'\n' + r.out));
   CLI_RUN(none, 0, runCli({"stats", "--csv", hygro::test::csvFixture("points0.csv")}));
   QVERIFY2(none.outLines().contains(QStringLiteral("Mean kinetic temperature: none")),
            qPrintable(none.out));
 }
 
 void TstCliAnalysis::statsRefusals_data() {
-  QTest::addColumn<QString>("args");
-  QTest::addColumn<int>("exitCode");
-  QTest::addColumn<QString>("says");
-  QTest::newRow("not its CSV") << "--csv NOTCSV" << 1 << "CSV file saved by Hygrotab Logger";
-  QTest::newRow("missing file") << "--csv MISSING" << 1 << "File error";
-  QTest::newRow("unit") << "--unit K" << 2 << "--unit takes C or F";
-  QTest::newRow("upper") << "--upper warm" << 2 << "--upper takes a temperature";
-  QTest::newRow("dH/R") << "--dh-r 0" << 2 << "--dh-r takes";
-  QTest::newRow("time form") << "--from 2024-07-01" << 2 << "yyyy/mm/dd hh:nn:ss";
-  QTest::newRow("no such day") << "--to \"2024/02/30 00:00:00\"" << 2 << "yyyy/mm/dd hh:nn:ss";
-  QTest::newRow("reversed") << "--from \"2024/07/02 00:00:00\" --to \"2024/07/01 00:00:00\"" << 2
-                            << "--from comes after --to";
+  hygro::test::addDataRows(QStringLiteral("analysis/stats_refusals.tsv"),
+                           {"args", "exitCode", "says"});
 }
 
 void TstCliAnalysis::statsRefusals() {
   QFETCH(QString, args);
-  QFETCH(int, exitCode);
+  QFETCH(QString, exitCode);
   QFETCH(QString, says);
   QTemporaryDir dir;
   QVERIFY(dir.isValid());
@@ -273,7 +236,7 @@ void TstCliAnalysis::statsRefusals() {
   argv.replaceInStrings(QStringLiteral("NOTCSV"), notCsv);
   argv.replaceInStrings(QStringLiteral("MISSING"), dir.filePath(QStringLiteral("missing.csv")));
   if (!args.contains(QLatin1String("--csv"))) argv << "--csv" << kSet;
-  CLI_RUN(r, exitCode, runCli(argv));
+  CLI_RUN(r, exitCode.toInt(), runCli(argv));
   QVERIFY2(r.err.contains(says), CLI_DIAG(r));
   QVERIFY(r.out.isEmpty());
 }
@@ -329,24 +292,15 @@ void TstCliAnalysis::exportReadBackByLibreOffice() {
 }
 
 void TstCliAnalysis::exportOutputs_data() {
-  QTest::addColumn<QString>("args");
-  QTest::addColumn<int>("exitCode");
-  QTest::addColumn<QString>("says");
-  QTest::addColumn<bool>("oldKept");
-  QTest::newRow("existing") << "--xlsx OLD" << 1 << "--overwrite replaces it" << true;
-  QTest::newRow("overwrite") << "--xlsx OLD --overwrite" << 0 << "" << false;
-  QTest::newRow("input") << "--xlsx INPUT" << 2 << "is the file being read" << true;
-  QTest::newRow("device") << "--xlsx /dev/null" << 0 << "" << true;
-  QTest::newRow("no folder") << "--xlsx DIR/missing/out.xlsx" << 1 << "does not exist" << true;
-  QTest::newRow("not its CSV") << "--xlsx DIR/new.xlsx --csv OLD" << 1
-                               << "CSV file saved by Hygrotab Logger" << true;
+  hygro::test::addDataRows(QStringLiteral("analysis/export_outputs.tsv"),
+                           {"args", "exitCode", "says", "oldKept"});
 }
 
 void TstCliAnalysis::exportOutputs() {
   QFETCH(QString, args);
-  QFETCH(int, exitCode);
+  QFETCH(QString, exitCode);
   QFETCH(QString, says);
-  QFETCH(bool, oldKept);
+  QFETCH(QString, oldKept);
   QTemporaryDir dir;
   QVERIFY(dir.isValid());
   const QString old = dir.filePath(QStringLiteral("old.xlsx"));
@@ -362,10 +316,10 @@ void TstCliAnalysis::exportOutputs() {
   argv.replaceInStrings(QStringLiteral("INPUT"), input);
   argv.replaceInStrings(QStringLiteral("DIR"), dir.path());
   if (!args.contains(QLatin1String("--csv"))) argv << "--csv" << input;
-  CLI_RUN(r, exitCode, runCli(argv));
+  CLI_RUN(r, exitCode.toInt(), runCli(argv));
   QVERIFY2(r.err.contains(says), CLI_DIAG(r));
-  QCOMPARE(hygro::test::readFile(old) == "kept", oldKept);
-  if (!oldKept) QVERIFY(hygro::test::readFile(old).startsWith("PK\x03\x04"));
+  QCOMPARE(hygro::test::readFile(old) == "kept", oldKept == QLatin1String("1"));
+  if (oldKept != QLatin1String("1")) QVERIFY(hygro::test::readFile(old).startsWith("PK\x03\x04"));
   QCOMPARE(hygro::test::readFile(input), hygro::test::readFile(kSet));
   // Nothing else is left behind.
   QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 2);

@@ -10,6 +10,7 @@
 
 #include "support/cli_runner.h"
 #include "support/data_fixtures.h"
+#include "support/data_table.h"
 
 using hygro::test::runCli;
 using hygro::test::words;
@@ -126,24 +127,7 @@ void TstCliPrint::unreadableInputOrOutputLeavesNoPdf() {
 }
 
 void TstCliPrint::usageErrors_data() {
-  QTest::addColumn<QString>("args");
-  QTest::addColumn<QString>("says");
-  QTest::newRow("no --pdf") << "print --csv CSV"
-                            << "--pdf needs";
-  QTest::newRow("empty --pdf") << "print --csv CSV --pdf="
-                               << "--pdf needs";
-  QTest::newRow("not numbers") << "print --csv CSV --pdf OUT --range a-b"
-                               << "FIRST-LAST";
-  QTest::newRow("one number") << "print --csv CSV --pdf OUT --range 3"
-                              << "FIRST-LAST";
-  QTest::newRow("zero") << "print --csv CSV --pdf OUT --range 0-2"
-                        << "FIRST-LAST";
-  QTest::newRow("reversed") << "print --csv CSV --pdf OUT --range 3-1"
-                            << "comes after the last";
-  QTest::newRow("past the set") << "print --csv CSV --pdf OUT --range 2-5"
-                                << "past the last";
-  QTest::newRow("positional") << "print --csv CSV --pdf OUT extra"
-                              << "no arguments";
+  hygro::test::addDataRows(QStringLiteral("cli/print_usage_errors.tsv"), {"args", "says"});
 }
 
 void TstCliPrint::usageErrors() {

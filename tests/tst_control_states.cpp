@@ -7,6 +7,7 @@
 #include "logger/controls.h"
 #include "logger/session.h"
 #include "support/data_fixtures.h"
+#include "support/data_table.h"
 #include "support/emulator_rig.h"
 
 using namespace hygro;
@@ -249,40 +250,9 @@ class TestControlStates : public QObject {
     QTest::addColumn<QString>("state");  // the emulator's state; empty: never connected
     QTest::addColumn<int>("shown");      // the DisplayState the status lands in
     QTest::addColumn<QString>("expect");
-    // The buttons that need a logger are greyed; the shown set stays.
-    QTest::newRow("not connected")
-        << QString() << -1
-        << "Combo1+|Combo3+|Combo4+|Command27-|m1+|m2+|m3+|m11+|m12+|m21+|m22+|m23+|"
-           "m31+|m32+|m33-|m34-|Frame8+|Frame11+|Option5+|Option6+|Option7+|Option8+|"
-           "Option9+|Label16=----|Command2=Continuous|Label49=Unconnection|"
-           "Label49@Black|Label7=----|Label7@ButtonFace|Label8=|Label8@ButtonFace|"
-           "Label14=----|Label19=|Label6=|Label21=|Label26=|Label10=|Label2=|Label4=|"
-           "Label48=|Label29=|Label46=|"
-           "Command1-|Command2-|Command4-|Command5-|Command11-|Command26-|Command28-|"
-           "Command4=Start|Label3?|" +
-               each(kScrollBars, "^");
-    QTest::newRow("idle") << "idle.json" << int(DisplayState::Idle)
-                          << "Command4+|Command4=Start|Label16=Record stop|Command2=Continuous|"
-                             "Combo4-|Combo1-|Combo3-|Command27+|m22+|m33+|m34+|m2+|m11+|m12+|"
-                             "Frame8+|Frame11+|Option5+|Option6+|Option7+|Option8+|Option9+|"
-                             "Command1+|Command5+|Combo2+|Label49=Communicating|"
-                             "Label49@LightGreen|Label7=3.05 V|Label7@ButtonFace|Label8=|"
-                             "Label8@ButtonFace|Label14=LAB1|Label21=144 point|Label6=10 Min|"
-                             "Label3=Log|Label29=30 C|Label29^|Label31^|Label32^|Label46^|"
-                             "Command10+|Command12+|Command22+|Command23+|" +
-                                 each(kScrollBars, "^");
-    QTest::newRow("recording")
-        << "recording.json" << int(DisplayState::Recording)
-        << "Command4+|Command4=Stop|Label16=Recording|Option6-|Command11+|m22-|m21+|"
-           "m1+|m2+|m3+|m11+|m12+|m23+|Option5+|Option7+|Option8+|Option9+|"
-           "Command1-|Command2-|Command5-|Combo4-|Combo5-|m31-|m32-|m33-|m34-|"
-           "Command27+|Label49@LightGreen";
-    QTest::newRow("reserving")
-        << "reserved.json" << int(DisplayState::Reserving)
-        << "Command4+|Command4=Reservation cancel|Label16=Reserving|m22-|Option6-|"
-           "Command11+|m1+|m2+|m3+|m11+|m12+|m21+|m23+|Option5+|Option7+|Option8+|"
-           "Option9+|Command1-|Command5-|m31-|Label8=|Label8@ButtonFace|"
-           "Label26=15Day08:30 Record beginning|Label21=0 Point|Label6=5 Min";
+    static const QStringList states{"NotConnected", "Idle", "Recording", "Reserving", "Continuous"};
+    for (const QStringList& row : test::dataRows(QStringLiteral("status/controls.tsv")))
+      QTest::newRow(qPrintable(row[0])) << row[1] << int(states.indexOf(row[2])) << row[3];
   }
   void tableOfEachState() {
     QFETCH(QString, state);

@@ -8,6 +8,7 @@
 #include "data/csv.h"
 #include "data/formats.h"
 #include "support/data_fixtures.h"
+#include "support/data_table.h"
 #include "support/scripted_prompt.h"
 
 using namespace hygro;
@@ -153,49 +154,22 @@ void TstCsvImport::itemsAsTheyAreRead() {
 }
 
 void TstCsvImport::rejected_data() {
-  // The headline, then where and what.
   QTest::addColumn<QByteArray>("file");
   QTest::addColumn<QString>("message");
   const QByteArray rows = kRowTitles +
                           "1,\"2010/05/01 00:01:00\",\"20\",\"40\",\"\"\r\n"
                           "2,\"2010/05/01 00:02:00\",\"21\",\"41\",\"\"\r\n";
-  const QByteArray head = kShortTitles + kValues + rows;  // row 3 is line 6
-  QTest::newRow("bounds swapped")
-      << "\"Recognition name\",\"Start time\",\"Recording points\",\"Record interval\","
-         "\"Lower bound temperature setting\",\"Upper bound temperature setting\"\r\n" +
-             kValues + rows
-      << kWrongForm +
-             "\r\rline 1: titles 5 and 6 are 'Lower bound temperature setting' and 'Upper bound "
-             "temperature setting', not 'Upper bound temperature setting' and 'Lower bound "
-             "temperature setting', nor both empty.";
-  QTest::newRow("other csv") << QByteArray("a,b,c,d,e,f\r\n1,2,3,4,5,6\r\n")
-                             << kWrongForm + "\r\rline 1: title 1 is 'a', not 'Recognition name'.";
-  QTest::newRow("empty file") << QByteArray() << kFileError + "\r\rline 1: the file is empty.";
-  QTest::newRow("bad start time")
-      << kShortTitles + "\"N\",\"yesterday\",\"1\",\"60\",\"\",\"\"\r\n" + rows
-      << kFileError + "\r\rline 2: the start time 'yesterday' is not a date and time.";
-  QTest::newRow("points overflow")
-      << kShortTitles + "\"N\",\"2010/05/01\",\"9e99\",\"60\",\"\",\"\"\r\n" + rows
-      << kFileError + "\r\rline 2: the recording points '9e99' are out of range.";
+  for (const QStringList& row : test::dataRows(QStringLiteral("csv/rejected.tsv"))) {
+    QByteArray file = row[1].toUtf8();
+    file.replace("{HEAD}", kShortTitles + kValues + rows)
+        .replace("{SHORT}", kShortTitles)
+        .replace("{VALUES}", kValues)
+        .replace("{ROWS}", rows);
+    QTest::newRow(qPrintable(row[0])) << file << row[2];
+  }
   QTest::newRow("quote never closed")
       << kShortTitles + "\"" + QByteArray(8 << 20, 'x')
       << kFileError + "\r\rline 2: the line is longer than 1024 bytes.";
-  QTest::newRow("hour 25 in row 3")
-      << head + "3,\"2010/05/01 25:00:00\",\"22\",\"42\",\"\"\r\n"
-      << kFileError + "\r\rline 6: '2010/05/01 25:00:00' is not a date and time.";
-  QTest::newRow("items missing in row 3")
-      << head + "3,\"2010/05/01 00:03:00\",\"22\"\r\n"
-      << kFileError + "\r\rline 6: the file ends after 3 of the 5 items of a record.";
-  // Val would read these as 22, 0 and 0: a report of false numbers.
-  const char* const notNumbers[][2] = {{"\"22,31\",\"42\"", "'22,31'"},
-                                       {"\"22\",\"\"", "''"},
-                                       {"\"N/A\",\"42\"", "'N/A'"},
-                                       {"\"22\",\"4 2\"", "'4 2'"},
-                                       {"\"2.2e1\",\"42\"", "'2.2e1'"}};
-  for (const auto& [cells, shown] : notNumbers) {
-    QTest::newRow(shown) << head + "3,\"2010/05/01 00:03:00\"," + cells + ",\"\"\r\n"
-                         << kFileError + "\r\rline 6: " + shown + " is not a number.";
-  }
 }
 
 void TstCsvImport::rejected() {

@@ -32,6 +32,7 @@
 #include "sim/simline.h"
 #include "sim/wire.h"
 #include "support/data_fixtures.h"
+#include "support/data_table.h"
 #include "support/fake_transport.h"
 #include "support/scripted_prompt.h"
 #include "support/sim_process.h"
@@ -47,29 +48,6 @@ namespace {
 constexpr int kCeilingMs = 30000;
 constexpr int kTotalLogPoints = 144;  // what idle.json holds
 const QString kModel = QStringLiteral("QM720-XC");
-
-// The operations, in the order of the table.
-const QStringList kOps{
-    "connect",   "status read",     "one-time measurement", "continuous measurement",
-    "download",  "start recording", "stop recording",       "reserve a start",
-    "set clock", "set name",        "set alarm bounds",     "set memory mode",
-    "initialise"};
-// The faults, in the order of the table.
-const QStringList kFaults{"1 refusal",        "10 refusals",        "11 refusals",
-                          "silence",          "late answer",        "garbage around",
-                          "truncated answer", "flood without end",  "stalled stream",
-                          "unplug idle",      "unplug in exchange", "unplug in download"};
-// Operations a dialog's OK button starts; the rest are buttons of the window.
-const QStringList kFromDialogs{"start recording", "reserve a start",  "set clock",
-                               "set name",        "set alarm bounds", "set memory mode"};
-// One cell per fault for the quick run.
-const QStringList kQuickCells{"download/1 refusal",           "set name/10 refusals",
-                              "set alarm bounds/11 refusals", "one-time measurement/silence",
-                              "set clock/late answer",        "status read/garbage around",
-                              "status read/truncated answer", "status read/flood without end",
-                              "download/stalled stream",      "continuous measurement/unplug idle",
-                              "set name/unplug idle",         "start recording/unplug in exchange",
-                              "download/unplug in download"};
 
 // The first command code of each operation's own exchange: pulling the
 // logger out when it arrives is "during the exchange".
@@ -87,14 +65,6 @@ int unplugCode(const QString& op) {
                                          {"set alarm bounds", 46},
                                          {"set memory mode", 49}};
   return codes.value(op, -1);
-}
-
-bool applies(const QString& op, const QString& fault) {
-  if (fault == QLatin1String("stalled stream") || fault == QLatin1String("unplug in download"))
-    return op == QLatin1String("download");
-  // The initialise sequence is written without an exchange.
-  if (op == QLatin1String("initialise")) return fault != QLatin1String("unplug in exchange");
-  return true;
 }
 
 // What the fault setting on the emulator's control line is.
@@ -115,6 +85,7 @@ QString faultCommand(const QString& op, const QString& fault) {
   return QStringLiteral("unplug-after-points 50");
 }
 
+// What a cell of tests/data/faults/matrix.tsv expects.
 struct Expected {
   QString message;  // exact, or a prefix when `prefix`; empty: nothing is said
   QString title;
@@ -123,61 +94,14 @@ struct Expected {
   bool completes = true;  // the operation's effect must be there
 };
 
-Expected expectedFor(const QString& op, const QString& fault) {
+Expected expectedFrom(const QStringList& row) {
   Expected e;
-  e.title = kModel;
-  const bool connect = op == QLatin1String("connect");
-  if (op == QLatin1String("set alarm bounds") || op == QLatin1String("set memory mode"))
-    e.message = RecordingOperation::SetCompletionText();
-  if (op == QLatin1String("set clock")) {
-    e.message = RecordingOperation::SetCompletionText() + QStringLiteral("\r\r");
-    e.prefix = true;
-  }
-  const auto fails = [&](const QString& text, const QString& title, bool portOpen) {
-    e.message = text;
-    e.title = title;
-    e.prefix = false;
-    e.portOpen = portOpen;
-    e.completes = false;
-  };
-  const QString notConnected = Connection::NotConnectedText(QStringLiteral("Hygrotab"));
-  if (fault == QLatin1String("11 refusals") || (connect && fault == QLatin1String("10 refusals"))) {
-    // The identification takes no refusal as an answer: two attempts, both refused.
-    if (connect)
-      fails(notConnected, QStringLiteral("Hygrotab"), false);
-    else
-      fails(Exchange::RefusalText(), kModel, false);
-  } else if (fault == QLatin1String("silence")) {
-    if (connect)
-      fails(notConnected, QStringLiteral("Hygrotab"), false);
-    else
-      fails(Exchange::TimeOutText(), kModel, false);
-  } else if (fault == QLatin1String("stalled stream") ||
-             fault == QLatin1String("unplug in download")) {
-    fails(QStringLiteral("It failed in download."), kModel,
-          fault == QLatin1String("stalled stream"));
-  } else if (fault == QLatin1String("unplug idle")) {
-    if (connect) {
-      // The port is gone before the click.
-      fails(notConnected + QStringLiteral("\r\r"), QStringLiteral("Hygrotab"), false);
-      e.prefix = true;
-    } else if (kFromDialogs.contains(op)) {
-      // A dialog's OK with the port gone: its commands go nowhere and the
-      // exchange times out, as any unanswered one does. (The window's own
-      // buttons are disabled without a port and do nothing.)
-      fails(Exchange::TimeOutText(), QStringLiteral("Hygrotab"), false);
-    } else {
-      fails(QString(), kModel, false);
-    }
-  } else if (fault == QLatin1String("unplug in exchange")) {
-    fails(op == QLatin1String("download") ? QStringLiteral("It failed in download.") : QString(),
-          kModel, false);
-  }
-  if (op == QLatin1String("initialise") && fault != QLatin1String("unplug idle")) {
-    // Written without waiting for an answer: no answer fault can touch it.
-    e = Expected{};
-    e.title = kModel;
-  }
+  e.message = row.value(3) == QLatin1String("-") ? QString() : row.value(3);
+  e.prefix = e.message.endsWith(QLatin1String("..."));
+  if (e.prefix) e.message.chop(3);
+  e.title = row.value(4);
+  e.portOpen = row.value(5) == QLatin1String("open");
+  e.completes = row.value(6) == QLatin1String("completes");
   return e;
 }
 
@@ -273,30 +197,13 @@ struct CellRig {
   }
 };
 
-struct Row {
-  QString message, title, port, held, seconds, result, note;
-};
-
-void appendRow(int index, const QString& op, const QString& fault, const Row& r) {
-  const QString path = qEnvironmentVariable("HYGROTAB_FAULT_TABLE");
-  if (path.isEmpty()) return;
-  QFile f(path);
-  if (!f.open(QIODevice::Append | QIODevice::Text)) return;
-  const QStringList fields{QString::number(index),
-                           op,
-                           fault,
-                           r.message,
-                           r.title,
-                           r.port,
-                           r.held,
-                           r.seconds,
-                           r.result,
-                           r.note};
+// Appends a row of the table in docs/reliability.md to $HYGROTAB_FAULT_TABLE.
+void appendRow(const QStringList& fields) {
+  QFile f(qEnvironmentVariable("HYGROTAB_FAULT_TABLE"));
+  if (f.fileName().isEmpty() || !f.open(QIODevice::Append | QIODevice::Text)) return;
   QStringList clean;
-  for (QString s : fields)
-    clean << s.replace(QLatin1Char('\t'), QLatin1Char(' '))
-                 .replace(QLatin1Char('\n'), QLatin1Char(' '));
-  f.write((clean.join(QLatin1Char('\t')) + QLatin1Char('\n')).toUtf8());
+  for (QString s : fields) clean << s.replace(u'\t', u' ').replace(u'\n', u' ');
+  f.write((clean.join(u'\t') + u'\n').toUtf8());
 }
 
 }  // namespace
@@ -387,26 +294,21 @@ void TestFaultMatrix::noiseOverflowingTheBufferIsNoVersion() {
 
 void TestFaultMatrix::cell_data() {
   QTest::addColumn<int>("index");
-  QTest::addColumn<QString>("op");
-  QTest::addColumn<QString>("fault");
+  QTest::addColumn<QStringList>("row");
   const bool full = qEnvironmentVariable("HYGROTAB_FAULT_MATRIX") == QLatin1String("full");
   int index = 0;
-  for (const QString& op : kOps) {
-    for (const QString& fault : kFaults) {
-      if (!applies(op, fault)) continue;
-      ++index;
-      const QString tag = op + QLatin1Char('/') + fault;
-      if (!full && !kQuickCells.contains(tag)) continue;
-      QTest::newRow(qPrintable(tag)) << index << op << fault;
-    }
+  for (const QStringList& row : test::dataRows(QStringLiteral("faults/matrix.tsv"))) {
+    ++index;
+    if (full || row.value(2) == QLatin1String("quick"))
+      QTest::newRow(qPrintable(row[0] + QLatin1Char('/') + row[1])) << index << row;
   }
 }
 
 void TestFaultMatrix::cell() {
   QFETCH(int, index);
-  QFETCH(QString, op);
-  QFETCH(QString, fault);
-  const Expected want = expectedFor(op, fault);
+  QFETCH(QStringList, row);
+  const QString op = row[0], fault = row[1];
+  const Expected want = expectedFrom(row);
   const bool connectOp = op == QLatin1String("connect");
 
   CellRig r;
@@ -538,25 +440,20 @@ void TestFaultMatrix::cell() {
   if (!want.completes && completed && fault != QLatin1String("unplug idle"))
     problems << QStringLiteral("completed although it should have failed");
 
-  Row row;
   QStringList texts, titles;
   for (const auto& c : said) {
     texts << QLatin1Char('"') + shown(op, c.text) + QLatin1Char('"');
     titles << c.title;
   }
-  row.message = texts.isEmpty() ? QStringLiteral("(nothing)") : texts.join(QStringLiteral("; "));
-  row.title = titles.join(QStringLiteral("; "));
-  row.port = s.connected() ? QStringLiteral("open") : QStringLiteral("closed");
-  row.held = heldOk ? QStringLiteral("yes") : QStringLiteral("no");
-  row.seconds = QString::number(seconds, 'f', 1);
-  row.result = problems.isEmpty() ? QStringLiteral("ok") : QStringLiteral("FAIL");
-  row.note = problems.join(QStringLiteral(", "));
-  appendRow(index, op, fault, row);
-
-  QVERIFY2(
-      problems.isEmpty(),
-      qPrintable(problems.join(QStringLiteral(", ")) + QStringLiteral(" | said: ") + row.message +
-                 QStringLiteral(" [") + row.title + QStringLiteral("] port ") + row.port));
+  const QString message = texts.isEmpty() ? QStringLiteral("(nothing)") : texts.join(u"; ");
+  const QString port = s.connected() ? QStringLiteral("open") : QStringLiteral("closed");
+  appendRow(
+      {QString::number(index), op, fault, message, titles.join(u"; "), port,
+       heldOk ? QStringLiteral("yes") : QStringLiteral("no"), QString::number(seconds, 'f', 1),
+       problems.isEmpty() ? QStringLiteral("ok") : QStringLiteral("FAIL"), problems.join(u", ")});
+  QVERIFY2(problems.isEmpty(), qPrintable(problems.join(u", ") + QStringLiteral(" | said: ") +
+                                          message + QStringLiteral(" [") + titles.join(u"; ") +
+                                          QStringLiteral("] port ") + port));
 }
 
 QTEST_MAIN(TestFaultMatrix)

@@ -13,6 +13,7 @@
 #include "link/serialtransport.h"
 #include "logger/session.h"
 #include "sim/simtransport.h"
+#include "support/data_table.h"
 #include "support/emulator_rig.h"
 #include "support/fake_transport.h"
 #include "support/recording_bridge.h"
@@ -135,22 +136,8 @@ class TestConnection : public QObject {
     QCOMPARE(FindFtdiBySerial(listed, QString()), QString());
   }
 
-  // The bridge behind a port, as a fake sysfs tree describes it: a plain
-  // FT232R, an FT231X whose pins the serial driver offers as GPIO lines, the
-  // second port of an FT2232, and a tty that is no USB device.
   void theBridgeBehindAPortIsFoundInSysfs_data() {
-    QTest::addColumn<QString>("port");
-    QTest::addColumn<QString>("found");  // bus.address serial interface chips
-    QTest::newRow("FT232R") << "/dev/ttyUSB0"
-                            << "3.4 HYGLOG01 0 ";
-    QTest::newRow("GPIO lines") << "/dev/ttyUSB1"
-                                << "3.7 A10K3XYZ 0 gpiochip2";
-    QTest::newRow("second port") << "/dev/ttyUSB2"
-                                 << "3.9 FT4NBQ2K 1 ";
-    QTest::newRow("not USB") << "/dev/ttyS0"
-                             << "";
-    QTest::newRow("no such tty") << "/dev/ttyUSB7"
-                                 << "";
+    test::addDataRows(QStringLiteral("link/bridges.tsv"), {"port", "found"});
   }
   void theBridgeBehindAPortIsFoundInSysfs() {
     QFETCH(QString, port);
@@ -188,33 +175,18 @@ class TestConnection : public QObject {
   }
 
   void thePinsGoTheWayTheBridgeOffers_data() {
-    QTest::addColumn<QString>("port");
-    QTest::addColumn<QString>("label");  // of every GPIO chip
-    QTest::addColumn<bool>("haveGpio");
-    QTest::addColumn<bool>("haveLibFtdi");
-    QTest::addColumn<QString>("route");
-    QTest::newRow("GPIO lines") << "/dev/ttyUSB1"
-                                << "ftdi-cbus" << true << true << "gpio gpiochip2";
-    QTest::newRow("another chip") << "/dev/ttyUSB1"
-                                  << "gpio-mockup-A" << true << true << "libftdi";
-    QTest::newRow("no libgpiod") << "/dev/ttyUSB1"
-                                 << "ftdi-cbus" << false << true << "libftdi";
-    QTest::newRow("no GPIO chip") << "/dev/ttyUSB0"
-                                  << "ftdi-cbus" << true << true << "libftdi";
-    QTest::newRow("nothing to drive") << "/dev/ttyUSB0"
-                                      << "" << true << false << "none";
-    QTest::newRow("not USB") << "/dev/ttyS0"
-                             << "" << true << true << "none";
+    test::addDataRows(QStringLiteral("link/pin_routes.tsv"),
+                      {"port", "label", "haveGpio", "haveLibFtdi", "route"});
   }
   void thePinsGoTheWayTheBridgeOffers() {
     QFETCH(QString, port);
     QFETCH(QString, label);
-    QFETCH(bool, haveGpio);
-    QFETCH(bool, haveLibFtdi);
+    QFETCH(QString, haveGpio);
+    QFETCH(QString, haveLibFtdi);
     QFETCH(QString, route);
     const UsbBridge b = LocateUsbBridge(port, QStringLiteral(HYGROTAB_TEST_DATA "/sysfs"));
     const PinRoute r = ChoosePinRoute(
-        b, [&](const QString&) { return label; }, haveGpio, haveLibFtdi);
+        b, [&](const QString&) { return label; }, haveGpio == u'1', haveLibFtdi == u'1');
     const QString got = r.backend == PinBackend::GpioChip  ? QStringLiteral("gpio ") + r.gpioChip
                         : r.backend == PinBackend::LibFtdi ? QStringLiteral("libftdi")
                                                            : QStringLiteral("none");

@@ -8,13 +8,13 @@
 #include "data/formats.h"
 #include "graph/render_graph.h"
 #include "graph/render_ticks.h"
+#include "support/data_table.h"
 
 using namespace hygro;
 namespace tk = hygro::ticks;
 
 namespace {
 
-const QString kPercent = QStringLiteral(u"\uFF05");
 constexpr double kSec = 1.0 / 86400.0;
 const double kEnd = fmt::dateSerial(2023, 6, 1, 12, 0, 0);
 
@@ -94,10 +94,10 @@ class TstRenderGraph : public QObject {
   Q_OBJECT
 
  private slots:
-  void timeSpansChooseStepColourAndLabels();
-  void monthStartIsLabelledWhateverTheSpan();
+  void ticksFollowTheSpan_data();
+  void ticksFollowTheSpan();
   void startSearchKeepsItsLastHit();
-  void valueGridAndLabelThresholdsDiffer();
+  void valueVisitStartsAtAWholeUnit();
   void scrollLimitsFollowTheDataSet();
   void gridLineHasItsColour();
   void boundLinesOnlyForTemperatureOfTheBoundModel();
@@ -110,52 +110,35 @@ class TstRenderGraph : public QObject {
   void windowRecords();
 };
 
-void TstRenderGraph::timeSpansChooseStepColourAndLabels() {
-  const double t = fmt::dateSerial(2023, 6, 1, 11, 7, 3);  // an ordinary second
-  const double ten = fmt::dateSerial(2023, 6, 1, 11, 7, 10);
-  const double minute = fmt::dateSerial(2023, 6, 1, 11, 7, 0);
-  const double noon = fmt::dateSerial(2023, 6, 1, 12, 0, 0);
-  struct Case {
-    double S;
-    qint64 step;
-  } cases[] = {{9, 1},    {10, 1},     {59, 1},       {60, 1},        {399, 1},
-               {400, 60}, {11999, 60}, {12000, 3600}, {719999, 3600}, {720000, 86400}};
-  for (const Case& c : cases) QCOMPARE(tk::TimeGridVisit(c.S, 0, kEnd).step, c.step);
-
-  // Every second is labelled under 10 s, every ten seconds under 60 s.
-  QCOMPARE(tk::TimeLabel(t, 9), QStringLiteral("11:07:03"));
-  QCOMPARE(tk::TimeLabel(t, 10), QString());
-  QCOMPARE(tk::TimeLabel(ten, 59), QStringLiteral("11:07:10"));
-  QCOMPARE(tk::TimeLabel(ten, 60), QString());
-  QCOMPARE(tk::TimeLabel(minute, 599), QStringLiteral("11:07:00"));
-  QCOMPARE(tk::TimeLabel(minute, 600), QString());
-
-  // Every second gets a line under 400 s, every minute under 12000 s, hours
-  // and noon under 720000 s; midnights always.
-  QCOMPARE(tk::TimeGridColor(t, 399), int(tk::kEverySecond));
-  QCOMPARE(tk::TimeGridColor(t, 400), tk::kNoLine);
-  QCOMPARE(tk::TimeGridColor(minute, 11999), int(tk::kMinute));
-  QCOMPARE(tk::TimeGridColor(minute, 12000), tk::kNoLine);
-  QCOMPARE(tk::TimeGridColor(noon, 719999), int(tk::kNoon));
-  QCOMPARE(tk::TimeGridColor(noon, 720000), tk::kNoLine);
-  QCOMPARE(tk::TimeGridColor(fmt::dateSerial(2023, 6, 2, 0, 0, 0), 720000), int(tk::kMidnight));
-  QCOMPARE(tk::TimeGridColor(fmt::dateSerial(2023, 6, 1, 11, 30, 0), 11999), int(tk::kHalfHour));
-  // Every ten minutes under 1800 s, the half hour under 3600 s.
-  QCOMPARE(tk::TimeLabel(fmt::dateSerial(2023, 6, 1, 11, 40, 0), 1799), QStringLiteral("11:40:00"));
-  QCOMPARE(tk::TimeLabel(fmt::dateSerial(2023, 6, 1, 11, 40, 0), 1800), QString());
-  QCOMPARE(tk::TimeLabel(fmt::dateSerial(2023, 6, 1, 11, 30, 0), 3599), QStringLiteral("11:30:00"));
-  QCOMPARE(tk::TimeLabel(fmt::dateSerial(2023, 6, 1, 11, 30, 0), 3600), QString());
+void TstRenderGraph::ticksFollowTheSpan_data() {
+  QTest::addColumn<QStringList>("row");
+  int n = 0;
+  for (const QStringList& row : test::dataRows(QStringLiteral("graph/ticks.tsv")))
+    QTest::addRow("%d %s", ++n, qPrintable(row.join(u' '))) << row;
 }
 
-void TstRenderGraph::monthStartIsLabelledWhateverTheSpan() {
-  const double first = fmt::dateSerial(2023, 4, 1, 0, 0, 0);
-  const double second = fmt::dateSerial(2023, 4, 2, 0, 0, 0);
-  QCOMPARE(tk::TimeLabel(first, 5), QStringLiteral("4/1"));
-  QCOMPARE(tk::TimeLabel(first, 5000000), QStringLiteral("4/1"));
-  QCOMPARE(tk::TimeLabel(second, 5), QStringLiteral("4/2"));
-  QCOMPARE(tk::TimeLabel(second, 2267999), QStringLiteral("4/2"));
-  QCOMPARE(tk::TimeLabel(second, 2268000), QString());
-  QCOMPARE(tk::TimeGridColor(first, 5000000), int(tk::kMonthStart));
+void TstRenderGraph::ticksFollowTheSpan() {
+  QFETCH(QStringList, row);
+  static const QStringList colours{"MonthStart", "Midnight",    "Noon",     "Hour", "HalfHour",
+                                   "Minute",     "EverySecond", "ZeroLine", "Tens", "Fives",
+                                   "Ones",       "Halves",      "Tenths"};
+  const auto colour = [](int c) { return c == tk::kNoLine ? QStringLiteral("none") : colours[c]; };
+  double t = 0;
+  if (row[0] == QLatin1String("label") || row[0] == QLatin1String("line"))
+    QVERIFY(fmt::parseGeneralDate(row[1], &t));
+  const QString& kind = row[0];
+  QString got;
+  if (kind == QLatin1String("step"))
+    got = QString::number(tk::TimeGridVisit(row[1].toDouble(), 0, kEnd).step);
+  else if (kind == QLatin1String("label"))
+    got = tk::TimeLabel(t, row[2].toDouble());
+  else if (kind == QLatin1String("line"))
+    got = colour(tk::TimeGridColor(t, row[2].toDouble()));
+  else if (kind == QLatin1String("vline"))
+    got = colour(tk::ValueGridColor(row[1].toInt(), row[2].toInt()));
+  else
+    got = tk::ValueLabel(row[1].toInt(), row[2].toInt(), row[3]);
+  QCOMPARE(got, row.last());
 }
 
 void TstRenderGraph::startSearchKeepsItsLastHit() {
@@ -177,33 +160,7 @@ void TstRenderGraph::startSearchKeepsItsLastHit() {
   QCOMPARE(v.step, qint64(1));
 }
 
-void TstRenderGraph::valueGridAndLabelThresholdsDiffer() {
-  const QString C = QStringLiteral("C");
-  // Fives: grid while V <= 200, label while V < 250.
-  QCOMPARE(tk::ValueGridColor(50, 200), int(tk::kFives));
-  QCOMPARE(tk::ValueGridColor(50, 201), tk::kNoLine);
-  QCOMPARE(tk::ValueLabel(50, 249, C), QStringLiteral("5C"));
-  QCOMPARE(tk::ValueLabel(50, 250, C), QString());
-  // Ones: grid while V <= 100, label while V < 50.
-  QCOMPARE(tk::ValueGridColor(30, 100), int(tk::kOnes));
-  QCOMPARE(tk::ValueGridColor(30, 101), tk::kNoLine);
-  QCOMPARE(tk::ValueLabel(30, 49, C), QStringLiteral("3C"));
-  QCOMPARE(tk::ValueLabel(30, 50, C), QString());
-  // Halves and tenths.
-  QCOMPARE(tk::ValueGridColor(-5, 50), int(tk::kHalves));
-  QCOMPARE(tk::ValueLabel(-5, 9, C), QStringLiteral("-0.5C"));
-  QCOMPARE(tk::ValueLabel(-5, 10, C), QString());
-  QCOMPARE(tk::ValueGridColor(1, 10), int(tk::kTenths));
-  QCOMPARE(tk::ValueGridColor(1, 11), tk::kNoLine);
-  QCOMPARE(tk::ValueLabel(1, 4, kPercent), QStringLiteral(u"0.1\uFF05"));
-  QCOMPARE(tk::ValueLabel(1, 5, kPercent), QString());
-  // Zero and tens always have a line; every 20 units always a label, every
-  // ten while V < 500.
-  QCOMPARE(tk::ValueGridColor(0, 1000), int(tk::kZeroLine));
-  QCOMPARE(tk::ValueGridColor(-100, 1000), int(tk::kTens));
-  QCOMPARE(tk::ValueLabel(200, 1000, C), QStringLiteral("20C"));
-  QCOMPARE(tk::ValueLabel(100, 499, C), QStringLiteral("10C"));
-  QCOMPARE(tk::ValueLabel(100, 500, C), QString());
+void TstRenderGraph::valueVisitStartsAtAWholeUnit() {
   // The visit starts at the whole unit at or below B.
   tk::ValueVisit v = tk::ValueGridVisit(12.5, 13);
   QCOMPARE(v.firstK, qint64(120));

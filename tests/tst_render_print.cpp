@@ -15,6 +15,7 @@
 #include "data/formats.h"
 #include "print/render_print.h"
 #include "support/data_fixtures.h"
+#include "support/data_table.h"
 
 using namespace hygro;
 using hygro::test::addSample;
@@ -106,25 +107,20 @@ class TstRenderPrint : public QObject {
   void reportPrintsTheListAsTheViewShowsIt();
 };
 
-void TstRenderPrint::headerTexts() {
-  QCOMPARE(IntervalText(90), QStringLiteral("1 Min30 Sec"));
-  QCOMPARE(IntervalText(60), QStringLiteral("1 Min"));
-  QCOMPARE(IntervalText(5), QStringLiteral("5 Sec"));
-  QCOMPARE(IntervalText(3605), QStringLiteral("60 Min5 Sec"));
+// The report of the reference set in tests/data/print: its header (QM720-XC),
+// the block of all records and that of records 2..3.
+static QStringList referenceReport() {
+  return test::dataText(QStringLiteral("print/reference_report.txt"))
+      .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
 
+void TstRenderPrint::headerTexts() {
   DataSets sets;
   fillReferenceSet(sets, LogData);
   PrintJob job{LogData, QStringLiteral("ROOM1"), 1, 0};
   DataSetInfo& info = sets.info(LogData);
   info.Model = QStringLiteral("QM720-XC");
-  QCOMPARE(ReportHeaderLines(sets, job),
-           QStringList(
-               {QStringLiteral("Recognition name ROOM1"),
-                QStringLiteral("Start time 2010/05/01 13:04:05"),
-                QStringLiteral("Recording points") + kSp + QStringLiteral("4 Point"),
-                QStringLiteral("Record interval 10 Min"),
-                QStringLiteral("Upper bound temperature setting ON") + kSp + QStringLiteral("30 C"),
-                QStringLiteral("Lower bound temperature setting") + kSp + QStringLiteral("OFF")}));
+  QCOMPARE(ReportHeaderLines(sets, job), referenceReport().mid(0, 6));
   // Negative bounds round toward minus infinity: 3400 counts are -5.1 -> -6.
   info.UpperOn = false;
   info.LowerOn = true;
@@ -147,29 +143,13 @@ void TstRenderPrint::headerTexts() {
 void TstRenderPrint::statisticsBlocks() {
   DataSets sets;
   fillReferenceSet(sets, LogData);
-  const auto line = [](const char* label, const char* no, const char* time, const char* value,
-                       const char* unit) {
-    return QLatin1String(label) + kSp + QLatin1Char(' ') + QLatin1String(no) + kSp +
-           QLatin1String(time) + kSp + QLatin1String(value) + QLatin1String(unit);
-  };
-  const QStringList all = {
-      QStringLiteral("In all records"),
-      line("Maximum temperature", "00001", "2010/05/01 13:04:05", "23.46", " C"),
-      line("Minimum temperature", "00004", "2010/05/02 00:10:00", "-5.00", " C"),
-      line("Maximum humidity", "00002", "2010/05/01 13:14:05", "100.00", " %RH"),
-      line("Minimum humidity", "00003", "2010/05/02 00:00:00", "0.50", " %RH")};
+  const QStringList all = referenceReport().mid(6, 5);
   QCOMPARE(
       StatsBlockLines(sets, LogData, sets.info(LogData).Stats, QStringLiteral("In all records")),
       all);
-
   // Records 2..3: the extremes of that range only, negatives with a digit
   // before the point.
-  const QStringList range = {
-      QStringLiteral("Range of selection"),
-      line("Maximum temperature", "00002", "2010/05/01 13:14:05", "0.04", " C"),
-      line("Minimum temperature", "00003", "2010/05/02 00:00:00", "-0.25", " C"),
-      line("Maximum humidity", "00002", "2010/05/01 13:14:05", "100.00", " %RH"),
-      line("Minimum humidity", "00003", "2010/05/02 00:00:00", "0.50", " %RH")};
+  const QStringList range = referenceReport().mid(11, 5);
   QCOMPARE(StatsBlockLines(sets, LogData, RangeStats(sets, LogData, 2, 3),
                            QStringLiteral("Range of selection")),
            range);

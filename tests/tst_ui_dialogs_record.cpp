@@ -20,6 +20,7 @@
 #include "logger/session.h"
 #include "support/emulator_rig.h"
 #include "support/fake_clock.h"
+#include "support/widget_table.h"
 
 using namespace hygro;
 using hygro::test::ScriptedPrompt;
@@ -82,15 +83,7 @@ class TestRecordDialogs : public QObject {
     QCOMPARE(f.objectName(), QStringLiteral("Form12"));
 
     // Opens with what the logger holds: LAB1, 10 min, 30 C on, -5 C off, one time.
-    QCOMPARE(child<QLineEdit>(&f, "Text1")->text(), QStringLiteral("LAB1"));
-    QCOMPARE(child<QComboBox>(&f, "Combo2")->currentText(), QStringLiteral("10"));
-    QVERIFY(child<QRadioButton>(&f, "Option2")->isChecked());
-    QCOMPARE(child<QScrollBar>(&f, "VScroll4")->value(), 30);
-    QCOMPARE(child<QLabel>(&f, "Label1")->text(), QStringLiteral("30C"));
-    QVERIFY(child<QRadioButton>(&f, "Option3")->isChecked());
-    QCOMPARE(child<QScrollBar>(&f, "VScroll5")->value(), -5);
-    QVERIFY(child<QRadioButton>(&f, "Option6")->isChecked());
-    QVERIFY(child<QRadioButton>(&f, "Option7")->isChecked());
+    CHECK_SHOWN(f, QStringLiteral("window/shown.tsv"), QStringLiteral("start"));
     QCOMPARE(child<QGroupBox>(&f, "Frame3")->isVisible(), boundsShown);
 
     child<QLineEdit>(&f, "Text1")->setText(QStringLiteral("T1"));
@@ -293,24 +286,23 @@ class TestRecordDialogs : public QObject {
       QCOMPARE(child<QLabel>(&g, "Label7")->text(), QStringLiteral("10"));
       QVERIFY(g.isVisible());
       QVERIFY(r.frames.isEmpty());
-    }
-    {
+      g.close();
+
       // The date bar reaches the day the present minute comes round again,
       // and on that day the minutes from then on are refused.
-      CONNECTED(r, QStringLiteral("idle.json"));
-      const QDateTime now(QDate(2030, 1, 15), QTime(8, 10, 0));
-      Form7 g(&r.session, nullptr, fixedClock(&now));
-      g.show();
-      auto* date = child<QScrollBar>(&g, "VScroll1");
+      r.prompt.calls.clear();
+      Form7 h(&r.session, nullptr, fixedClock(&now));
+      h.show();
+      auto* date = child<QScrollBar>(&h, "VScroll1");
       QCOMPARE(date->maximum(), 31);
       date->setValue(date->maximum());
-      QCOMPARE(child<QLabel>(&g, "Label5")->text(), QStringLiteral("2030/02/15/"));
-      click(&g, "Command1");
+      QCOMPARE(child<QLabel>(&h, "Label5")->text(), QStringLiteral("2030/02/15/"));
+      click(&h, "Command1");
       QVERIFY2(r.prompt.messages().value(0).endsWith(
                    QStringLiteral("The last time that can be reserved now is 2030/02/15 08:09.")),
                qPrintable(r.prompt.messages().join('|')));
       QCOMPARE(date->value(), 0);
-      QVERIFY(g.isVisible());
+      QVERIFY(h.isVisible());
       QVERIFY(r.frames.isEmpty());
       // February has no 31st: all of it, and not a day more.
       const QDateTime end(QDate(2031, 1, 31), QTime(10, 0, 0));

@@ -3,12 +3,10 @@
 #include <QtTest>
 
 #include "app/loggerini.h"
+#include "support/data_fixtures.h"
 
 #ifdef Q_OS_UNIX
-#include <sys/resource.h>
 #include <unistd.h>
-
-#include <csignal>
 #endif
 
 using namespace hygro;
@@ -121,16 +119,11 @@ class TestLoggerIni : public QObject {
     // The disk takes only a few bytes (a file size limit holds for root as
     // well): the write fails half way, and the old file stays whole.
     error.clear();
-    rlimit saved{};
-    QCOMPARE(::getrlimit(RLIMIT_FSIZE, &saved), 0);
-    rlimit small = saved;
-    small.rlim_cur = 5;
-    auto* oldHandler = std::signal(SIGXFSZ, SIG_IGN);
-    QCOMPARE(::setrlimit(RLIMIT_FSIZE, &small), 0);
-    const bool saved5 = LoggerIni_Save(path, next, &error);
-    ::setrlimit(RLIMIT_FSIZE, &saved);
-    std::signal(SIGXFSZ, oldHandler);
-    QVERIFY(!saved5);
+    {
+      test::FileSizeLimit limit(5);
+      QVERIFY(limit.active());
+      QVERIFY(!LoggerIni_Save(path, next, &error));
+    }
     QVERIFY2(error.startsWith(QStringLiteral("The settings file ") + path +
                               QStringLiteral(" could not be written: ")),
              qPrintable(error));

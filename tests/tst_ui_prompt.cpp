@@ -11,6 +11,7 @@
 #include <functional>
 
 #include "dialogs/qtprompt.h"
+#include "support/data_table.h"
 
 using namespace hygro;
 
@@ -71,21 +72,7 @@ class TstUiPrompt : public QObject {
   Q_OBJECT
  private Q_SLOTS:
   void extensionComesFromTheFilter_data() {
-    QTest::addColumn<QString>("typed");
-    QTest::addColumn<QString>("filter");
-    QTest::addColumn<QString>("saved");
-    QTest::newRow("none") << "/d/report" << kCsv << "/d/report.csv";
-    QTest::newRow("typed") << "/d/report.CSV" << kCsv << "/d/report.CSV";
-    QTest::newRow("dot in name") << "/d/LAB.1_100501_130405" << kCsv
-                                 << "/d/LAB.1_100501_130405.csv";
-    QTest::newRow("trailing dot") << "/d/report." << kCsv << "/d/report.csv";
-    QTest::newRow("other type") << "/d/notes.txt" << kCsv << "/d/notes.txt.csv";
-    QTest::newRow("png") << "/d/graph"
-                         << "PNG image(*.png)|*.png"
-                         << "/d/graph.png";
-    QTest::newRow("qt form") << "/d/report"
-                             << "PDF (*.pdf)"
-                             << "/d/report.pdf";
+    test::addDataRows(QStringLiteral("window/extensions.tsv"), {"typed", "filter", "saved"});
   }
   void extensionComesFromTheFilter() {
     QFETCH(QString, typed);

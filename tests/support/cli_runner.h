@@ -87,3 +87,13 @@ class SimLogger {
 #define CLI_RUN(r, code, call)             \
   const hygro::test::CliResult r = (call); \
   QVERIFY2(r.exitCode == (code), CLI_DIAG(r))
+
+// Declares `sim`, a SimLogger started on `state` (a file in tests/data/sim)
+// with the further hygrotab-sim options `extra` (one string, as a shell
+// splits it), and fails the test when it does not start.
+#define START_SIM(sim, state, extra)                                                          \
+  hygro::test::SimLogger sim;                                                                 \
+  do {                                                                                        \
+    QString simError;                                                                         \
+    QVERIFY2(sim.start((state), hygro::test::words(extra), &simError), qPrintable(simError)); \
+  } while (0)

@@ -58,3 +58,11 @@ T* child(QWidget& w, const char* name) {
 }
 
 }  // namespace hygro::test
+
+// Declares `w`, the main window on `rig`'s session, shown (at `size`, when
+// given) and exposed.
+#define SHOW_WINDOW(w, rig, ...)                                                       \
+  hygro::Form1 w((rig).session.get(), &(rig).prompt);                                  \
+  for (const QSize size_ : std::initializer_list<QSize>{__VA_ARGS__}) w.resize(size_); \
+  w.show();                                                                            \
+  QVERIFY(QTest::qWaitForWindowExposed(&w))
