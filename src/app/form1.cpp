@@ -650,6 +650,8 @@ void Form1::buildMenus() {
     });
   }
 
+  buildAnalysis(m1, m3, display);
+
   QMenu* help = bar->addMenu(QStringLiteral("Help(&H)"));
   help->setObjectName(QStringLiteral("mHelp"));
   connect(namedAction(help, "mVersion", QStringLiteral("Version(&A)")), &QAction::triggered, this,

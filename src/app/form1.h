@@ -9,6 +9,7 @@
 #include <QPointer>
 #include <QTimer>
 
+#include "analysis/analysis.h"
 #include "logger/statusview.h"
 #include "print/render_print.h"
 
@@ -22,11 +23,13 @@ class QStatusBar;
 class QTreeView;
 class QDragEnterEvent;
 class QDropEvent;
+class QDockWidget;
 
 namespace hygro {
 
 class DumpModel;
 class DownloadProgress;
+class StatsPanel;
 class GraphPanel;
 class Session;
 class QtPrompt;
@@ -65,6 +68,7 @@ class Form1 : public QMainWindow {
   bool dumpView() const;
 
   GraphPanel* graphs() const { return graphs_; }
+  StatsPanel* statsPanel() const { return stats_; }
 
   // Writes the two graphs as shown into one PNG (temperature above
   // humidity); false when nothing was written.
@@ -97,6 +101,12 @@ class Form1 : public QMainWindow {
   Dialog* showDialog(Args&&... args);
   DownloadProgress* progress_ = nullptr;
   void buildMenus();
+  // The evidence additions (form1_analysis.cpp): the statistics panel and
+  // their entries in the File, Tool and Display menus.
+  void buildAnalysis(QMenu* file, QMenu* tool, QMenu* display);
+  // The graph's shading and the list's marks as "Show excursions" says.
+  void followExcursions();
+  void setUnit(analysis::Unit unit);
   QWidget* buildLoggerPanel();
   QWidget* buildDataArea();
   void registerControls();
@@ -184,6 +194,12 @@ class Form1 : public QMainWindow {
   QAction* downloadAction;
   QTimer tokei;
   bool endingBySignal_ = false;
+  QDockWidget* statsDock_ = nullptr;
+  StatsPanel* stats_ = nullptr;
+  QAction* excursionsAction_ = nullptr;
+  QTimer excursionsDue_;  // one recomputation for changes that come together
+  analysis::Unit unit_ = analysis::Unit::Celsius;
+  QString company_;  // for the summary page
 };
 
 }  // namespace hygro
