@@ -198,6 +198,9 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
   const QString ini = loggerIniPath();
   const LoggerIniValues stored = ini.isEmpty() ? LoggerIniValues{} : LoggerIni_Read(ini);
   iniOption_ = stored.option;
+  const LoggerIniExtras extras = ini.isEmpty() ? LoggerIniExtras{} : LoggerIni_ReadExtras(ini);
+  company_ = extras.company;
+  setUnit(extras.fahrenheit ? analysis::Unit::Fahrenheit : analysis::Unit::Celsius);
   if (!stored.folder.isEmpty()) prompt_->startFolder = stored.folder;
   session_->connection().Port_Settings_Apply(QString::number(stored.port));
   Combo4->setCurrentText(QString::number(stored.port));
@@ -694,7 +697,8 @@ bool Form1::Save() {
   v.option = iniOption_;
   v.folder = prompt_->startFolder.isEmpty() ? QDir::currentPath() : prompt_->startFolder;
   QString error;
-  if (LoggerIni_Save(path, v, &error)) return true;
+  if (LoggerIni_Save(path, v, &error, {company_, unit_ == analysis::Unit::Fahrenheit}))
+    return true;
   if (!endingBySignal_)
     prompt_->message(QStringLiteral("The settings could not be saved.\r\r") + error,
                      session_->windowTitle());
@@ -1004,6 +1008,7 @@ void Form1::openPrintDialog() {
     d = showDialog<Form10>(prompt_, selectedRecords());
   else
     d = showDialog<Form9>(prompt_);
+  d->setSummaryOptions(company_, unit_);
   connect(d, &PrintDialog::printStarted, this, &Form1::printStarted);
 }
 

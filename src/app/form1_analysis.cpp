@@ -5,6 +5,7 @@
 #include <QAction>
 #include <QActionGroup>
 #include <QDockWidget>
+#include <QInputDialog>
 #include <QMenu>
 #include <QMenuBar>
 #include <QPainter>
@@ -41,7 +42,6 @@ class MarkDelegate : public QStyledItemDelegate {
 
 void Form1::buildAnalysis(QMenu* file, QMenu* tool, QMenu* display) {
   Q_UNUSED(file);
-  Q_UNUSED(tool);
   // A dock rather than a dialog: it stays beside the graphs while they are
   // scrolled, covers nothing, and can be pulled off as a window of its own
   // where the screen is short.
@@ -52,6 +52,23 @@ void Form1::buildAnalysis(QMenu* file, QMenu* tool, QMenu* display) {
   statsDock_->setAllowedAreas(Qt::RightDockWidgetArea | Qt::BottomDockWidgetArea);
   addDockWidget(Qt::RightDockWidgetArea, statsDock_);
   statsDock_->hide();
+
+  tool->addSeparator();
+  QAction* company = tool->addAction(QStringLiteral("Company name(&O)…"));
+  company->setObjectName(QStringLiteral("mCompany"));
+  connect(company, &QAction::triggered, this, [this] {
+    // Shown without a nested event loop, as the window's other dialogs.
+    auto* d = new QInputDialog(this);
+    d->setObjectName(QStringLiteral("CompanyDialog"));
+    d->setAttribute(Qt::WA_DeleteOnClose);
+    d->setWindowModality(Qt::ApplicationModal);
+    d->setWindowTitle(QStringLiteral("Company name"));
+    d->setLabelText(QStringLiteral("The company named on the printed summary:"));
+    d->setTextValue(company_);
+    connect(d, &QInputDialog::textValueSelected, this,
+            [this](const QString& text) { company_ = text.simplified(); });
+    d->show();
+  });
 
   display->addSeparator();
   QAction* show = statsDock_->toggleViewAction();
