@@ -8,6 +8,7 @@
 #include <QProcess>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTreeView>
 #include <QtTest>
@@ -18,6 +19,7 @@
 #include "dialogs/form9.h"
 #include "data/dump.h"
 #include "logger/session.h"
+#include "support/cli_runner.h"
 #include "support/data_fixtures.h"
 #include "support/window_prompt.h"
 
@@ -108,6 +110,38 @@ class TstUiAnalysis : public QObject {
     QVERIFY2(summary.contains(QStringLiteral("ACME Cold Storage")), qPrintable(summary));
     QVERIFY(summary.contains(QStringLiteral("86.000 F")));  // the upper limit, 30 C
     QVERIFY(summary.contains(QStringLiteral("Page 2 of 2")));
+  }
+
+  // The window's workbook reads back in LibreOffice as the tool's does.
+  void exportForSpreadsheetsIsTheToolsWorkbook() {
+    const QString soffice = QStandardPaths::findExecutable(QStringLiteral("soffice"));
+    QVERIFY2(!soffice.isEmpty(), "LibreOffice (soffice) is missing: run scripts/install-deps.sh");
+    test::WindowRig rig;
+    Form1 w(rig.session.get(), &rig.prompt);
+    QVERIFY(rig.session->openFile(kSet));
+    QTemporaryDir dir;
+    const QString window = dir.filePath(QStringLiteral("window.xlsx"));
+    const QString tool = dir.filePath(QStringLiteral("tool.xlsx"));
+    rig.prompt.savePaths.enqueue(window);
+    test::child<QAction>(w, "mExportXlsx")->trigger();
+    QVERIFY(rig.prompt.messages.isEmpty());
+    QCOMPARE(test::runCli({"export", "--csv", kSet, "--xlsx", tool}).exitCode, 0);
+
+    QProcess lo;
+    lo.start(soffice,
+             {QStringLiteral("-env:UserInstallation=file://") + dir.filePath(QStringLiteral("p")),
+              QStringLiteral("--headless"), QStringLiteral("--convert-to"),
+              QStringLiteral("csv:Text - txt - csv (StarCalc):44,34,76,1,,0,true,true,false,"
+                             "false,false,-1"),
+              QStringLiteral("--outdir"), dir.path(), window, tool});
+    QVERIFY(lo.waitForFinished(300000));
+    QCOMPARE(lo.exitCode(), 0);
+    for (const char* sheet : {"Records", "Header", "Statistics"}) {
+      const QString name = QStringLiteral("%1-") + QLatin1String(sheet) + QStringLiteral(".csv");
+      const QByteArray got = test::readFile(dir.filePath(name.arg(QStringLiteral("window"))));
+      QVERIFY2(got.size() > 50, sheet);
+      QCOMPARE(got, test::readFile(dir.filePath(name.arg(QStringLiteral("tool")))));
+    }
   }
 
   void theSettingsFileKeepsThemAfterItsOwnLine() {

@@ -107,6 +107,8 @@ class Form1 : public QMainWindow {
   // The graph's shading and the list's marks as "Show excursions" says.
   void followExcursions();
   void setUnit(analysis::Unit unit);
+  // "Export for spreadsheets…": the set on display as an .xlsx workbook.
+  void exportSpreadsheet();
   QWidget* buildLoggerPanel();
   QWidget* buildDataArea();
   void registerControls();

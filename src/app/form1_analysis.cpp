@@ -1,6 +1,6 @@
 // The main window's evidence additions: the statistics panel, the excursions
-// shown on the graph and in the list, the unit of what they show, and their
-// entries in the File, Tool and Display menus. Kept apart from the window's
+// shown on the graph and in the list, the unit of what they show, the
+// spreadsheet export, and their entries in the File, Tool and Display menus. Kept apart from the window's
 // own controls, which they never change.
 #include <QAction>
 #include <QActionGroup>
@@ -12,9 +12,15 @@
 #include <QStyledItemDelegate>
 #include <QTreeView>
 
+#include <QDir>
+#include <algorithm>
+
+#include "analysis/spreadsheet.h"
 #include "app/form1.h"
 #include "app/graphpanel.h"
+#include "data/csv.h"
 #include "data/dump.h"
+#include "dialogs/qtprompt.h"
 #include "dialogs/statspanel.h"
 #include "logger/realtime.h"
 #include "logger/session.h"
@@ -41,7 +47,19 @@ class MarkDelegate : public QStyledItemDelegate {
 }  // namespace
 
 void Form1::buildAnalysis(QMenu* file, QMenu* tool, QMenu* display) {
-  Q_UNUSED(file);
+  // Beside the graph image: another way out of the program for a set.
+  QAction* exportXlsx =
+      new QAction(QStringLiteral("Export for spreadsheets(&X)…"), file);
+  exportXlsx->setObjectName(QStringLiteral("mExportXlsx"));
+  const QList<QAction*> entries = file->actions();
+  const auto graphImage = std::find_if(entries.begin(), entries.end(), [](QAction* a) {
+    return a->objectName() == QLatin1String("mSaveGraph");
+  });
+  file->insertAction(graphImage == entries.end() || graphImage + 1 == entries.end()
+                         ? nullptr
+                         : *(graphImage + 1),
+                     exportXlsx);
+  connect(exportXlsx, &QAction::triggered, this, &Form1::exportSpreadsheet);
   // A dock rather than a dialog: it stays beside the graphs while they are
   // scrolled, covers nothing, and can be pulled off as a window of its own
   // where the screen is short.
@@ -110,6 +128,34 @@ void Form1::buildAnalysis(QMenu* file, QMenu* tool, QMenu* display) {
     const analysis::Unit unit = c.unit;
     connect(a, &QAction::triggered, this, [this, unit] { setUnit(unit); });
   }
+}
+
+void Form1::exportSpreadsheet() {
+  const int set = shownSet();
+  const DataSets& sets = session_->data();
+  if (sets.info(set).Points <= 0) {
+    prompt_->message(QStringLiteral("There is no data to export."), session_->windowTitle());
+    return;
+  }
+  const QString filter = QStringLiteral("Excel workbook(*.xlsx)|*.xlsx");
+  bool failed = false;
+  std::optional<QString> path =
+      prompt_->saveFileName(Csv_ProposedName(sets, set, session_->setName(set)), filter, &failed);
+  // A name the file system refuses: the time part alone, as the saving of
+  // a set does.
+  if (!path && failed)
+    path = prompt_->saveFileName(Csv_ProposedName(sets, set, QString()), filter, &failed);
+  if (!path) return;
+  analysis::SpreadsheetJob job;
+  job.set = set;
+  job.model = session_->setModel(set);
+  job.recognitionName = session_->setName(set);
+  job.options.limits = analysis::SetLimits(sets.info(set));
+  QString error;
+  if (analysis::Xlsx_Write(sets, job, *path, &error)) return;
+  prompt_->message(QStringLiteral("The workbook could not be written.\r\r%1\r(%2)")
+                       .arg(QDir::toNativeSeparators(*path), error),
+                   session_->windowTitle());
 }
 
 void Form1::setUnit(analysis::Unit unit) {
