@@ -32,7 +32,8 @@ void compareWithTool(const StatsPanel& p, int column, const QStringList& args) {
   QVERIFY(t->rowCount() > 20);
   for (int row = 0; row < t->rowCount(); ++row) {
     const QString caption = t->item(row, StatsPanel::CaptionColumn)->text();
-    QCOMPARE(t->item(row, column)->text(), r.field(caption));
+    // An extreme's time is shown on a line of its own.
+    QCOMPARE(t->item(row, column)->text().replace(u'\n', u' '), r.field(caption));
   }
 }
 

@@ -198,6 +198,7 @@ class Form1 : public QMainWindow {
   bool endingBySignal_ = false;
   QDockWidget* statsDock_ = nullptr;
   StatsPanel* stats_ = nullptr;
+  bool statsPlaced_ = false;  // the floating panel has had its first place
   QAction* excursionsAction_ = nullptr;
   QTimer excursionsDue_;  // one recomputation for changes that come together
   analysis::Unit unit_ = analysis::Unit::Celsius;

@@ -60,16 +60,24 @@ void Form1::buildAnalysis(QMenu* file, QMenu* tool, QMenu* display) {
                          : *(graphImage + 1),
                      exportXlsx);
   connect(exportXlsx, &QAction::triggered, this, &Form1::exportSpreadsheet);
-  // A dock rather than a dialog: it stays beside the graphs while they are
-  // scrolled, covers nothing, and can be pulled off as a window of its own
-  // where the screen is short.
+  // A dock that starts floating: on a screen of 1366 pixels the two columns
+  // of figures beside the graphs would squeeze the data area, so it first
+  // opens as a window of its own over the logger's panel; where there is
+  // room, the user docks it beside the graphs (a double click on its title).
   stats_ = new StatsPanel(session_);
   statsDock_ = new QDockWidget(QStringLiteral("Statistics"), this);
   statsDock_->setObjectName(QStringLiteral("StatsDock"));
   statsDock_->setWidget(stats_);
   statsDock_->setAllowedAreas(Qt::RightDockWidgetArea | Qt::BottomDockWidgetArea);
   addDockWidget(Qt::RightDockWidgetArea, statsDock_);
+  statsDock_->setFloating(true);
   statsDock_->hide();
+  connect(statsDock_->toggleViewAction(), &QAction::toggled, this, [this](bool on) {
+    if (!on || !statsDock_->isFloating() || statsPlaced_) return;
+    statsPlaced_ = true;
+    statsDock_->resize(stats_->sizeHint());
+    statsDock_->move(mapToGlobal(QPoint(8, menuBar()->height() + 8)));
+  });
 
   tool->addSeparator();
   QAction* company = tool->addAction(QStringLiteral("Company name(&O)…"));

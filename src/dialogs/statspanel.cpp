@@ -2,6 +2,7 @@
 
 #include <QHeaderView>
 #include <QLabel>
+#include <QScrollBar>
 #include <QTableWidget>
 #include <QVBoxLayout>
 
@@ -25,7 +26,8 @@ QTableWidget* table(const QString& name, const QStringList& heads, QWidget* pare
   t->setSelectionBehavior(QAbstractItemView::SelectRows);
   t->setWordWrap(false);
   t->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
-  t->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+  t->verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+  t->setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
   return t;
 }
 
@@ -53,15 +55,16 @@ StatsPanel::StatsPanel(Session* session, QWidget* parent) : QWidget(parent), ses
                    {QStringLiteral("Figure"), QStringLiteral("Shown set"),
                     QStringLiteral("Graph window")},
                    this);
+  // Narrow enough for a dock beside the graphs; the whole line of each
+  // excursion is its tooltip.
   excursions_ = table(QStringLiteral("ExcursionTable"),
                       {QStringLiteral("Side"), QStringLiteral("Start"), QStringLiteral("End"),
-                       QStringLiteral("Duration"), QStringLiteral("Records"),
                        QStringLiteral("Peak")},
                       this);
   auto* layout = new QVBoxLayout(this);
   layout->setContentsMargins(4, 4, 4, 4);
   layout->addWidget(caption_);
-  layout->addWidget(figures_, 3);
+  layout->addWidget(figures_, 4);
   layout->addWidget(new QLabel(QStringLiteral("Excursions in the shown set"), this));
   layout->addWidget(excursions_, 1);
 
@@ -76,6 +79,15 @@ StatsPanel::StatsPanel(Session* session, QWidget* parent) : QWidget(parent), ses
   DataView& view = session_->dataView();
   connect(&view, &DataView::dataSetIndexChanged, this, whole);
   connect(&view, &DataView::scrollStateChanged, this, [this] { changed(false); });
+}
+
+QSize StatsPanel::sizeHint() const {
+  // The caption column and two of the widest values ("2024/07/01 12:40:00").
+  const QFontMetrics m(figures_->font());
+  const int value = m.horizontalAdvance(QStringLiteral("at 2024/07/01 12:40:00")) + 16;
+  const int width = m.horizontalAdvance(QStringLiteral("Absolute humidity minimum")) + 16 +
+                    2 * value + figures_->verticalScrollBar()->sizeHint().width() + 24;
+  return {width, 32 * m.height()};
 }
 
 void StatsPanel::setUnit(Unit unit) {
@@ -120,11 +132,15 @@ void StatsPanel::fill(bool excursions) {
   const std::vector<Figure> whole = Figures(set_, unit_);
   const std::vector<Figure> shown = Figures(window_, unit_);
   resizeRows(figures_, static_cast<int>(whole.size()));
+  // An extreme's time on a line of its own keeps the columns narrow.
+  const auto text = [](const Figure& f) {
+    return FigureText(f).replace(QStringLiteral(" at "), QStringLiteral("\nat "));
+  };
   for (size_t i = 0; i < whole.size(); ++i) {
     const int row = static_cast<int>(i);
     put(figures_, row, CaptionColumn, whole[i].caption);
-    put(figures_, row, SetColumn, FigureText(whole[i]));
-    put(figures_, row, WindowColumn, i < shown.size() ? FigureText(shown[i]) : QString());
+    put(figures_, row, SetColumn, text(whole[i]));
+    put(figures_, row, WindowColumn, i < shown.size() ? text(shown[i]) : QString());
   }
   if (!excursions) return;
   resizeRows(excursions_, static_cast<int>(set_.excursions.size()));
@@ -133,10 +149,11 @@ void StatsPanel::fill(bool excursions) {
     put(excursions_, row, 0, SideText(e.side));
     put(excursions_, row, 1, fmt::formatDateTime(e.start));
     put(excursions_, row, 2, fmt::formatDateTime(e.end));
-    put(excursions_, row, 3, DurationText(e.durationS));
-    put(excursions_, row, 4, QString::number(e.records));
-    put(excursions_, row, 5,
+    put(excursions_, row, 3,
         QString::number(ToUnit(e.peak, unit_), 'f', 3) + u' ' + UnitSymbol(unit_));
+    const QString whole = ExcursionText(e, unit_);
+    for (int c = 0; c < excursions_->columnCount(); ++c)
+      excursions_->item(row, c)->setToolTip(whole);
     ++row;
   }
 }

@@ -25,6 +25,8 @@ class StatsPanel : public QWidget {
   void setUnit(analysis::Unit unit);
   analysis::Unit unit() const { return unit_; }
 
+  QSize sizeHint() const override;
+
   // Computes and shows the figures now.
   void refresh();
 
