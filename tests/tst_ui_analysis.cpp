@@ -138,9 +138,15 @@ class TstUiAnalysis : public QObject {
     QCOMPARE(lo.exitCode(), 0);
     for (const char* sheet : {"Records", "Header", "Statistics"}) {
       const QString name = QStringLiteral("%1-") + QLatin1String(sheet) + QStringLiteral(".csv");
-      const QByteArray got = test::readFile(dir.filePath(name.arg(QStringLiteral("window"))));
-      QVERIFY2(got.size() > 50, sheet);
-      QCOMPARE(got, test::readFile(dir.filePath(name.arg(QStringLiteral("tool")))));
+      // The moment of each export aside, which the two need not share.
+      const auto rows = [&](const QString& who) {
+        QList<QByteArray> lines = test::readFile(dir.filePath(name.arg(who))).split('\n');
+        lines.removeIf([](const QByteArray& l) { return l.startsWith("\"Exported at"); });
+        return lines;
+      };
+      const QList<QByteArray> got = rows(QStringLiteral("window"));
+      QVERIFY2(got.size() > 5, sheet);
+      QCOMPARE(got, rows(QStringLiteral("tool")));
     }
   }
 
