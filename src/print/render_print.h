@@ -165,7 +165,7 @@ bool PrintSummary(PageOutput& out, const DataSets& sets, const PrintJob& job,
                   const SummaryOptions& summary, int firstPage, int totalPages);
 // The pages `draw` would make on `out`, counted without drawing on it: the
 // same page size and resolution, so the same layout. 0 when `draw` fails.
-int CountPages(const PageOutput& out, const std::function<bool(PageOutput&)>& draw);
+int CountPages(PageOutput& out, const std::function<bool(PageOutput&)>& draw);
 
 // ---- PDF files
 

@@ -80,9 +80,8 @@ struct Lines {
 
 }  // namespace
 
-int CountPages(const PageOutput& out, const std::function<bool(PageOutput&)>& draw) {
-  auto& target = const_cast<PageOutput&>(out);
-  const QPaintDevice* device = target.painter().device();
+int CountPages(PageOutput& out, const std::function<bool(PageOutput&)>& draw) {
+  const QPaintDevice* device = out.painter().device();
   CountingOutput counter(out.pageRect(), device->logicalDpiX(), device->logicalDpiY());
   return draw(counter) ? counter.pages() : 0;
 }
