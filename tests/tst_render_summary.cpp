@@ -44,7 +44,8 @@ class TstRenderSummary : public QObject {
     const QStringList pages = pdfPages(pdf);
     QCOMPARE(pages.size(), 2);
     const QString summary = flat(pages[1]);
-    QVERIFY(summary.startsWith(QStringLiteral("Summary ACME Cold Storage Recognition name COLDROOM")));
+    QVERIFY(
+        summary.startsWith(QStringLiteral("Summary ACME Cold Storage Recognition name COLDROOM")));
     // Every figure line as hygrotab-cli stats gives it.
     const test::CliResult stats = test::runCli({"stats", "--csv", kSet});
     QCOMPARE(stats.exitCode, 0);

@@ -53,9 +53,9 @@ class TstUiStats : public QObject {
     panel.refresh();
     QCOMPARE(panel.windowStatistics().records, 5);
     compareWithTool(panel, StatsPanel::SetColumn, {"stats", "--csv", kSet});
-    compareWithTool(panel, StatsPanel::WindowColumn,
-                    {"stats", "--csv", kSet, "--from", "2024/07/01 10:40:00", "--to",
-                     "2024/07/01 12:20:00"});
+    compareWithTool(
+        panel, StatsPanel::WindowColumn,
+        {"stats", "--csv", kSet, "--from", "2024/07/01 10:40:00", "--to", "2024/07/01 12:20:00"});
   }
 
   void itFollowsTheWindowAndTheSamplesOfARun() {

@@ -1,9 +1,10 @@
 // The main window's evidence additions: the statistics panel, the excursions
 // shown on the graph and in the list, the unit of what they show, the
-// spreadsheet export, and their entries in the File, Tool and Display menus. Kept apart from the window's
-// own controls, which they never change.
+// spreadsheet export, and their entries in the File, Tool and Display menus. Kept apart from the
+// window's own controls, which they never change.
 #include <QAction>
 #include <QActionGroup>
+#include <QDir>
 #include <QDockWidget>
 #include <QInputDialog>
 #include <QMenu>
@@ -11,8 +12,6 @@
 #include <QPainter>
 #include <QStyledItemDelegate>
 #include <QTreeView>
-
-#include <QDir>
 #include <algorithm>
 
 #include "analysis/spreadsheet.h"
@@ -39,8 +38,8 @@ class MarkDelegate : public QStyledItemDelegate {
     QStyledItemDelegate::initStyleOption(option, index);
     const QVariant mark = index.data(DumpModel::MarkRole);
     if (!mark.isValid()) return;
-    option->backgroundBrush = mark.toInt() == DumpModel::MarkAbove ? QColor(255, 216, 216)
-                                                                   : QColor(216, 228, 255);
+    option->backgroundBrush =
+        mark.toInt() == DumpModel::MarkAbove ? QColor(255, 216, 216) : QColor(216, 228, 255);
   }
 };
 
@@ -48,17 +47,15 @@ class MarkDelegate : public QStyledItemDelegate {
 
 void Form1::buildAnalysis(QMenu* file, QMenu* tool, QMenu* display) {
   // Beside the graph image: another way out of the program for a set.
-  QAction* exportXlsx =
-      new QAction(QStringLiteral("Export for spreadsheets(&X)…"), file);
+  QAction* exportXlsx = new QAction(QStringLiteral("Export for spreadsheets(&X)…"), file);
   exportXlsx->setObjectName(QStringLiteral("mExportXlsx"));
   const QList<QAction*> entries = file->actions();
   const auto graphImage = std::find_if(entries.begin(), entries.end(), [](QAction* a) {
     return a->objectName() == QLatin1String("mSaveGraph");
   });
-  file->insertAction(graphImage == entries.end() || graphImage + 1 == entries.end()
-                         ? nullptr
-                         : *(graphImage + 1),
-                     exportXlsx);
+  file->insertAction(
+      graphImage == entries.end() || graphImage + 1 == entries.end() ? nullptr : *(graphImage + 1),
+      exportXlsx);
   connect(exportXlsx, &QAction::triggered, this, &Form1::exportSpreadsheet);
   // A dock that starts floating: on a screen of 1366 pixels the two columns
   // of figures beside the graphs would squeeze the data area, so it first
@@ -188,10 +185,12 @@ void Form1::followExcursions() {
     const DataSetInfo& info = session_->data().info(set);
     analysis::Options options;
     options.limits = analysis::SetLimits(info);
-    const analysis::Statistics st = analysis::Analyse(session_->data(), set, 1, info.Points, options);
+    const analysis::Statistics st =
+        analysis::Analyse(session_->data(), set, 1, info.Points, options);
     marks.assign(static_cast<size_t>(std::max<int>(0, info.Points)), DumpModel::NoMark);
     for (const analysis::Excursion& e : st.excursions) {
-      const quint8 m = e.side == analysis::Side::Above ? DumpModel::MarkAbove : DumpModel::MarkBelow;
+      const quint8 m =
+          e.side == analysis::Side::Above ? DumpModel::MarkAbove : DumpModel::MarkBelow;
       for (int n = e.firstRecord; n < e.firstRecord + e.records; ++n)
         marks[static_cast<size_t>(n - 1)] = m;
     }

@@ -90,7 +90,8 @@ QByteArray LoggerIni_Extra(const LoggerIniExtras& values) {
   // One line each: a company name never spans two.
   QString company = values.company;
   company.replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
-  if (!company.trimmed().isEmpty()) lines += QStringLiteral("Company=") + company + QStringLiteral("\r\n");
+  if (!company.trimmed().isEmpty())
+    lines += QStringLiteral("Company=") + company + QStringLiteral("\r\n");
   if (values.fahrenheit) lines += QStringLiteral("Unit=F\r\n");
   QStringEncoder encode(kEncoding);
   return encode(lines);

@@ -50,7 +50,9 @@ int writeReport(const DataSets& sets, const PrintJob& job, const SummaryOptions&
   // Nothing on display here: the set is printed whole, in record order.
   const DataView nothingShown;
   QString error;
-  const auto draw = [&](PageOutput& out) { return PrintReport(out, sets, nothingShown, job, summary); };
+  const auto draw = [&](PageOutput& out) {
+    return PrintReport(out, sets, nothingShown, job, summary);
+  };
   bool ok = false;
   if (pdf == kStdout) {
     // Whole or not at all: a reader never gets half a PDF.

@@ -162,7 +162,8 @@ QString statsJson(const Statistics& st, Unit unit) {
 
 QStringList statsLines(const Statistics& st, Unit unit) {
   QStringList lines;
-  for (const Figure& f : Figures(st, unit)) lines << f.caption + QStringLiteral(": ") + FigureText(f);
+  for (const Figure& f : Figures(st, unit))
+    lines << f.caption + QStringLiteral(": ") + FigureText(f);
   int k = 0;
   for (const Excursion& e : st.excursions)
     lines << QStringLiteral("Excursion %1: ").arg(++k) + ExcursionText(e, unit);
@@ -212,7 +213,8 @@ int runStats(const GlobalOptions& global, const ParsedArgs& args) {
     if (!parseTime(args.value(name), name, &serial, &error)) return usageError(error, kCmd);
     *time = serial;
   }
-  if (options.from && options.to && fmt::serialToSeconds(*options.from) > fmt::serialToSeconds(*options.to))
+  if (options.from && options.to &&
+      fmt::serialToSeconds(*options.from) > fmt::serialToSeconds(*options.to))
     return usageError(QStringLiteral("--from comes after --to"), kCmd);
 
   SetSource source;

@@ -51,10 +51,10 @@ StatsPanel::StatsPanel(Session* session, QWidget* parent) : QWidget(parent), ses
   setObjectName(QStringLiteral("StatsPanel"));
   caption_ = new QLabel(this);
   caption_->setObjectName(QStringLiteral("StatsCaption"));
-  figures_ = table(QStringLiteral("StatsTable"),
-                   {QStringLiteral("Figure"), QStringLiteral("Shown set"),
-                    QStringLiteral("Graph window")},
-                   this);
+  figures_ =
+      table(QStringLiteral("StatsTable"),
+            {QStringLiteral("Figure"), QStringLiteral("Shown set"), QStringLiteral("Graph window")},
+            this);
   // Narrow enough for a dock beside the graphs; the whole line of each
   // excursion is its tooltip.
   excursions_ = table(QStringLiteral("ExcursionTable"),
@@ -120,8 +120,7 @@ void StatsPanel::refresh() {
   }
   // The window as the graph draws it, limits brought up to the set's newest
   // record.
-  const ScrollState bars =
-      Scroll_Set(sets, set, session_->dataView().scrollState(), false);
+  const ScrollState bars = Scroll_Set(sets, set, session_->dataView().scrollState(), false);
   const auto [first, last] = ticks::WindowRecords(sets, set, bars, Graph::Temperature);
   window_ = Analyse(sets, set, first, first > 0 ? last : 0, options);
   fill(whole);

@@ -47,8 +47,7 @@ struct Lines {
   QFont bold;
   QFontMetricsF metrics;
   double ascent, pitch, charWidth;
-  explicit Lines(QPainter& p)
-      : font(reportFont()), bold(boldFont()), metrics(font, p.device()) {
+  explicit Lines(QPainter& p) : font(reportFont()), bold(boldFont()), metrics(font, p.device()) {
     ascent = metrics.ascent();
     // A little closer than the report's lines, so the figures, a short
     // excursion table and the lines to sign share one page.
@@ -177,7 +176,8 @@ bool PrintSummary(PageOutput& out, const DataSets& sets, const PrintJob& job,
       }
       row({QString::number(++k), SideText(e.side), fmt::formatDateTime(e.start),
            fmt::formatDateTime(e.end), DurationText(e.durationS), QString::number(e.records),
-           QString::number(ToUnit(e.peak, summary.unit), 'f', 3) + u' ' + UnitSymbol(summary.unit)});
+           QString::number(ToUnit(e.peak, summary.unit), 'f', 3) + u' ' +
+               UnitSymbol(summary.unit)});
     }
   }
 
