@@ -9,7 +9,7 @@ out=$(mktemp -d)
 trap 'rm -rf "$out"' EXIT
 export QT_QPA_PLATFORM=offscreen
 
-for b in bench_link bench_data bench_analysis bench_graph bench_window bench_print bench_archive; do
+for b in bench_link bench_data bench_analysis bench_graph bench_window bench_statspanel bench_print bench_archive; do
   exe=$build/bin/$b
   if [ ! -x "$exe" ]; then
     echo "missing $exe (configure with -DHYGROTAB_BENCH=ON and Google Benchmark installed)" >&2

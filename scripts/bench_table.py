@@ -79,6 +79,8 @@ add("Graph redraw, 32767 records at 1280x400 (humidity)",
     median("bench_graph", "BM_Graph/1"), "ms", "< 8 ms", lambda v: v < 8)
 add("Scroll step: Scroll_Set + both graphs, 32767 records",
     median("bench_window", "BM_ScrollStepRedraw/32767"), "ms", "< 16 ms", lambda v: v < 16)
+add("Statistics panel after a scroll step, 32767 records",
+    median("bench_statspanel", "BM_StatsPanelScrollStep"), "ms", "< 16 ms", lambda v: v < 16)
 
 add("Archive a 15000-point download (SQLite)",
     median("bench_archive", "BM_ArchiveDownload15000"), "ms", "< 100 ms", lambda v: v < 100)

@@ -355,4 +355,48 @@ std::vector<Figure> Figures(const Statistics& st, Unit unit) {
   return f;
 }
 
+// ---------------------------------------------------------------- texts
+
+QString DurationText(qint64 s) {
+  return QStringLiteral("%1 s (%2:%3:%4)")
+      .arg(s)
+      .arg(s / 3600)
+      .arg(s / 60 % 60, 2, 10, QLatin1Char('0'))
+      .arg(s % 60, 2, 10, QLatin1Char('0'));
+}
+
+namespace {
+QString numberText(double v) { return QString::number(v, 'f', 3); }
+}  // namespace
+
+QString FigureText(const Figure& f) {
+  if (!f.value) return QStringLiteral("none");
+  QString value;
+  switch (f.kind) {
+    case Figure::Kind::Count:
+      value = QString::number(static_cast<qint64>(*f.value));
+      break;
+    case Figure::Kind::Seconds:
+      value = DurationText(static_cast<qint64>(*f.value));
+      break;
+    case Figure::Kind::Time:
+      value = fmt::formatDateTime(*f.value);
+      break;
+    case Figure::Kind::Number:
+      value = numberText(*f.value);
+      if (!f.unit.isEmpty()) value += u' ' + f.unit;
+      break;
+  }
+  if (f.at) value += QStringLiteral(" at ") + fmt::formatDateTime(*f.at);
+  return value;
+}
+
+QString ExcursionText(const Excursion& e, Unit unit) {
+  return QStringLiteral("%1 from %2 to %3, %4, %5 records, peak %6 %7")
+      .arg(SideText(e.side), fmt::formatDateTime(e.start), fmt::formatDateTime(e.end),
+           DurationText(e.durationS))
+      .arg(e.records)
+      .arg(numberText(ToUnit(e.peak, unit)), UnitSymbol(unit));
+}
+
 }  // namespace hygro::analysis

@@ -159,4 +159,14 @@ std::vector<Figure> Figures(const Statistics& st, Unit unit);
 // for an invalid serial.
 QString IsoTime(double serial);
 
+// The texts every reader shows, so the tool's lines, the window's panel and
+// the printed summary read alike.
+// "1800 s (0:30:00)": hours past a day keep counting.
+QString DurationText(qint64 seconds);
+// A figure's value: "23.460 C at 2010/05/01 12:00:00", "4", "600 s
+// (0:10:00)", "2010/05/01 12:00:00"; "none" when it has no value.
+QString FigureText(const Figure& figure);
+// "above from <start> to <end>, <duration>, <n> records, peak 31.000 C".
+QString ExcursionText(const Excursion& excursion, Unit unit);
+
 }  // namespace hygro::analysis

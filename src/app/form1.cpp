@@ -204,6 +204,9 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
   iniOption_ = stored.option;
   findChild<QAction*>(QStringLiteral("mLinkTimeAxes"))
       ->setChecked((iniOption_ & kOptionLinkTimeAxes) != 0);
+  const LoggerIniExtras extras = ini.isEmpty() ? LoggerIniExtras{} : LoggerIni_ReadExtras(ini);
+  company_ = extras.company;
+  setUnit(extras.fahrenheit ? analysis::Unit::Fahrenheit : analysis::Unit::Celsius);
   if (!stored.folder.isEmpty()) prompt_->startFolder = stored.folder;
   session_->connection().Port_Settings_Apply(QString::number(stored.port));
   Combo4->setCurrentText(QString::number(stored.port));
@@ -670,6 +673,7 @@ void Form1::buildMenus() {
     iniOption_ = static_cast<qint16>(on ? iniOption_ | kOptionLinkTimeAxes
                                         : iniOption_ & ~kOptionLinkTimeAxes);
   });
+  buildAnalysis(m1, m3, display);
 
   QMenu* help = bar->addMenu(QStringLiteral("Help(&H)"));
   help->setObjectName(QStringLiteral("mHelp"));
@@ -713,7 +717,8 @@ bool Form1::Save() {
   v.option = iniOption_;
   v.folder = prompt_->startFolder.isEmpty() ? QDir::currentPath() : prompt_->startFolder;
   QString error;
-  if (LoggerIni_Save(path, v, &error)) return saveArchiveIni();
+  if (LoggerIni_Save(path, v, &error, {company_, unit_ == analysis::Unit::Fahrenheit}))
+    return saveArchiveIni();
   if (!endingBySignal_)
     prompt_->message(QStringLiteral("The settings could not be saved.\r\r") + error,
                      session_->windowTitle());
@@ -1053,6 +1058,7 @@ void Form1::openPrintDialog() {
     d = showDialog<Form10>(prompt_, selectedRecords());
   else
     d = showDialog<Form9>(prompt_);
+  d->setSummaryOptions(company_, unit_);
   connect(d, &PrintDialog::printStarted, this, &Form1::printStarted);
 }
 

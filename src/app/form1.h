@@ -9,6 +9,7 @@
 #include <QPointer>
 #include <QTimer>
 
+#include "analysis/analysis.h"
 #include "logger/statusview.h"
 #include "print/render_print.h"
 
@@ -22,12 +23,14 @@ class QStatusBar;
 class QTreeView;
 class QDragEnterEvent;
 class QDropEvent;
+class QDockWidget;
 
 namespace hygro {
 
 class ArchiveSetting;
 class DumpModel;
 class DownloadProgress;
+class StatsPanel;
 class GraphPanel;
 class Session;
 class QtPrompt;
@@ -72,6 +75,7 @@ class Form1 : public QMainWindow {
   bool dumpView() const;
 
   GraphPanel* graphs() const { return graphs_; }
+  StatsPanel* statsPanel() const { return stats_; }
 
   // Writes the two graphs as shown into one PNG (temperature above
   // humidity); false when nothing was written.
@@ -104,6 +108,14 @@ class Form1 : public QMainWindow {
   Dialog* showDialog(Args&&... args);
   DownloadProgress* progress_ = nullptr;
   void buildMenus();
+  // The evidence additions (form1_analysis.cpp): the statistics panel and
+  // their entries in the File, Tool and Display menus.
+  void buildAnalysis(QMenu* file, QMenu* tool, QMenu* display);
+  // The graph's shading and the list's marks as "Show excursions" says.
+  void followExcursions();
+  void setUnit(analysis::Unit unit);
+  // "Export for spreadsheets…": the set on display as an .xlsx workbook.
+  void exportSpreadsheet();
   QWidget* buildLoggerPanel();
   QWidget* buildDataArea();
   void registerControls();
@@ -195,6 +207,13 @@ class Form1 : public QMainWindow {
   QAction* archiveAction_ = nullptr;
   QAction* archiveTargetAction_ = nullptr;
   bool saveArchiveIni();
+  QDockWidget* statsDock_ = nullptr;
+  StatsPanel* stats_ = nullptr;
+  bool statsPlaced_ = false;  // the floating panel has had its first place
+  QAction* excursionsAction_ = nullptr;
+  QTimer excursionsDue_;  // one recomputation for changes that come together
+  analysis::Unit unit_ = analysis::Unit::Celsius;
+  QString company_;  // for the summary page
 };
 
 }  // namespace hygro

@@ -373,7 +373,7 @@ bool GraphPanel::drawInto(GraphPicture* view, bool temperature) {
   {
     Surface surface(next);
     const ScrollState s = state();
-    drawn = temperature ? hygro::Temp_Graph(surface, sets_, set, s, colors_)
+    drawn = temperature ? hygro::Temp_Graph(surface, sets_, set, s, colors_, extras_)
                         : hygro::Humi_Graph(surface, sets_, set, s, colors_);
   }
   if (drawn) view->buffer() = std::move(next);
@@ -382,6 +382,11 @@ bool GraphPanel::drawInto(GraphPicture* view, bool temperature) {
 }
 
 bool GraphPanel::Temp_Graph() { return drawInto(ondo_, true); }
+
+void GraphPanel::setExtras(const GraphExtras& extras) {
+  extras_ = extras;
+  if (Temp_Graph()) ondo_->update();
+}
 
 bool GraphPanel::Humi_Graph() { return drawInto(situdo_, false); }
 

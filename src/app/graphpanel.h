@@ -85,6 +85,11 @@ class GraphPanel : public QWidget {
   // by itself, so the bars only move meanwhile.
   void setContinuousRun(std::function<bool()> running) { continuousRun_ = std::move(running); }
 
+  // What the window adds to the temperature graph (nothing by default);
+  // redraws it.
+  void setExtras(const GraphExtras& extras);
+  const GraphExtras& extras() const { return extras_; }
+
   // After the data or the set on display changed: the limits anew, then both
   // graphs. A set without records leaves limits and pictures as they were.
   void redraw();
@@ -152,6 +157,7 @@ class GraphPanel : public QWidget {
   bool writing_ = false;  // the view's change is this panel's own
   bool link_ = false;
   std::function<bool()> continuousRun_;
+  GraphExtras extras_;
 };
 
 }  // namespace hygro

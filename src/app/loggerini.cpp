@@ -85,6 +85,40 @@ QByteArray LoggerIni_Line(const LoggerIniValues& values) {
   return encode(line);
 }
 
+QByteArray LoggerIni_Extra(const LoggerIniExtras& values) {
+  QString lines;
+  // One line each: a company name never spans two.
+  QString company = values.company;
+  company.replace(QLatin1Char('\r'), QLatin1Char(' ')).replace(QLatin1Char('\n'), QLatin1Char(' '));
+  if (!company.trimmed().isEmpty())
+    lines += QStringLiteral("Company=") + company + QStringLiteral("\r\n");
+  if (values.fahrenheit) lines += QStringLiteral("Unit=F\r\n");
+  QStringEncoder encode(kEncoding);
+  return encode(lines);
+}
+
+LoggerIniExtras LoggerIni_ReadExtras(const QString& path) {
+  LoggerIniExtras extras;
+  QFile file(path);
+  if (!file.open(QIODevice::ReadOnly)) return extras;
+  const QByteArray head = file.read(4 * kMaxLine);
+  // After the first line, each line on its own: one that does not decode
+  // is left out.
+  const QList<QByteArray> lines = head.split('\n');
+  for (qsizetype i = 1; i < lines.size(); ++i) {
+    QByteArray raw = lines[i];
+    if (raw.endsWith('\r')) raw.chop(1);
+    QStringDecoder decode(kEncoding);
+    const QString line = decode(raw);
+    if (decode.hasError()) continue;
+    if (line.startsWith(QLatin1String("Company=")))
+      extras.company = line.mid(8);
+    else if (line == QLatin1String("Unit=F"))
+      extras.fahrenheit = true;
+  }
+  return extras;
+}
+
 LoggerIniValues LoggerIni_Read(const QString& path) {
   const LoggerIniValues defaults;
   QFile file(path);
@@ -110,7 +144,8 @@ LoggerIniValues LoggerIni_Read(const QString& path) {
   return LoggerIniValues{*port, *option, fields->at(2)};
 }
 
-bool LoggerIni_Save(const QString& path, const LoggerIniValues& values, QString* error) {
+bool LoggerIni_Save(const QString& path, const LoggerIniValues& values, QString* error,
+                    const LoggerIniExtras& extras) {
   const auto fail = [&](const QString& reason) {
     if (error)
       *error = QStringLiteral("The settings file %1 could not be written: %2")
@@ -128,7 +163,7 @@ bool LoggerIni_Save(const QString& path, const LoggerIniValues& values, QString*
   QSaveFile file(path);
   if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered))
     return fail(file.errorString() + QLatin1Char('.'));
-  const QByteArray line = LoggerIni_Line(values);
+  const QByteArray line = LoggerIni_Line(values) + LoggerIni_Extra(extras);
   errno = 0;
   const qint64 written = file.write(line);
   if (written != line.size()) {

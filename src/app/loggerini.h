@@ -15,6 +15,18 @@ struct LoggerIniValues {
   QString folder;
 };
 
+// The window's own additions, on lines of their own after the first
+// ("Company=...", "Unit=F"), written only when set, so a file without them is
+// byte for byte what it always was and a reader of the first line alone
+// finds what it always found.
+struct LoggerIniExtras {
+  QString company;          // named on the printed summary
+  bool fahrenheit = false;  // the unit of the statistics shown
+};
+// The additions in the file at `path`; an unknown or damaged line is left out
+// on its own, a missing file gives none.
+LoggerIniExtras LoggerIni_ReadExtras(const QString& path);
+
 // The values in the file at `path`. A missing, unreadable or damaged file
 // gives the defaults, without a message: the file only remembers choices.
 //
@@ -34,10 +46,14 @@ LoggerIniValues LoggerIni_Read(const QString& path);
 // replacing the file. The line is written to a temporary file next to it and
 // renamed over it, so a failed save leaves the previous file as it was.
 // Returns false, with the reason in `error`, when the file cannot be written.
-bool LoggerIni_Save(const QString& path, const LoggerIniValues& values, QString* error = nullptr);
+// The additions that are set follow on their own lines.
+bool LoggerIni_Save(const QString& path, const LoggerIniValues& values, QString* error = nullptr,
+                    const LoggerIniExtras& extras = {});
 
 // The line LoggerIni_Save writes, CR LF included, in the file's encoding.
 QByteArray LoggerIni_Line(const LoggerIniValues& values);
+// The lines of the additions that are set, each ended by CR LF.
+QByteArray LoggerIni_Extra(const LoggerIniExtras& extras);
 
 // Where the window keeps its archive, in "Archive.ini" beside the settings
 // file (whose line stays as it is): one line, the target as the user gave it

@@ -33,7 +33,8 @@ bool parseRange(const QString& text, int* first, int* last, QString* error) {
 }
 
 // Writes the PDF of the job; the exit status.
-int writeReport(const DataSets& sets, const PrintJob& job, const QString& pdf) {
+int writeReport(const DataSets& sets, const PrintJob& job, const SummaryOptions& summary,
+                const QString& pdf) {
   const int points = sets.info(job.set).Points;
   if (points <= 0) {
     err(QStringLiteral("%1: there are no records to print").arg(kProgram));
@@ -49,7 +50,9 @@ int writeReport(const DataSets& sets, const PrintJob& job, const QString& pdf) {
   // Nothing on display here: the set is printed whole, in record order.
   const DataView nothingShown;
   QString error;
-  const auto draw = [&](PageOutput& out) { return PrintReport(out, sets, nothingShown, job); };
+  const auto draw = [&](PageOutput& out) {
+    return PrintReport(out, sets, nothingShown, job, summary);
+  };
   bool ok = false;
   if (pdf == kStdout) {
     // Whole or not at all: a reader never gets half a PDF.
@@ -82,6 +85,12 @@ int runPrint(const GlobalOptions& global, const ParsedArgs& args) {
       return usageError(error, kCmd);
   }
   job.dump = args.has(QStringLiteral("dump"));
+  SummaryOptions summary;
+  summary.on = args.has(QStringLiteral("summary"));
+  if (args.has(QStringLiteral("company"))) {
+    if (!summary.on) return usageError(QStringLiteral("--company goes with --summary"), kCmd);
+    summary.company = args.value(QStringLiteral("company"));
+  }
 
   // Before anything is read, and above all before the logger is touched.
   if (const int rc = outputIsInput(QStringLiteral("pdf"), pdf, {csv}, kCmd)) return rc;
@@ -100,7 +109,7 @@ int runPrint(const GlobalOptions& global, const ParsedArgs& args) {
     if (Csv_Read(sets, csv, prompt, QString()) != CsvOpenResult::Opened) return kExitFailure;
     job.set = FileData;
     job.recognitionName = sets.info(FileData).Name;
-    return writeReport(sets, job, pdf);
+    return writeReport(sets, job, summary, pdf);
   }
 
   Tool tool(global);
@@ -123,7 +132,7 @@ int runPrint(const GlobalOptions& global, const ParsedArgs& args) {
   }
   job.set = LogData;
   job.recognitionName = s.setName(LogData);
-  return writeReport(s.data(), job, pdf);
+  return writeReport(s.data(), job, summary, pdf);
 }
 
 }  // namespace
@@ -134,6 +143,7 @@ Command printCommand() {
           QStringLiteral(
               "Usage: hygrotab-cli [global options] print --pdf OUT.pdf [--overwrite] [--dump]\n"
               "                                           [--csv IN.csv] [--range FIRST-LAST]\n"
+              "                                           [--summary [--company NAME]]\n"
               "\n"
               "Prints as the window's print dialogs do, into a PDF file (A4): the report\n"
               "header with the statistics of all records and of the range of selection,\n"
@@ -150,6 +160,12 @@ Command printCommand() {
               "                      downloaded) and printed\n"
               "  --range FIRST-LAST  the records (1-based, inclusive) of the \"Range of\n"
               "                      selection\" block; the whole set by default\n"
+              "  --summary           add a summary after the report: the statistics of the\n"
+              "                      range (as stats gives them, in C, limits from the set's\n"
+              "                      bounds), the excursions, the company and lines to sign,\n"
+              "                      each summary page numbered \"Page k of n\" in the whole\n"
+              "                      document\n"
+              "  --company NAME      the company named on the summary\n"
               "\n"
               "Exit status: 0 when the PDF was written; 1 when the input cannot be read\n"
               "(\"File error\" and why), holds no records, the logger fails, or the PDF cannot\n"
@@ -161,6 +177,8 @@ Command printCommand() {
            {QStringLiteral("dump"), false},
            {QStringLiteral("csv"), true},
            {QStringLiteral("range"), true},
+           {QStringLiteral("summary"), false},
+           {QStringLiteral("company"), true},
            {kOverwrite, false}},
           runPrint};
 }

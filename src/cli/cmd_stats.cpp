@@ -160,50 +160,13 @@ QString statsJson(const Statistics& st, Unit unit) {
 
 // ---------------------------------------------------------------- lines
 
-// "1800 s (0:30:00)": hours past a day keep counting.
-QString secondsText(qint64 s) {
-  return QStringLiteral("%1 s (%2:%3:%4)")
-      .arg(s)
-      .arg(s / 3600)
-      .arg(s / 60 % 60, 2, 10, QLatin1Char('0'))
-      .arg(s % 60, 2, 10, QLatin1Char('0'));
-}
-
-QString numberText(double v) { return QString::number(v, 'f', 3); }
-
 QStringList statsLines(const Statistics& st, Unit unit) {
   QStringList lines;
-  for (const Figure& f : Figures(st, unit)) {
-    QString value = QStringLiteral("none");
-    if (f.value) {
-      switch (f.kind) {
-        case Figure::Kind::Count:
-          value = QString::number(static_cast<qint64>(*f.value));
-          break;
-        case Figure::Kind::Seconds:
-          value = secondsText(static_cast<qint64>(*f.value));
-          break;
-        case Figure::Kind::Time:
-          value = fmt::formatDateTime(*f.value);
-          break;
-        case Figure::Kind::Number:
-          value = numberText(*f.value);
-          if (!f.unit.isEmpty()) value += u' ' + f.unit;
-          break;
-      }
-      if (f.at) value += QStringLiteral(" at ") + fmt::formatDateTime(*f.at);
-    }
-    lines << f.caption + QStringLiteral(": ") + value;
-  }
+  for (const Figure& f : Figures(st, unit))
+    lines << f.caption + QStringLiteral(": ") + FigureText(f);
   int k = 0;
-  for (const Excursion& e : st.excursions) {
-    lines << QStringLiteral("Excursion %1: %2 from %3 to %4, %5, %6 records, peak %7 %8")
-                 .arg(++k)
-                 .arg(SideText(e.side), fmt::formatDateTime(e.start), fmt::formatDateTime(e.end),
-                      secondsText(e.durationS))
-                 .arg(e.records)
-                 .arg(numberText(ToUnit(e.peak, unit)), UnitSymbol(unit));
-  }
+  for (const Excursion& e : st.excursions)
+    lines << QStringLiteral("Excursion %1: ").arg(++k) + ExcursionText(e, unit);
   return lines;
 }
 
@@ -250,7 +213,8 @@ int runStats(const GlobalOptions& global, const ParsedArgs& args) {
     if (!parseTime(args.value(name), name, &serial, &error)) return usageError(error, kCmd);
     *time = serial;
   }
-  if (options.from && options.to && fmt::serialToSeconds(*options.from) > fmt::serialToSeconds(*options.to))
+  if (options.from && options.to &&
+      fmt::serialToSeconds(*options.from) > fmt::serialToSeconds(*options.to))
     return usageError(QStringLiteral("--from comes after --to"), kCmd);
 
   SetSource source;

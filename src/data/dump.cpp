@@ -51,8 +51,26 @@ QVariant DumpModel::headerData(int section, Qt::Orientation orientation, int rol
 }
 
 QVariant DumpModel::data(const QModelIndex& index, int role) const {
-  if (role != Qt::DisplayRole || !index.isValid()) return {};
+  if (!index.isValid()) return {};
+  if (role == MarkRole) {
+    const Mark m = markAt(index.row());
+    return m == NoMark ? QVariant() : QVariant(static_cast<int>(m));
+  }
+  if (role != Qt::DisplayRole) return {};
   return cellText(index.row(), index.column());
+}
+
+DumpModel::Mark DumpModel::markAt(int row) const {
+  const int n = recordAt(row);
+  if (n <= 0 || static_cast<size_t>(n) > marks_.size()) return NoMark;
+  return static_cast<Mark>(marks_[static_cast<size_t>(n - 1)]);
+}
+
+void DumpModel::setMarks(std::vector<quint8> byRecord) {
+  if (byRecord == marks_) return;
+  marks_ = std::move(byRecord);
+  if (!rows_.empty())
+    Q_EMIT dataChanged(index(0, 0), index(rowCount() - 1, ColumnCount - 1), {MarkRole});
 }
 
 int DumpModel::recordAt(int row) const {

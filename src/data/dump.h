@@ -31,6 +31,16 @@ class DumpModel : public QAbstractTableModel {
   QVariant headerData(int section, Qt::Orientation orientation,
                       int role = Qt::DisplayRole) const override;
 
+  // Rows can carry a mark, read through MarkRole (the window tints them);
+  // an unmarked row has no value in that role.
+  enum Mark : quint8 { NoMark = 0, MarkAbove = 1, MarkBelow = 2 };
+  static constexpr int MarkRole = Qt::UserRole + 1;
+  // The marks of the records of the list's set, by record number (index 0
+  // is record 1); empty clears them all. Records past the end are unmarked.
+  void setMarks(std::vector<quint8> byRecord);
+  // The mark of the row's record.
+  Mark markAt(int row) const;
+
   // "Record No", "Date", "Temp (C)", "Humi (%RH)", "Remarks"
   static QString heading(int column);
   // The cell as shown ("" outside the table); printing reads rows through it.
@@ -84,6 +94,7 @@ class DumpModel : public QAbstractTableModel {
   DataView& view_;
   int set_ = LogData;
   std::vector<qint16> rows_;  // record number of each row, in display order
+  std::vector<quint8> marks_;  // by record number - 1
   bool rebuilding_ = false;
 };
 

@@ -1,5 +1,6 @@
 #include "dialogs/form9.h"
 
+#include <QCheckBox>
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QFileInfo>
@@ -82,6 +83,12 @@ PrintDialog::PrintDialog(Session* session, QtPrompt* prompt, bool dump, QWidget*
   destCol->addWidget(Option4);
   Option3->setChecked(true);
 
+  CheckSummary = new QCheckBox(QStringLiteral("Summary page"), this);
+  CheckSummary->setObjectName(QStringLiteral("CheckSummary"));
+  CheckSummary->setToolTip(
+      QStringLiteral("After the report, a page with the statistics of the records printed, "
+                     "their excursions outside the limits and lines to sign"));
+
   Command1 = new QPushButton(QStringLiteral("Print"), this);
   Command1->setObjectName(QStringLiteral("Command1"));
   Command1->setDefault(true);
@@ -96,6 +103,7 @@ PrintDialog::PrintDialog(Session* session, QtPrompt* prompt, bool dump, QWidget*
   layout->addWidget(caption);
   layout->addWidget(records);
   layout->addWidget(destination);
+  layout->addWidget(CheckSummary);
   layout->addStretch(1);
   layout->addWidget(buttons);
   setMinimumWidth(320);
@@ -120,6 +128,12 @@ void PrintDialog::setDefaultRange(int first, int last) {
 
 bool PrintDialog::allRecords() const { return Option1->isChecked(); }
 bool PrintDialog::toPdf() const { return Option4->isChecked(); }
+bool PrintDialog::summaryPage() const { return CheckSummary->isChecked(); }
+
+void PrintDialog::setSummaryOptions(const QString& company, analysis::Unit unit) {
+  summary_.company = company;
+  summary_.unit = unit;
+}
 
 std::pair<int, int> PrintDialog::records() const {
   if (allRecords()) return {1, qMax<int>(1, session_->data().info(set_).Points)};
@@ -163,7 +177,9 @@ bool PrintDialog::print(PageOutput& out, int first, int last) {
   job.last = qMax(0, last);
   job.dump = dump_;
   Q_EMIT printStarted(PrintProcedure(job), job);
-  return PrintReport(out, session_->data(), session_->dataView(), job);
+  SummaryOptions summary = summary_;
+  summary.on = summaryPage();
+  return PrintReport(out, session_->data(), session_->dataView(), job, summary);
 }
 
 QString PrintDialog::proposedPdfName() const {

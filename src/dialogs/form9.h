@@ -9,6 +9,7 @@
 
 #include "print/render_print.h"
 
+class QCheckBox;
 class QGroupBox;
 class QPrinter;
 class QPushButton;
@@ -29,6 +30,10 @@ class PrintDialog : public QDialog {
   // The range as chosen (first <= last), or 1..Points for all records.
   std::pair<int, int> records() const;
   bool toPdf() const;
+  // The summary after the report ("Summary page"), off at first; the
+  // company it names and the unit of its temperatures come from the window.
+  bool summaryPage() const;
+  void setSummaryOptions(const QString& company, analysis::Unit unit);
 
   // Lets the user choose and set up the printer; false when cancelled. Qt's
   // print dialog unless replaced (a test has no one to answer it).
@@ -63,6 +68,8 @@ class PrintDialog : public QDialog {
   QSpinBox* Text2;        // last
   QRadioButton* Option3;  // printer
   QRadioButton* Option4;  // PDF
+  QCheckBox* CheckSummary;
+  SummaryOptions summary_;
   QPushButton* Command1;  // print / save
   QPushButton* Command2;  // cancel
 };

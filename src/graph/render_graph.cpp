@@ -8,6 +8,7 @@
 #include <QVarLengthArray>
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
 #include <vector>
 
@@ -228,8 +229,30 @@ bool Graph_Busy() { return busy; }
 
 namespace {
 
+// The excursions among the records the window shows, each as a band over
+// the plot's whole height.
+void shadeExcursions(Surface& surface, const DataSets& sets, int set, const ScrollState& bars,
+                     const GraphView& v, const GraphExtras& extras) {
+  const auto [first, last] = ticks::WindowRecords(sets, set, bars, Graph::Temperature);
+  if (first <= 0) return;
+  analysis::Options options;
+  options.limits = extras.limits.value_or(analysis::SetLimits(sets.info(set)));
+  const analysis::Statistics st = analysis::Analyse(sets, set, first, last, options);
+  const double end = sets.Get(set, sets.info(set).Points).Time;
+  const double B = v.B(), T = v.T(), P = static_cast<double>(v.P);
+  surface.ClipTo(v.S, T, 0, B);
+  for (const analysis::Excursion& e : st.excursions) {
+    const double x1 = fmt::secondsBetween(e.start, end) - P;
+    const double x2 = fmt::secondsBetween(e.end, end) - P;
+    surface.FilledBox(x1, B, x2, T,
+                      e.side == analysis::Side::Above ? extras.aboveColor : extras.belowColor);
+  }
+  surface.NoClip();
+}
+
 bool drawGraph(Surface& surface, const DataSets& sets, int set, const GraphView& v,
-               const QString& unit, const QString& title, const GraphColorTable& colors) {
+               const QString& unit, const QString& title, const GraphColorTable& colors,
+               const std::function<void()>& underlay = {}) {
   if (busy || sets.info(set).Points <= 0) return false;
   BusyGuard guard;
   const double S = v.S, B = v.B(), T = v.T();
@@ -237,6 +260,7 @@ bool drawGraph(Surface& surface, const DataSets& sets, int set, const GraphView&
   surface.ForeColor = colors[ticks::kText];
   surface.setFontSize(9);
   surface.Scale(S, T, -S / 20, B - (T - B) / 10);
+  if (underlay) underlay();
   surface.Box(S, T, 0, B, colors[ticks::kFrame]);
   surface.setFontSize(12);
   const double tw = surface.TextWidth(kUnitC);
@@ -259,9 +283,12 @@ bool drawGraph(Surface& surface, const DataSets& sets, int set, const GraphView&
 }  // namespace
 
 bool Temp_Graph(Surface& surface, const DataSets& sets, int set, const ScrollState& bars,
-                const GraphColorTable& colors) {
-  return drawGraph(surface, sets, set, TemperatureView(bars), kUnitC, QStringLiteral("Temperature"),
-                   colors);
+                const GraphColorTable& colors, const GraphExtras& extras) {
+  const GraphView v = TemperatureView(bars);
+  std::function<void()> underlay;
+  if (extras.shadeExcursions)
+    underlay = [&] { shadeExcursions(surface, sets, set, bars, v, extras); };
+  return drawGraph(surface, sets, set, v, kUnitC, QStringLiteral("Temperature"), colors, underlay);
 }
 
 bool Humi_Graph(Surface& surface, const DataSets& sets, int set, const ScrollState& bars,

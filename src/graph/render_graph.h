@@ -11,6 +11,7 @@
 #include <array>
 #include <memory>
 
+#include "analysis/analysis.h"
 #include "data/datasets.h"
 #include "data/graphwindow.h"
 
@@ -102,10 +103,22 @@ class Surface {
   std::unique_ptr<QFontMetricsF> metrics_;
 };
 
+// What the window may add to the temperature graph. The default adds
+// nothing: the picture is the graph's own, pixel for pixel.
+struct GraphExtras {
+  // Shades the time of every excursion outside `limits` (the set's own
+  // bounds where they are on, when none are given) behind the grid and the
+  // curve, from its first record to one interval past its last.
+  bool shadeExcursions = false;
+  std::optional<analysis::Limits> limits;
+  quint32 aboveColor = 0x00181850;  // 0x00BBGGRR, dim on the dark scheme
+  quint32 belowColor = 0x00582818;
+};
+
 // Whole graphs of `set` from the bars. False (nothing drawn, the picture
 // left as it was) when the set has no records or a graph is being drawn.
 bool Temp_Graph(Surface& surface, const DataSets& sets, int set, const ScrollState& bars,
-                const GraphColorTable& colors);
+                const GraphColorTable& colors, const GraphExtras& extras = {});
 bool Humi_Graph(Surface& surface, const DataSets& sets, int set, const ScrollState& bars,
                 const GraphColorTable& colors);
 // True while Temp_Graph or Humi_Graph runs.

@@ -326,7 +326,29 @@ bool PrintDump(PageOutput& out, const DataSets& sets, const PrintJob& job, const
   return true;
 }
 
-bool PrintReport(PageOutput& out, const DataSets& sets, const DataView& view, const PrintJob& job) {
+namespace {
+bool printReportPages(PageOutput& out, const DataSets& sets, const DataView& view,
+                      const PrintJob& job);
+}  // namespace
+
+bool PrintReport(PageOutput& out, const DataSets& sets, const DataView& view, const PrintJob& job,
+                 const SummaryOptions& summaryOptions) {
+  if (!summaryOptions.on) return printReportPages(out, sets, view, job);
+  if (sets.info(job.set).Points <= 0) return false;
+  // The summary's numbers count every page of the document, so the report and the summary
+  // are laid out once before anything is drawn.
+  const int report =
+      CountPages(out, [&](PageOutput& o) { return printReportPages(o, sets, view, job); });
+  const int summary = CountPages(
+      out, [&](PageOutput& o) { return PrintSummary(o, sets, job, summaryOptions, 0, 0); });
+  if (report == 0 || summary == 0) return false;
+  return printReportPages(out, sets, view, job) && out.newPage() &&
+         PrintSummary(out, sets, job, summaryOptions, report + 1, report + summary);
+}
+
+namespace {
+bool printReportPages(PageOutput& out, const DataSets& sets, const DataView& view,
+                      const PrintJob& job) {
   if (sets.info(job.set).Points <= 0) return false;
   const bool shown = view.DataSetIndex() == job.set && view.DumpView() == job.dump;
   if (!job.dump) {
@@ -341,6 +363,7 @@ bool PrintReport(PageOutput& out, const DataSets& sets, const DataView& view, co
   if (shown) list.setDumpLabels(view.dumpLabels());
   return PrintDump(out, sets, job, rows);
 }
+}  // namespace
 
 QString PrintProcedure(const PrintJob& job) {
   static const char* const sets[kDataSetCount] = {"Log", "Real", "File"};

@@ -36,6 +36,17 @@ struct PrintJob {
   bool dump = false;  // the list instead of the graphs
 };
 
+// The summary that may follow a report: the evidence figures of the job's
+// records first..last, their excursions, the company and lines to sign, with
+// "Page k of n" under each of its pages. Off, the report is exactly what it
+// always was.
+struct SummaryOptions {
+  bool on = false;
+  QString company;
+  analysis::Unit unit = analysis::Unit::Celsius;
+  double dhR = analysis::kDefaultDhR;
+};
+
 // The print procedure a job stands for, one for each set and kind:
 // "Log_G_Print", "Real_G_Print", "File_G_Print", "Log_D_Print"...
 QString PrintProcedure(const PrintJob& job);
@@ -142,7 +153,19 @@ bool PrintDump(PageOutput& out, const DataSets& sets, const PrintJob& job, const
 // bands, the list in its order with the extremes' texts it shows), otherwise
 // the whole set (in record order). False when the set has no records or a
 // page could not be started.
-bool PrintReport(PageOutput& out, const DataSets& sets, const DataView& view, const PrintJob& job);
+// With `summary` on, its pages follow the report's.
+bool PrintReport(PageOutput& out, const DataSets& sets, const DataView& view, const PrintJob& job,
+                 const SummaryOptions& summary = {});
+
+// The summary pages of `job` (see SummaryOptions), starting on the
+// current page, numbered from `firstPage` on in a document of `totalPages`
+// (0: no numbers, when only counting). False when a page could not be
+// started.
+bool PrintSummary(PageOutput& out, const DataSets& sets, const PrintJob& job,
+                  const SummaryOptions& summary, int firstPage, int totalPages);
+// The pages `draw` would make on `out`, counted without drawing on it: the
+// same page size and resolution, so the same layout. 0 when `draw` fails.
+int CountPages(PageOutput& out, const std::function<bool(PageOutput&)>& draw);
 
 // ---- PDF files
 
