@@ -160,7 +160,10 @@ class TestArchivePg : public QObject {
       tools.push_back(std::make_unique<QProcess>());
       test::prepareCli(*tools.back(),
                        sims[size_t(k)]->portArgs() +
-                           QStringList{"--data-dir", data, "--archive", conninfo, "download",
+                           // Twenty processes on a busy machine: a logger slow to
+                           // answer its first identification is asked again.
+                           QStringList{"--wait-for-logger", "60", "--data-dir", data,
+                                       "--archive", conninfo, "download",
                                        "--csv", dir.filePath(QStringLiteral("%1.csv").arg(k))},
                        {});
     }
