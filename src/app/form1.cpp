@@ -140,6 +140,9 @@ class ElidingLabel : public QLabel {
 
 }  // namespace
 
+// The logger's panel's width where the screen has room for it.
+constexpr int kRoomyPanelWidth = 300;
+
 Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
     : QMainWindow(parent), session_(session), prompt_(prompt) {
   setObjectName(QStringLiteral("Form1"));
@@ -164,13 +167,33 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
   loggerScroll->setWidgetResizable(true);
   loggerScroll->setWidget(loggerPanel);
   loggerScroll->viewport()->setBackgroundRole(QPalette::Window);
-  // Room for the panel and its scroll bar, once: showing the bar then hides
-  // no column, and nothing the panel shows later widens the window.
-  loggerScroll->setFixedWidth(qMax(loggerPanel->sizeHint().width(), loggerPanel->minimumWidth()) +
-                              loggerScroll->style()->pixelMetric(QStyle::PM_ScrollBarExtent) + 4);
   root->addWidget(loggerScroll);
-  root->addWidget(buildDataArea(), 1);
-  setCentralWidget(central);
+  QWidget* dataArea = buildDataArea();
+  root->addWidget(dataArea, 1);
+  // A screen narrower than the window's least width (a small screen at a
+  // large scale) scrolls the window's content sideways instead of cutting
+  // off its right-hand side, the print buttons and the graphs' value bars.
+  // Room for the panel and its scroll bar, once: showing the bar then hides
+  // no column, and nothing the panel shows later widens the window. A narrow
+  // screen (a small one at a large scale) gets the panel at its least width,
+  // so the data area keeps what it needs beside it.
+  const int bar = loggerScroll->style()->pixelMetric(QStyle::PM_ScrollBarExtent) + 4;
+  int panelWidth = qMax(loggerPanel->sizeHint().width(), kRoomyPanelWidth);
+  if (const QScreen* s = screen()) {
+    const QMargins m = root->contentsMargins();
+    const int room = s->availableSize().width() - m.left() - m.right() - root->spacing() -
+                     dataArea->minimumSizeHint().width() - bar;
+    panelWidth = qBound(loggerPanel->minimumSizeHint().width(), room, panelWidth);
+  }
+  loggerScroll->setFixedWidth(panelWidth + bar);
+  auto* fit = new QScrollArea;
+  fit->setObjectName(QStringLiteral("WindowArea"));
+  fit->setFrameShape(QFrame::NoFrame);
+  fit->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  fit->setWidgetResizable(true);
+  fit->setWidget(central);
+  fit->viewport()->setBackgroundRole(QPalette::Window);
+  setCentralWidget(fit);
 
   StatusBar1 = named<QStatusBar>("StatusBar1");
   panel1 = named<QLabel>("StatusBar1_Panel1");
@@ -320,11 +343,12 @@ Form1::Form1(Session* session, QtPrompt* prompt, QWidget* parent)
   refreshDataArea();
   setAcceptDrops(true);
   // Roomy, but never more than the screen offers; the layout shrinks the
-  // graphs and scrolls the logger's panel when the screen is small.
+  // graphs, scrolls the logger's panel and, at the last, the content
+  // sideways when the screen is small.
   QSize opening(1180, 760);
   if (const QScreen* s = screen())
     opening = opening.boundedTo(s->availableSize() - QSize(0, kTitleBarHeight));
-  resize(opening.expandedTo(minimumSizeHint()));
+  resize(opening);
 }
 
 Form1::~Form1() = default;
@@ -466,7 +490,6 @@ QWidget* Form1::buildLoggerPanel() {
   Combo2->hide();
 
   col->addStretch();
-  panel->setMinimumWidth(300);
   panel->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Preferred);
   return panel;
 }
@@ -494,6 +517,13 @@ QWidget* Form1::buildDataArea() {
   f.setPointSizeF(f.pointSizeF() * 1.3);
   f.setBold(true);
   Label3->setFont(f);
+  // As wide as the longest set name from the start, so the window's least
+  // width, which the logger's panel is fitted to, never grows later.
+  int widestName = 0;
+  for (int set : {LogData, RealTimeData, FileData})
+    widestName = qMax(widestName, QFontMetrics(f).horizontalAdvance(DataSetName(set)));
+  Label3->setMinimumWidth(widestName);
+  Label3->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
   Command23 = named<QPushButton>("Command23", QStringLiteral("&Print…"));
   auto* file = named<QGroupBox>("FileFrame", QStringLiteral("File data"));
   auto* fileRow = new QHBoxLayout(file);
@@ -529,8 +559,13 @@ QWidget* Form1::buildDataArea() {
   bar->addWidget(views);
   bar->addWidget(file, 1);
   bar->addSpacing(12);
-  bar->addWidget(Label3);
-  bar->addWidget(Command23, 0, Qt::AlignBottom);
+  // The set's name over its print button: one column, narrow enough for a
+  // small screen at a large scale.
+  auto* titleCol = new QVBoxLayout;
+  titleCol->setSpacing(2);
+  titleCol->addWidget(Label3, 0, Qt::AlignRight);
+  titleCol->addWidget(Command23, 0, Qt::AlignRight | Qt::AlignBottom);
+  bar->addLayout(titleCol);
   col->addLayout(bar);
 
   dataStack = named<QStackedWidget>("DataStack");
