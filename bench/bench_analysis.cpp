@@ -16,36 +16,10 @@ using namespace hygro;
 
 namespace {
 
-void fillFull(DataSets& ds, int set) {
-  DataSetInfo& i = ds.info(set);
-  i.Points = 0;
-  i.Interval = 60;
-  i.Model = ModelWithBounds();
-  i.UpperRaw = fmt::degreesToRaw(30);
-  i.UpperOn = true;
-  i.LowerRaw = fmt::degreesToRaw(2);
-  i.LowerOn = true;
-  Stats_Clear(i.Stats);
-  const double start = fmt::dateSerial(2010, 5, 1, 13, 4, 5);
-  for (int n = 1; n <= kMaxPoints; ++n) {
-    ++i.Points;
-    MeasurementRecord rec;
-    rec.Time = start + (n - 1) * 60 / 86400.0;
-    // 0 to 34.9 C and back every 700 records, with a step that crosses a
-    // limit every few records near the top and the bottom.
-    rec.Temperature = static_cast<float>((n * 7) % 350) * 0.1f + ((n % 3) == 0 ? -2.5f : 0.0f);
-    rec.Humidity = static_cast<float>(n % 1000) * 0.1f;
-    rec.Block = static_cast<float>(1 + n / 5000);  // a gap every 5000 records
-    rec.setRemarks(n % 100 == 0 ? QStringLiteral("Maximum temperature") : QString());
-    ds.Put(set, n, rec);
-    Stats_Add(rec, static_cast<qint16>(n), i.Stats);
-  }
-}
-
 // Everything the statistics panel, the summary page and stats show.
 void BM_Statistics(benchmark::State& state) {
   DataSets ds;
-  fillFull(ds, LogData);
+  bench::FillEvidenceSet(ds, LogData);
   analysis::Options options;
   options.limits = analysis::SetLimits(ds.info(LogData));
   size_t excursions = 0;
@@ -63,7 +37,7 @@ BENCHMARK(BM_Statistics)->Unit(benchmark::kMillisecond);
 void BM_Xlsx(benchmark::State& state) {
   QTemporaryDir dir;
   DataSets ds;
-  fillFull(ds, LogData);
+  bench::FillEvidenceSet(ds, LogData);
   analysis::SpreadsheetJob job;
   job.model = ModelWithBounds();
   job.recognitionName = QStringLiteral("ROOM1");

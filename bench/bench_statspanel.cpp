@@ -30,33 +30,10 @@ class SilentPrompt : public UserPrompt {
   std::optional<QString> openFileName(const QString&) override { return std::nullopt; }
 };
 
-void fillFull(DataSets& ds, int set) {
-  DataSetInfo& i = ds.info(set);
-  i.Points = 0;
-  i.Interval = 60;
-  i.Model = ModelWithBounds();
-  i.UpperRaw = fmt::degreesToRaw(30);
-  i.UpperOn = true;
-  i.LowerRaw = fmt::degreesToRaw(2);
-  i.LowerOn = true;
-  Stats_Clear(i.Stats);
-  const double start = fmt::dateSerial(2010, 5, 1, 13, 4, 5);
-  for (int n = 1; n <= kMaxPoints; ++n) {
-    ++i.Points;
-    MeasurementRecord rec;
-    rec.Time = start + (n - 1) * 60 / 86400.0;
-    rec.Temperature = static_cast<float>((n * 7) % 350) * 0.1f + ((n % 3) == 0 ? -2.5f : 0.0f);
-    rec.Humidity = static_cast<float>(n % 1000) * 0.1f;
-    rec.Block = static_cast<float>(1 + n / 5000);
-    ds.Put(set, n, rec);
-    Stats_Add(rec, static_cast<qint16>(n), i.Stats);
-  }
-}
-
 void BM_StatsPanelScrollStep(benchmark::State& state) {
   SilentPrompt prompt;
   Session session(std::make_unique<sim::SimTransport>(), std::make_unique<NoBridge>(), &prompt);
-  fillFull(session.data(), LogData);
+  bench::FillEvidenceSet(session.data(), LogData);
   session.dataView().setDataSetIndex(LogData);
   // Half of the set in the window, stepped back one bar step at a time.
   ScrollState bars = Scroll_Set(session.data(), LogData, InitialScrollState(), false);

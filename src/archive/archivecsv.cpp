@@ -165,4 +165,16 @@ bool ArchiveImport(const ArchiveLog& log, CsvImport* out, QString* why) {
   return Csv_Parse(in, out, why) == CsvOpenResult::Opened;
 }
 
+bool ArchiveWorkbook(const ArchiveLog& log, DataSets* sets, analysis::SpreadsheetJob* job,
+                     QString* why) {
+  CsvImport file;
+  if (!ArchiveImport(log, &file, why)) return false;
+  Csv_Commit(*sets, file);
+  job->set = FileData;
+  job->model = file.model;
+  job->recognitionName = file.name;
+  job->options.limits = analysis::SetLimits(sets->info(FileData));
+  return true;
+}
+
 }  // namespace hygro

@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include "analysis/spreadsheet.h"
 #include "archive/archive.h"
 #include "data/csv.h"
 #include "data/datasets.h"
@@ -29,5 +30,10 @@ QByteArray ArchiveCsv(const ArchiveLog& log);
 // A log as opening its CSV file reads it, for the file set; false with *why
 // when it holds more records than a data set takes.
 bool ArchiveImport(const ArchiveLog& log, CsvImport* out, QString* why);
+
+// A log in `sets`' file set (in memory), with the workbook job export --xlsx
+// makes of its CSV file; false with *why as ArchiveImport.
+bool ArchiveWorkbook(const ArchiveLog& log, DataSets* sets, analysis::SpreadsheetJob* job,
+                     QString* why);
 
 }  // namespace hygro

@@ -102,16 +102,9 @@ int runList(Archive& archive, const ParsedArgs& args) {
 
 // The log as the workbook export --xlsx writes of its CSV file.
 bool xlsxOf(const ArchiveLog& log, QByteArray* bytes, QString* why) {
-  CsvImport file;
-  if (!ArchiveImport(log, &file, why)) return false;
   DataSets sets;  // in memory only
-  Csv_Commit(sets, file);
   analysis::SpreadsheetJob job;
-  job.set = FileData;
-  job.model = file.model;
-  job.recognitionName = file.name;
-  job.options.limits = analysis::SetLimits(sets.info(FileData));
-  return analysis::Xlsx_Content(sets, job, bytes, why);
+  return ArchiveWorkbook(log, &sets, &job, why) && analysis::Xlsx_Content(sets, job, bytes, why);
 }
 
 int runExport(Archive& archive, const ParsedArgs& args, qint64 id) {

@@ -321,19 +321,13 @@ bool ArchiveDialog::exportXlsx() {
   if (!path) return false;
   ArchiveLog log;
   if (!readSelected(&log)) return false;
-  CsvImport file;
+  DataSets sets;  // in memory only
+  analysis::SpreadsheetJob job;
   QString why;
-  if (!ArchiveImport(log, &file, &why)) {
+  if (!ArchiveWorkbook(log, &sets, &job, &why)) {
     message(why + QStringLiteral(". Export it as CSV instead."));
     return false;
   }
-  DataSets sets;  // in memory only
-  Csv_Commit(sets, file);
-  analysis::SpreadsheetJob job;
-  job.set = FileData;
-  job.model = file.model;
-  job.recognitionName = file.name;
-  job.options.limits = analysis::SetLimits(sets.info(FileData));
   if (!analysis::Xlsx_Write(sets, job, *path, &why)) {
     message(QStringLiteral("File error\r\r%1: %2").arg(QDir::toNativeSeparators(*path), why));
     return false;
