@@ -549,6 +549,9 @@ class TestLoggerOps : public QObject {
         "\"Upper bound temperature setting\",\"Lower bound temperature setting\"\r\n"
         "\"LAB1\",\"2024/05/01 09:00:00\",\" 144\",\" 600\",\"30\",\"OFF\"\r\n";
     QVERIFY(save(QStringLiteral("first.csv")).startsWith(header));
+    // A file refused leaves the log on display.
+    QVERIFY(!r.session.openFile(QStringLiteral(HYGROTAB_TEST_DATA "/csv/decimal_comma.csv")));
+    QCOMPARE(r.session.shownSet(), int(LogData));
 
     StartSettings s;
     s.name = QStringLiteral("NEW2");
