@@ -157,17 +157,6 @@ class TestExchange : public QObject {
     QVERIFY(!r.port.isOpen());
   }
 
-  void aLateAnswerAfterAResendStillCounts() {
-    Rig r;
-    r.x.TimeOutMs = 30;
-    r.start({16, 22});
-    QTRY_COMPARE(r.port.writes.size(), 2);  // one resend
-    r.port.feedNow(Answer(1, 16, 0, 0));
-    QCOMPARE(r.dispatched, (QList<int>{16}));
-    QCOMPARE(r.x.RetryCount, 0);
-    QCOMPARE(r.port.writes.last(), CommandFrame(1, 22, 0, 0));
-  }
-
   void hostileAnswersAreDefined() {
     Rig r;
     r.start({16, 22});

@@ -106,6 +106,7 @@ class TstRenderGraph : public QObject {
   void labelsStayReadable();
   void columnEnvelopeLightsTheSamePixelsAsOneLinePerRecord();
   void emptySetDrawsNothing();
+  void cursorReadOut_data();
   void cursorReadOut();
   void windowRecords();
 };
@@ -387,29 +388,25 @@ void TstRenderGraph::emptySetDrawsNothing() {
   QCOMPARE(ColorFromNumber(0x00FFFF), QColor(255, 255, 0));  // 0x00BBGGRR
 }
 
+void TstRenderGraph::cursorReadOut_data() {
+  test::addDataRows(QStringLiteral("graph/cursor.tsv"),
+                    {"x", "graph", "back", "set", "run", "expected"});
+}
+
 void TstRenderGraph::cursorReadOut() {
-  DataSets sets;
+  QFETCH(QString, x);
+  QFETCH(QString, graph);
+  QFETCH(QString, back);
+  QFETCH(QString, set);
+  QFETCH(QString, run);
+  QFETCH(QString, expected);
+  DataSets sets, empty;
   fill(sets, {{1000, 12.345f, 40.5f}, {500, 20, 50}, {0, -3.5f, 60}});
-  const ScrollState bars = view(sets, 1050, 0);
-  // 1050 s over the plot, 52.5 s in the margin: 1.05 s a pixel at 1050 wide.
-  QCOMPARE(Graph_Cursor_Disp(0, 1050, sets, FileData, bars, false, false),
-           QStringLiteral("Date 2023/06/01 11:43:20   Temperature 12.35 C   Humidity 40.50 %RH"));
-  QCOMPARE(Graph_Cursor_Disp(520, 1050, sets, FileData, bars, false, false),
-           QStringLiteral("Date 2023/06/01 11:51:40   Temperature 20.00 C   Humidity 50.00 %RH"));
-  QCOMPARE(Graph_Cursor_Disp(990, 1050, sets, FileData, bars, false, false),
-           QStringLiteral("Date 2023/06/01 12:00:00   Temperature -3.50 C   Humidity 60.00 %RH"));
-  QCOMPARE(Graph_Cursor_Disp(1040, 1050, sets, FileData, bars, false, false), QString());  // margin
-  // The humidity graph reads its own bars: 500 s back, its right end is the
-  // middle record, whatever the temperature graph shows.
-  ScrollState back = bars;
-  back.HScroll4.value = 500;
-  QCOMPARE(Graph_Cursor_Disp(990, 1050, sets, FileData, back, true, false),
-           QStringLiteral("Date 2023/06/01 11:51:40   Temperature 20.00 C   Humidity 50.00 %RH"));
-  QCOMPARE(Graph_Cursor_Disp(990, 1050, sets, FileData, back, false, false),
-           Graph_Cursor_Disp(990, 1050, sets, FileData, bars, false, false));
-  QCOMPARE(Graph_Cursor_Disp(520, 1050, sets, FileData, bars, false, true), QString());
-  DataSets empty;
-  QCOMPARE(Graph_Cursor_Disp(520, 1050, empty, FileData, bars, false, false), QString());
+  ScrollState bars = view(sets, 1050, 0);
+  if (back == QLatin1String("yes")) bars.HScroll4.value = 500;
+  QCOMPARE(Graph_Cursor_Disp(x.toInt(), 1050, set == QLatin1String("full") ? sets : empty, FileData,
+                             bars, graph == QLatin1String("humidity"), run == QLatin1String("yes")),
+           expected);
 }
 
 void TstRenderGraph::windowRecords() {

@@ -38,4 +38,11 @@ void addDataRows(const QString& name, const QStringList& columns) {
   }
 }
 
+QString dataValue(const QString& name, const QString& key) {
+  for (const QStringList& row : dataRows(name))
+    if (row.value(0) == key) return row.value(1);
+  qFatal("no %s in test data %s", qPrintable(key), qPrintable(name));
+  return {};
+}
+
 }  // namespace hygro::test

@@ -16,5 +16,8 @@ QList<QStringList> dataRows(const QString& name);
 // Declares `columns` as QString columns and adds one QTest row per line of
 // the table, named by its first cell, the next cells filling the columns.
 void addDataRows(const QString& name, const QStringList& columns);
+// The second cell of the row of `name` whose first cell is `key`; fails the
+// run when there is none.
+QString dataValue(const QString& name, const QString& key);
 
 }  // namespace hygro::test
