@@ -145,6 +145,25 @@ class TestForm1 : public QObject {
     QCOMPARE(label("Label2"), QString());
     QCOMPARE(label("Label7"), QStringLiteral("----"));
     QVERIFY(baud->isEnabled());
+
+    // A logger plugged back in is said; the Tool menu turns this off.
+    rig.session->plugBack().timer_.setInterval(10);
+    connectWindow(w, *rig.session);
+    rig.sim->unplug();
+    QCOMPARE(label("StatusBar1_Panel1"), QStringLiteral("Unconnection"));
+    rig.sim->plugIn();
+    QTRY_VERIFY_WITH_TIMEOUT(rig.session->connected() && !rig.session->busy(), 20000);
+    QCOMPARE(label("StatusBar1_Panel1"), QStringLiteral("Communicating\u3000Port1"));
+    QCOMPARE(label("StatusBar1_Panel2"), PlugBack::ReconnectedText(QStringLiteral("1")));
+    auto* entry = w.findChild<QAction*>(QStringLiteral("mPlugBack"));
+    QVERIFY(entry && entry->isChecked());
+    entry->trigger();
+    QVERIFY(!rig.session->plugBack().enabled());
+    rig.sim->unplug();
+    rig.sim->plugIn();
+    QTest::qWait(200);
+    QVERIFY(!rig.session->connected());
+    QVERIFY(rig.prompt.messages.isEmpty());
   }
 
   // Nothing but a continuous run's start puts the list back in record order;
@@ -185,29 +204,6 @@ class TestForm1 : public QObject {
     s.data().closeAndRemove();
   }
 
-  void aLoggerPluggedBackInIsSaidAndTheToolMenuTurnsThisOff() {
-    WINDOW();
-    rig.session->plugBack().timer_.setInterval(10);
-    const auto label = [&w](const char* name) { return child<QLabel>(w, name)->text(); };
-    connectWindow(w, *rig.session);
-    rig.sim->unplug();
-    QCOMPARE(label("StatusBar1_Panel1"), QStringLiteral("Unconnection"));
-    rig.sim->plugIn();
-    QTRY_VERIFY_WITH_TIMEOUT(rig.session->connected() && !rig.session->busy(), 20000);
-    QCOMPARE(label("StatusBar1_Panel1"), QStringLiteral("Communicating\u3000Port1"));
-    QCOMPARE(label("StatusBar1_Panel2"), PlugBack::ReconnectedText(QStringLiteral("1")));
-
-    auto* entry = w.findChild<QAction*>(QStringLiteral("mPlugBack"));
-    QVERIFY(entry && entry->isChecked());
-    entry->trigger();
-    QVERIFY(!rig.session->plugBack().enabled());
-    rig.sim->unplug();
-    rig.sim->plugIn();
-    QTest::qWait(200);
-    QVERIFY(!rig.session->connected());
-    QVERIFY(rig.prompt.messages.isEmpty());
-  }
-
   void startsInItsFirstState() {
     WINDOW();
     QVERIFY(rig.opened);
@@ -244,16 +240,7 @@ class TestForm1 : public QObject {
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 30000);
     QVERIFY(rig.session->data().info(LogData).Points > 0);
 
-    // The Display menu sets the options (how they switch the view: tst_ui_graphs).
-    const auto checked = [&w](const char* set, const char* view) {
-      return child<QRadioButton>(w, set)->isChecked() && child<QRadioButton>(w, view)->isChecked();
-    };
-    trigger("mDisplayRealDump");
-    QVERIFY(checked("Option6", "Option9"));
-    QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("RealTime"));
-    trigger("mDisplayLogGraph");
-    QVERIFY(checked("Option5", "Option8"));
-
+    // (The Display menu's entries and the options: tst_ui_graphs.)
     // Save the log as CSV, then open it as the file set.
     const QString csv = dir.filePath(QStringLiteral("log.csv"));
     rig.prompt.savePaths << csv;
@@ -408,6 +395,13 @@ class TestForm1 : public QObject {
     QTest::mouseClick(continuous, Qt::LeftButton);
     QCOMPARE(continuous->text(), QStringLiteral("Stop"));
     QVERIFY(continuous->isEnabled() && !record->isEnabled() && !menuEnabled(w, "m2"));
+    // The print button's table entry (tst_control_states) takes the other
+    // print controls with it.
+    const auto printing = [&w] {
+      return QList<bool>{child<QPushButton>(w, "Command24")->isEnabled(),
+                         child<QPushButton>(w, "Command25")->isEnabled(), menuEnabled(w, "m13")};
+    };
+    QCOMPARE(printing(), (QList<bool>{false, false, false}));
     // Samples arrive and are shown.
     QTRY_VERIFY_WITH_TIMEOUT(child<QLabel>(w, "Label2")->text().endsWith(QStringLiteral(" C")),
                              20000);
@@ -415,6 +409,7 @@ class TestForm1 : public QObject {
     QTest::mouseClick(continuous, Qt::LeftButton);  // stop; the save question is declined
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && continuous->text() == "Continuous", 20000);
     QVERIFY(record->isEnabled());
+    QCOMPARE(printing(), (QList<bool>{true, true, true}));
 
     // During an exchange the operating controls are locked.
     QTest::mouseClick(child<QPushButton>(w, "Command11"), Qt::LeftButton);
