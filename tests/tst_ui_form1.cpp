@@ -120,6 +120,13 @@ class TestForm1 : public QObject {
   void connectsAndShowsTheLogger() {
     WINDOW();
     QVERIFY(rig.opened);
+    CHECK_SHOWN(w, QStringLiteral("window/shown.tsv"), QStringLiteral("first state"));
+    QVERIFY(child<QComboBox>(w, "Combo4")->isEditable());
+    QCOMPARE(w.dumpView(), false);
+    // The clock runs in the third panel.
+    QVERIFY(!child<QLabel>(w, "StatusBar1_Panel3")->text().isEmpty());
+    // Not connected: the status display has run (its table: tst_control_states).
+    QCOMPARE(child<QLabel>(w, "Label49")->text(), QStringLiteral("Unconnection"));
     const auto label = [&w](const char* name) { return child<QLabel>(w, name)->text(); };
     auto* baud = child<QComboBox>(w, "Combo1");
     QCOMPARE(label("StatusBar1_Panel1"), QStringLiteral("Unconnection"));
@@ -204,58 +211,7 @@ class TestForm1 : public QObject {
     s.data().closeAndRemove();
   }
 
-  void startsInItsFirstState() {
-    WINDOW();
-    QVERIFY(rig.opened);
-
-    CHECK_SHOWN(w, QStringLiteral("window/shown.tsv"), QStringLiteral("first state"));
-    QVERIFY(child<QComboBox>(w, "Combo4")->isEditable());
-    QCOMPARE(w.dumpView(), false);
-    // The clock runs in the third panel.
-    QVERIFY(!child<QLabel>(w, "StatusBar1_Panel3")->text().isEmpty());
-    // Not connected: the status display has run (its table: tst_control_states).
-    QCOMPARE(child<QLabel>(w, "Label49")->text(), QStringLiteral("Unconnection"));
-  }
-
-  void menusCarryTheirCaptionsAndDriveTheirButtons() {
-    WINDOW();
-    connectWindow(w, *rig.session);
-    const auto trigger = [&w](const char* name) {
-      w.findChild<QAction*>(QString::fromLatin1(name))->trigger();
-    };
-    // Status update reads the logger again: a change there shows up.
-    rig.sim->model().setStateBits(sim::DeviceModel::Recording);
-    trigger("m23");
-    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(w, "Label16")->text(), QStringLiteral("Recording"),
-                              20000);
-    // The record entry presses the record button: stopping here.
-    trigger("m21");
-    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 20000);
-    QCOMPARE(child<QLabel>(w, "Label16")->text(), QStringLiteral("Record stop"));
-    QVERIFY(!rig.sim->model().isRecording());
-    // Download fills the log set and shows it.
-    QSignalSpy downloads(&rig.session->download(), &DownloadOperation::started);
-    trigger("mDownload");
-    QCOMPARE(downloads.size(), 1);
-    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 30000);
-    QVERIFY(rig.session->data().info(LogData).Points > 0);
-
-    // (The Display menu's entries and the options: tst_ui_graphs.)
-    // Save the log as CSV, then open it as the file set.
-    const QString csv = dir.filePath(QStringLiteral("log.csv"));
-    rig.prompt.savePaths << csv;
-    trigger("m122");
-    QVERIFY(QFileInfo(csv).size() > 0);
-    QVERIFY(!rig.session->data().holdsUnsaved(LogData));
-    rig.prompt.openPaths << csv;
-    trigger("m11");
-    QCOMPARE(rig.session->data().info(FileData).Points, rig.session->data().info(LogData).Points);
-    QVERIFY(child<QRadioButton>(w, "Option7")->isChecked());
-    QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("File"));
-    QVERIFY(rig.prompt.messages.isEmpty());
-  }
-
-  void eachDialogOpensFromTheWindow() {
+  void eachDialogAndMenuEntryWorksFromTheWindow() {
     WINDOW();
     connectWindow(w, *rig.session);
     // Each entry point shows its dialog, modal, named by its form.
@@ -308,6 +264,41 @@ class TestForm1 : public QObject {
     QTRY_VERIFY(!opened("DownloadProgress"));
     QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("Log"));
     QVERIFY(child<QRadioButton>(w, "Option5")->isChecked());
+
+    // The menus drive the same operations.
+    const auto trigger = [&w](const char* name) {
+      w.findChild<QAction*>(QString::fromLatin1(name))->trigger();
+    };
+    // Status update reads the logger again: a change there shows up.
+    rig.sim->model().setStateBits(sim::DeviceModel::Recording);
+    trigger("m23");
+    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(w, "Label16")->text(), QStringLiteral("Recording"),
+                              20000);
+    // The record entry presses the record button: stopping here.
+    trigger("m21");
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 20000);
+    QCOMPARE(child<QLabel>(w, "Label16")->text(), QStringLiteral("Record stop"));
+    QVERIFY(!rig.sim->model().isRecording());
+    // Download fills the log set and shows it.
+    QSignalSpy downloads(&rig.session->download(), &DownloadOperation::started);
+    trigger("mDownload");
+    QCOMPARE(downloads.size(), 1);
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 30000);
+    QVERIFY(rig.session->data().info(LogData).Points > 0);
+
+    // (The Display menu's entries and the options: tst_ui_graphs.)
+    // Save the log as CSV, then open it as the file set.
+    const QString csv = dir.filePath(QStringLiteral("log.csv"));
+    rig.prompt.savePaths << csv;
+    trigger("m122");
+    QVERIFY(QFileInfo(csv).size() > 0);
+    QVERIFY(!rig.session->data().holdsUnsaved(LogData));
+    rig.prompt.openPaths << csv;
+    trigger("m11");
+    QCOMPARE(rig.session->data().info(FileData).Points, rig.session->data().info(LogData).Points);
+    QVERIFY(child<QRadioButton>(w, "Option7")->isChecked());
+    QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("File"));
+    QVERIFY(rig.prompt.messages.isEmpty());
   }
 
   // The smallest screens the window is made for: 1366x768 at 100 % and
