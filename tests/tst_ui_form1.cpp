@@ -355,6 +355,20 @@ class TestForm1 : public QObject {
     QTest::mouseClick(child<QPushButton>(w, "Command2"), Qt::LeftButton);
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->realtime().running() && !rig.session->busy(), 20000);
     QCOMPARE(w.size(), QSize(1180, screen.height()));
+
+    // Closed during a run: the run stops, the port closes, and the samples
+    // are offered once, as real-time data.
+    QTest::mouseClick(child<QPushButton>(w, "Command2"), Qt::LeftButton);
+    QVERIFY(rig.session->realtime().running());
+    QTRY_VERIFY_WITH_TIMEOUT(rig.session->data().info(RealTimeData).Points >= 1, 20000);
+    rig.prompt.questions.clear();
+    w.close();
+    QVERIFY(!rig.session->realtime().running());
+    QVERIFY(!rig.sim->isOpen());
+    QVERIFY(!rig.session->busy());
+    QCOMPARE(rig.session->status().RecState, RecState::Idle);
+    QCOMPARE(rig.prompt.questions, QStringList{"Is real-time data preserved?"});
+    QCOMPARE(scratchAndLock(dir.path()), QStringList());
   }
 
   // The table of each state is checked without a window (tst_control_states);
@@ -440,22 +454,6 @@ class TestForm1 : public QObject {
     w2.close();
     QVERIFY(quiet.prompt.questions.isEmpty());
     QCOMPARE(scratchAndLock(dir2.path()), QStringList());
-  }
-
-  void closingStopsARunAndClosesThePort() {
-    WINDOW();
-    connectWindow(w, *rig.session);
-    QTest::mouseClick(child<QPushButton>(w, "Command2"), Qt::LeftButton);
-    QVERIFY(rig.session->realtime().running());
-    QTRY_VERIFY_WITH_TIMEOUT(rig.session->data().info(RealTimeData).Points >= 1, 20000);
-    w.close();
-    QVERIFY(!rig.session->realtime().running());
-    QVERIFY(!rig.sim->isOpen());
-    QVERIFY(!rig.session->busy());
-    QCOMPARE(rig.session->status().RecState, RecState::Idle);
-    // The samples of the run were offered once, as real-time data.
-    QCOMPARE(rig.prompt.questions, QStringList{"Is real-time data preserved?"});
-    QCOMPARE(scratchAndLock(dir.path()), QStringList());
   }
 
   void settingsFileRoundTrip() {
