@@ -17,22 +17,14 @@
 #include "data/formats.h"
 #include "dialogs/form10.h"
 #include "dialogs/form9.h"
-#include "dialogs/qtprompt.h"
 #include "logger/session.h"
-#include "sim/demostate.h"
-#include "sim/simtransport.h"
 #include "support/data_fixtures.h"
-#include "support/emulator_rig.h"
 #include "support/window_prompt.h"
 
 using namespace hygro;
-using hygro::test::addSample;
 using hygro::test::fillSeconds;
-using hygro::test::kNoon;
 
 namespace {
-
-using AnsweringPrompt = test::WindowPrompt;
 
 using Rig = test::WindowRig;
 
