@@ -73,6 +73,9 @@ void TstAnalysis::mktKeepsItsValueWhereTheSumUnderflows() {
   QVERIFY(!DewPoint(20, 0) && !AbsoluteHumidity(20, -1));
 }
 
+// The figures of this set as the tool writes them, each excursion's times,
+// length and peak among them: tst_cli_analysis (excursions.json). Here, what
+// that file does not say.
 void TstAnalysis::excursionsAcrossAGap() {
   DataSets sets;
   loadExcursions(sets);
@@ -82,45 +85,14 @@ void TstAnalysis::excursionsAcrossAGap() {
   Options options;
   options.limits = limits;
   const Statistics st = Analyse(sets, FileData, 1, 11, options);
-
-  QCOMPARE(st.records, 11);
-  QCOMPARE(st.temperature.min, -1.0);
   QCOMPARE(st.temperature.minRecord, 11);
-  QCOMPARE(st.temperature.max, 32.5);
-  QCOMPARE(st.temperature.maxTime, at(10, 20));
-  QCOMPARE(st.temperature.mean, 182.5 / 11);
-  // 30.00 (record 4) and 5.00 (record 9) equal a limit: inside.
-  QCOMPARE(st.timeAboveS, qint64(3 * 600));
-  QCOMPARE(st.timeBelowS, qint64(4 * 600));
   // Record 10 has 0 %RH: no dew point.
   QCOMPARE(st.dewPoint.count, qint64(10));
   QCOMPARE(st.humidity.count, qint64(11));
-
   // Records 6 and 7 are both below, but a gap lies between them.
-  struct Expected {
-    Side side;
-    int first, records;
-    double start, end;
-    qint64 seconds;
-    double peak;
-  };
-  const Expected expected[] = {
-      {Side::Above, 2, 2, at(10, 10), at(10, 30), 1200, 32.5},
-      {Side::Below, 5, 2, at(10, 40), at(11, 0), 1200, 3.5},
-      {Side::Below, 7, 1, at(12, 0), at(12, 10), 600, 2},
-      {Side::Above, 8, 1, at(12, 10), at(12, 20), 600, 30.5},
-      {Side::Below, 11, 1, at(12, 40), at(12, 50), 600, -1},
-  };
-  QCOMPARE(st.excursions.size(), std::size(expected));
-  for (size_t i = 0; i < std::size(expected); ++i) {
-    const Excursion& e = st.excursions[i];
-    const Expected& x = expected[i];
-    const QByteArray where = "excursion " + QByteArray::number(qulonglong(i + 1));
-    QVERIFY2(e.side == x.side && e.firstRecord == x.first && e.records == x.records, where);
-    QVERIFY2(fmt::formatDateTime(e.start) == fmt::formatDateTime(x.start), where);
-    QVERIFY2(fmt::formatDateTime(e.end) == fmt::formatDateTime(x.end), where);
-    QVERIFY2(e.durationS == x.seconds && e.peak == x.peak, where);
-  }
+  QList<int> firsts;
+  for (const Excursion& e : st.excursions) firsts << e.firstRecord;
+  QCOMPARE(firsts, QList<int>({2, 5, 7, 8, 11}));
 }
 
 void TstAnalysis::selectionAndIncompleteRecords() {

@@ -5,6 +5,7 @@
 #include <QtTest>
 
 #include "support/cli_runner.h"
+#include "support/data_fixtures.h"
 
 using hygro::test::runCli;
 using hygro::test::words;
@@ -13,14 +14,9 @@ namespace {
 
 const QString kSet = QStringLiteral(HYGROTAB_TEST_DATA "/analysis/excursions.csv");
 
-QByteArray fileBytes(const QString& path) {
-  QFile f(path);
-  return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
 // The sheet's rows, without the one that says when the export was made.
 QByteArrayList sheetRows(const QString& path) {
-  QByteArrayList rows = fileBytes(path).split('\n');
+  QByteArrayList rows = hygro::test::readFile(path).split('\n');
   rows.removeIf([](const QByteArray& row) { return row.startsWith("\"Exported at"); });
   return rows;
 }
@@ -47,10 +43,10 @@ class TestArchiveXlsx : public QObject {
     CLI_RUN(ref, 0, runCli(words("export --xlsx") << fromFile << QStringLiteral("--csv") << csv));
 
     // The same output rules as export --xlsx: an existing file stays.
-    const QByteArray before = fileBytes(fromArchive);
+    const QByteArray before = hygro::test::readFile(fromArchive);
     CLI_RUN(again, 1, runCli(at + words("archive export 1 --xlsx") << fromArchive));
     QVERIFY(again.err.contains(QStringLiteral("--overwrite")));
-    QCOMPARE(fileBytes(fromArchive), before);
+    QCOMPARE(hygro::test::readFile(fromArchive), before);
 
     QProcess lo;
     lo.start(

@@ -5,6 +5,7 @@
 #include <QtTest>
 
 #include "support/cli_runner.h"
+#include "support/data_table.h"
 
 using hygro::test::runCli;
 
@@ -93,30 +94,17 @@ void TstCliPlot::unreadableInputOrOutputLeavesNoPicture() {
 }
 
 void TstCliPlot::usageErrors_data() {
-  QTest::addColumn<QStringList>("extra");
-  QTest::newRow("no png") << QStringList{"--png"};
-  QTest::newRow("no csv") << QStringList{"--csv"};
-  QTest::newRow("size") << QStringList{"--size", "1280*800"};
-  QTest::newRow("tiny") << QStringList{"--size", "10x10"};
-  QTest::newRow("span") << QStringList{"--span", "0"};
-  QTest::newRow("position") << QStringList{"--position", "-5"};
-  QTest::newRow("temperature") << QStringList{"--temperature-range", "20"};
-  QTest::newRow("half") << QStringList{"--temperature-range", "20:0"};
-  QTest::newRow("humidity") << QStringList{"--humidity-range", "150:10"};
-  QTest::newRow("argument") << QStringList{"extra"};
-  QTest::newRow("option") << QStringList{"--colour", "red"};
+  hygro::test::addDataRows(QStringLiteral("cli/plot_usage_errors.tsv"), {"args"});
 }
 
 void TstCliPlot::usageErrors() {
-  QFETCH(QStringList, extra);
+  QFETCH(QString, args);
   QTemporaryDir dir;
   const QString png = dir.filePath(QStringLiteral("out.png"));
-  QStringList args{"plot"};
-  // "--png" / "--csv" alone name the option that is left out.
-  if (extra != QStringList{"--csv"}) args << "--csv" << fixture("qm720xc.csv");
-  if (extra != QStringList{"--png"}) args << "--png" << png;
-  if (extra != QStringList{"--csv"} && extra != QStringList{"--png"}) args << extra;
-  CLI_RUN(r, 2, runCli(args));
+  QStringList argv = hygro::test::words(args);
+  argv.replaceInStrings(QStringLiteral("CSV"), fixture("qm720xc.csv"));
+  argv.replaceInStrings(QStringLiteral("OUT"), png);
+  CLI_RUN(r, 2, runCli(argv));
   QVERIFY2(r.err.contains(QStringLiteral("plot --help")), qPrintable(r.err));
   QVERIFY(!QFile::exists(png));
 }

@@ -59,17 +59,13 @@ QStringList statusLines(const QString& key) {
 class TestCliSim : public QObject {
   Q_OBJECT
  private slots:
-  void statusPrintsEveryCaption();
-  void otherModelHasNoBounds();
+  void statusAndOneMeasurement();
   void aLoggerFreshFromTheFactory();
-  void measureOnce();
   void measureContinuousRunToCsv();
   void downloadWrappedLoopToCsv();
-  void downloadFailures();
   void startStopAndReserve();
-  void whatTheLoggersClockCannotTake();
+  void whatAFaultyLoggerCannotDo();
   void settingCommands();
-  void silentLogger();
   void waitsForALoggerPluggedInLater();
   void loggerPulledOutDuringARun();
   void downloadKeepsTheLogUntilItIsSaved();
@@ -81,27 +77,42 @@ class TestCliSim : public QObject {
   void anInterruptedDownloadLetsTheStreamEnd();
 };
 
-void TestCliSim::statusPrintsEveryCaption() {
+void TestCliSim::statusAndOneMeasurement() {
   START_SIM(sim, "idle.json", "");
   CLI_RUN(r, 0, sim.run(words("status")));
   QCOMPARE(r.outLines(), statusLines(QStringLiteral("idle")));
   QVERIFY2(r.err.isEmpty(), CLI_DIAG(r));
+  // One measurement: the emulated room, 24.4 C (raw 6400) and 50.45 %RH,
+  // stamped with the computer's time when it was asked for.
+  const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
+  CLI_RUN(once, 0, sim.run(words("measure")));
+  QCOMPARE(once.outLines().size(), 1);
+  const auto m = kSampleLine.match(once.outLines()[0]);
+  QVERIFY2(m.hasMatch(), CLI_DIAG(once));
+  QCOMPARE(m.captured(2), QStringLiteral("24.40"));
+  QVERIFY2(qAbs(m.captured(3).toDouble() - 50.45) <= 0.02, CLI_DIAG(once));
+  const QDateTime at = sampleTime(once.outLines()[0]);
+  QVERIFY2(at >= before && at <= QDateTime::currentDateTime().addSecs(1), CLI_DIAG(once));
 
   // The end line appears only with something to say.
   START_SIM(low, "lowbattery.json", "");
   CLI_RUN(l, 0, low.run(words("status")));
   QCOMPARE(l.field("End"), QStringLiteral("End due to the voltage decrease."));
-}
 
-void TestCliSim::otherModelHasNoBounds() {
-  START_SIM(sim, "idle.json", "--model QM510-XC");
-  CLI_RUN(r, 0, sim.run(words("status")));
-  QCOMPARE(r.field("Model"), QStringLiteral("QM510-XC"));
-  QVERIFY2(!r.hasField("Upper bound") && !r.hasField("Lower bound"), CLI_DIAG(r));
-  QCOMPARE(r.outLines().size(), 9);
-
-  CLI_RUN(alarm, 1, sim.run(words("set-alarm --upper 30:on --lower -5:off")));
+  // A model without alarm bounds.
+  START_SIM(other, "idle.json", "--model QM510-XC");
+  CLI_RUN(o, 0, other.run(words("status")));
+  QCOMPARE(o.field("Model"), QStringLiteral("QM510-XC"));
+  QVERIFY2(!o.hasField("Upper bound") && !o.hasField("Lower bound"), CLI_DIAG(o));
+  QCOMPARE(o.outLines().size(), 9);
+  CLI_RUN(alarm, 1, other.run(words("set-alarm --upper 30:on --lower -5:off")));
   QVERIFY2(alarm.err.contains(QStringLiteral("QM510-XC has no alarm bounds")), CLI_DIAG(alarm));
+
+  // A logger that never answers.
+  START_SIM(silent, "idle.json", "--silence all");
+  CLI_RUN(none, 1, silent.run(words("status")));
+  QCOMPARE(none.errLines().value(0), QStringLiteral("Hygrotab not connected."));
+  QVERIFY(none.out.isEmpty());
 }
 
 void TestCliSim::aLoggerFreshFromTheFactory() {
@@ -120,21 +131,6 @@ void TestCliSim::aLoggerFreshFromTheFactory() {
   CLI_RUN(first, 0, sim.run(words("download --csv") << csv));
   const QList<QByteArray> rows = csvLines(csv);
   QVERIFY2(rows.size() > 3 && rows[1].startsWith("\"NEW1\","), rows.value(1).constData());
-}
-
-void TestCliSim::measureOnce() {
-  // The emulated room: 24.4 C (raw 6400) and 50.45 %RH.
-  START_SIM(sim, "idle.json", "");
-  const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
-  CLI_RUN(r, 0, sim.run(words("measure")));
-  QCOMPARE(r.outLines().size(), 1);
-  const auto m = kSampleLine.match(r.outLines()[0]);
-  QVERIFY2(m.hasMatch(), CLI_DIAG(r));
-  QCOMPARE(m.captured(2), QStringLiteral("24.40"));
-  QVERIFY2(qAbs(m.captured(3).toDouble() - 50.45) <= 0.02, CLI_DIAG(r));
-  // Stamped with the computer's time when the measurement was asked for.
-  const QDateTime at = sampleTime(r.outLines()[0]);
-  QVERIFY2(at >= before && at <= QDateTime::currentDateTime().addSecs(1), CLI_DIAG(r));
 }
 
 void TestCliSim::measureContinuousRunToCsv() {
@@ -183,18 +179,6 @@ void TestCliSim::downloadWrappedLoopToCsv() {
   // A start at midnight in the general date form, without the time.
   QVERIFY2(rows[1].startsWith("\"LOOP\",\"2024/05/01\",\" 15000\",\" 60\""), rows[1].constData());
   QVERIFY(rows.last().startsWith("15000,"));
-}
-
-void TestCliSim::downloadFailures() {
-  // The stream stops after 50 points: the watchdog gives up, nothing saved.
-  // (No log at all: aLoggerFreshFromTheFactory.)
-  QTemporaryDir dir;
-  const QString csv = dir.filePath(QStringLiteral("never.csv"));
-  START_SIM(sim, "idle.json", "--stall-after 50");
-  CLI_RUN(r, 1, sim.run(words("download --csv") << csv));
-  QVERIFY2(r.errLines().contains(QStringLiteral("It failed in download.")), CLI_DIAG(r));
-  QVERIFY2(!r.err.contains(QStringLiteral("points downloaded")), CLI_DIAG(r));
-  QVERIFY(!QFile::exists(csv));
 }
 
 void TestCliSim::startStopAndReserve() {
@@ -248,8 +232,8 @@ void TestCliSim::startStopAndReserve() {
   QCOMPARE(cancelled.outLines(), QStringList{QStringLiteral("State: Record stop")});
 }
 
-void TestCliSim::whatTheLoggersClockCannotTake() {
-  START_SIM(sim, "idle.json", "--clock-stuck");
+void TestCliSim::whatAFaultyLoggerCannotDo() {
+  START_SIM(sim, "idle.json", "--clock-stuck --stall-after 50");
   // A clock that does not take the setting is shown as it is, never as set.
   CLI_RUN(clock, 1, sim.run(words("set-clock")));
   QVERIFY2(clock.err.startsWith(
@@ -270,6 +254,15 @@ void TestCliSim::whatTheLoggersClockCannotTake() {
              CLI_DIAG(far));
   }
   QCOMPARE(sim.run(words("status")).field("State"), QStringLiteral("Record stop"));
+
+  // The stream stops after 50 points: the watchdog gives up, nothing saved.
+  // (No log at all: aLoggerFreshFromTheFactory.)
+  QTemporaryDir dir;
+  const QString csv = dir.filePath(QStringLiteral("never.csv"));
+  CLI_RUN(r, 1, sim.run(words("download --csv") << csv));
+  QVERIFY2(r.errLines().contains(QStringLiteral("It failed in download.")), CLI_DIAG(r));
+  QVERIFY2(!r.err.contains(QStringLiteral("points downloaded")), CLI_DIAG(r));
+  QVERIFY(!QFile::exists(csv));
 }
 
 void TestCliSim::settingCommands() {
@@ -297,13 +290,6 @@ void TestCliSim::settingCommands() {
   QCOMPARE(oneTime.outLines(), QStringList{QStringLiteral("Memory mode: One Time")});
 }
 
-void TestCliSim::silentLogger() {
-  START_SIM(sim, "idle.json", "--silence all");
-  CLI_RUN(r, 1, sim.run(words("status")));
-  QCOMPARE(r.errLines().value(0), QStringLiteral("Hygrotab not connected."));
-  QVERIFY(r.out.isEmpty());
-}
-
 void TestCliSim::waitsForALoggerPluggedInLater() {
   // The script starts first; the logger is plugged in while it waits.
   QTemporaryDir dir;
@@ -322,12 +308,7 @@ void TestCliSim::waitsForALoggerPluggedInLater() {
   const QString out = QString::fromUtf8(cli.readAllStandardOutput());
   QVERIFY2(cli.exitCode() == 0 && out.startsWith(QStringLiteral("Model: QM720-XC\n")),
            qPrintable(out + QString::fromUtf8(cli.readAllStandardError())));
-
-  // Nobody plugs one in: the wait ends with the usual message.
-  CLI_RUN(
-      none, 1,
-      hygro::test::runCli({"--wait-for-logger", "1", "--port", dir.filePath("none"), "status"}));
-  QVERIFY2(none.err.startsWith(QStringLiteral("Hygrotab not connected.")), CLI_DIAG(none));
+  // (Nobody plugs one in: tst_cli_offline, stoppedAtOrBeforeThePort.)
 }
 
 void TestCliSim::loggerPulledOutDuringARun() {

@@ -19,18 +19,10 @@ struct Rig : test::EmulatorRig {
   ControlTable table() const { return StatusControls(session.view()); }
 };
 
+// In the order of BackColour.
 QString backName(BackColour c) {
-  switch (c) {
-    case BackColour::ButtonFace:
-      return QStringLiteral("ButtonFace");
-    case BackColour::Black:
-      return QStringLiteral("Black");
-    case BackColour::LightGreen:
-      return QStringLiteral("LightGreen");
-    case BackColour::Red:
-      return QStringLiteral("Red");
-  }
-  return QStringLiteral("?");
+  static const char* const names[] = {"ButtonFace", "Black", "LightGreen", "Red"};
+  return QString::fromLatin1(names[int(c)]);
 }
 
 // Checks expectations written as `Name+` enabled, `Name-` disabled, `Name^`

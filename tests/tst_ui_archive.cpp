@@ -20,6 +20,7 @@
 #include "dialogs/archivedialog.h"
 #include "dialogs/archivetargetdialog.h"
 #include "logger/session.h"
+#include "support/data_fixtures.h"
 #include "support/window_prompt.h"
 
 using namespace hygro;
@@ -75,11 +76,6 @@ void select(ArchiveDialog& d, const QString& name) {
   table->selectRow(int(column(d, ArchiveDialog::Name).indexOf(name)));
 }
 
-QByteArray fileBytes(const QString& path) {
-  QFile f(path);
-  return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
 }  // namespace
 
 class TestUiArchive : public QObject {
@@ -132,8 +128,8 @@ class TestUiArchive : public QObject {
     QVERIFY(d.exportCsv() && d.exportXlsx());
     QCOMPARE(r.prompt.proposed,
              (QStringList{"AAAA_20260101_1000.csv", "AAAA_20260101_1000.xlsx"}));
-    QCOMPARE(fileBytes(csv), r.csvOf(a));
-    QVERIFY(fileBytes(xlsx).startsWith("PK"));
+    QCOMPARE(test::readFile(csv), r.csvOf(a));
+    QVERIFY(test::readFile(xlsx).startsWith("PK"));
 
     QVERIFY(!d.deleteSelected());
     QCOMPARE(r.prompt.defaults, QList<SafeAnswer>{SafeAnswer::No});

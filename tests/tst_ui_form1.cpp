@@ -120,6 +120,13 @@ class TestForm1 : public QObject {
   void connectsAndShowsTheLogger() {
     WINDOW();
     QVERIFY(rig.opened);
+    CHECK_SHOWN(w, QStringLiteral("window/shown.tsv"), QStringLiteral("first state"));
+    QVERIFY(child<QComboBox>(w, "Combo4")->isEditable());
+    QCOMPARE(w.dumpView(), false);
+    // The clock runs in the third panel.
+    QVERIFY(!child<QLabel>(w, "StatusBar1_Panel3")->text().isEmpty());
+    // Not connected: the status display has run (its table: tst_control_states).
+    QCOMPARE(child<QLabel>(w, "Label49")->text(), QStringLiteral("Unconnection"));
     const auto label = [&w](const char* name) { return child<QLabel>(w, name)->text(); };
     auto* baud = child<QComboBox>(w, "Combo1");
     QCOMPARE(label("StatusBar1_Panel1"), QStringLiteral("Unconnection"));
@@ -145,11 +152,29 @@ class TestForm1 : public QObject {
     QCOMPARE(label("Label2"), QString());
     QCOMPARE(label("Label7"), QStringLiteral("----"));
     QVERIFY(baud->isEnabled());
+
+    // A logger plugged back in is said; the Tool menu turns this off.
+    rig.session->plugBack().timer_.setInterval(10);
+    connectWindow(w, *rig.session);
+    rig.sim->unplug();
+    QCOMPARE(label("StatusBar1_Panel1"), QStringLiteral("Unconnection"));
+    rig.sim->plugIn();
+    QTRY_VERIFY_WITH_TIMEOUT(rig.session->connected() && !rig.session->busy(), 20000);
+    QCOMPARE(label("StatusBar1_Panel1"), QStringLiteral("Communicating\u3000Port1"));
+    QCOMPARE(label("StatusBar1_Panel2"), PlugBack::ReconnectedText(QStringLiteral("1")));
+    auto* entry = w.findChild<QAction*>(QStringLiteral("mPlugBack"));
+    QVERIFY(entry && entry->isChecked());
+    entry->trigger();
+    QVERIFY(!rig.session->plugBack().enabled());
+    rig.sim->unplug();
+    rig.sim->plugIn();
+    QTest::qWait(200);
+    QVERIFY(!rig.session->connected());
+    QVERIFY(rig.prompt.messages.isEmpty());
   }
 
-  // Nothing but a continuous run's start puts the list back in record order;
-  // a download shown as a list gets the extremes' texts in its rows.
-  void theListKeepsItsOrderAndLabelsTheExtremes() {
+  // Nothing but a continuous run's start puts the list back in record order.
+  void theListKeepsItsOrder() {
     WINDOW();
     Session& s = *rig.session;
     connectWindow(w, s);
@@ -168,12 +193,8 @@ class TestForm1 : public QObject {
     const int rows = model->rowCount();
     QCOMPARE(rows, int(s.data().info(LogData).Points));
     QVERIFY(model->index(0, 2).data().toString() <= model->index(rows - 1, 2).data().toString());
-    const QString maxRecord = fmt::format00000(s.data().info(LogData).Stats.e[0].RecordNo);
-    QString remark;
-    for (int row = 0; row < rows; ++row)
-      if (model->index(row, 0).data().toString() == maxRecord)
-        remark = model->index(row, 4).data().toString();
-    QVERIFY2(remark.startsWith(QStringLiteral("Maximum temperature")), qPrintable(remark));
+    // (The extremes marked by a download: tst_logger_ops; in the list's
+    // rows: tst_dump_model, tst_ui_graphs.)
 
     QVERIFY(s.openFile(test::csvFixture(QStringLiteral("qm720xc.csv"))));
     QCOMPARE(sorted(), int(DumpModel::TempColumn));
@@ -185,90 +206,7 @@ class TestForm1 : public QObject {
     s.data().closeAndRemove();
   }
 
-  void aLoggerPluggedBackInIsSaidAndTheToolMenuTurnsThisOff() {
-    WINDOW();
-    rig.session->plugBack().timer_.setInterval(10);
-    const auto label = [&w](const char* name) { return child<QLabel>(w, name)->text(); };
-    connectWindow(w, *rig.session);
-    rig.sim->unplug();
-    QCOMPARE(label("StatusBar1_Panel1"), QStringLiteral("Unconnection"));
-    rig.sim->plugIn();
-    QTRY_VERIFY_WITH_TIMEOUT(rig.session->connected() && !rig.session->busy(), 20000);
-    QCOMPARE(label("StatusBar1_Panel1"), QStringLiteral("Communicating\u3000Port1"));
-    QCOMPARE(label("StatusBar1_Panel2"), PlugBack::ReconnectedText(QStringLiteral("1")));
-
-    auto* entry = w.findChild<QAction*>(QStringLiteral("mPlugBack"));
-    QVERIFY(entry && entry->isChecked());
-    entry->trigger();
-    QVERIFY(!rig.session->plugBack().enabled());
-    rig.sim->unplug();
-    rig.sim->plugIn();
-    QTest::qWait(200);
-    QVERIFY(!rig.session->connected());
-    QVERIFY(rig.prompt.messages.isEmpty());
-  }
-
-  void startsInItsFirstState() {
-    WINDOW();
-    QVERIFY(rig.opened);
-
-    CHECK_SHOWN(w, QStringLiteral("window/shown.tsv"), QStringLiteral("first state"));
-    QVERIFY(child<QComboBox>(w, "Combo4")->isEditable());
-    QCOMPARE(w.dumpView(), false);
-    // The clock runs in the third panel.
-    QVERIFY(!child<QLabel>(w, "StatusBar1_Panel3")->text().isEmpty());
-    // Not connected: the status display has run (its table: tst_control_states).
-    QCOMPARE(child<QLabel>(w, "Label49")->text(), QStringLiteral("Unconnection"));
-  }
-
-  void menusCarryTheirCaptionsAndDriveTheirButtons() {
-    WINDOW();
-    connectWindow(w, *rig.session);
-    const auto trigger = [&w](const char* name) {
-      w.findChild<QAction*>(QString::fromLatin1(name))->trigger();
-    };
-    // Status update reads the logger again: a change there shows up.
-    rig.sim->model().setStateBits(sim::DeviceModel::Recording);
-    trigger("m23");
-    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(w, "Label16")->text(), QStringLiteral("Recording"),
-                              20000);
-    // The record entry presses the record button: stopping here.
-    trigger("m21");
-    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 20000);
-    QCOMPARE(child<QLabel>(w, "Label16")->text(), QStringLiteral("Record stop"));
-    QVERIFY(!rig.sim->model().isRecording());
-    // Download fills the log set and shows it.
-    QSignalSpy downloads(&rig.session->download(), &DownloadOperation::started);
-    trigger("mDownload");
-    QCOMPARE(downloads.size(), 1);
-    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 30000);
-    QVERIFY(rig.session->data().info(LogData).Points > 0);
-
-    // The Display menu sets the options (how they switch the view: tst_ui_graphs).
-    const auto checked = [&w](const char* set, const char* view) {
-      return child<QRadioButton>(w, set)->isChecked() && child<QRadioButton>(w, view)->isChecked();
-    };
-    trigger("mDisplayRealDump");
-    QVERIFY(checked("Option6", "Option9"));
-    QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("RealTime"));
-    trigger("mDisplayLogGraph");
-    QVERIFY(checked("Option5", "Option8"));
-
-    // Save the log as CSV, then open it as the file set.
-    const QString csv = dir.filePath(QStringLiteral("log.csv"));
-    rig.prompt.savePaths << csv;
-    trigger("m122");
-    QVERIFY(QFileInfo(csv).size() > 0);
-    QVERIFY(!rig.session->data().holdsUnsaved(LogData));
-    rig.prompt.openPaths << csv;
-    trigger("m11");
-    QCOMPARE(rig.session->data().info(FileData).Points, rig.session->data().info(LogData).Points);
-    QVERIFY(child<QRadioButton>(w, "Option7")->isChecked());
-    QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("File"));
-    QVERIFY(rig.prompt.messages.isEmpty());
-  }
-
-  void eachDialogOpensFromTheWindow() {
+  void eachDialogAndMenuEntryWorksFromTheWindow() {
     WINDOW();
     connectWindow(w, *rig.session);
     // Each entry point shows its dialog, modal, named by its form.
@@ -321,6 +259,41 @@ class TestForm1 : public QObject {
     QTRY_VERIFY(!opened("DownloadProgress"));
     QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("Log"));
     QVERIFY(child<QRadioButton>(w, "Option5")->isChecked());
+
+    // The menus drive the same operations.
+    const auto trigger = [&w](const char* name) {
+      w.findChild<QAction*>(QString::fromLatin1(name))->trigger();
+    };
+    // Status update reads the logger again: a change there shows up.
+    rig.sim->model().setStateBits(sim::DeviceModel::Recording);
+    trigger("m23");
+    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(w, "Label16")->text(), QStringLiteral("Recording"),
+                              20000);
+    // The record entry presses the record button: stopping here.
+    trigger("m21");
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 20000);
+    QCOMPARE(child<QLabel>(w, "Label16")->text(), QStringLiteral("Record stop"));
+    QVERIFY(!rig.sim->model().isRecording());
+    // Download fills the log set and shows it.
+    QSignalSpy downloads(&rig.session->download(), &DownloadOperation::started);
+    trigger("mDownload");
+    QCOMPARE(downloads.size(), 1);
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 30000);
+    QVERIFY(rig.session->data().info(LogData).Points > 0);
+
+    // (The Display menu's entries and the options: tst_ui_graphs.)
+    // Save the log as CSV, then open it as the file set.
+    const QString csv = dir.filePath(QStringLiteral("log.csv"));
+    rig.prompt.savePaths << csv;
+    trigger("m122");
+    QVERIFY(QFileInfo(csv).size() > 0);
+    QVERIFY(!rig.session->data().holdsUnsaved(LogData));
+    rig.prompt.openPaths << csv;
+    trigger("m11");
+    QCOMPARE(rig.session->data().info(FileData).Points, rig.session->data().info(LogData).Points);
+    QVERIFY(child<QRadioButton>(w, "Option7")->isChecked());
+    QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("File"));
+    QVERIFY(rig.prompt.messages.isEmpty());
   }
 
   // The smallest screens the window is made for: 1366x768 at 100 % and
@@ -377,6 +350,20 @@ class TestForm1 : public QObject {
     QTest::mouseClick(child<QPushButton>(w, "Command2"), Qt::LeftButton);
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->realtime().running() && !rig.session->busy(), 20000);
     QCOMPARE(w.size(), QSize(1180, screen.height()));
+
+    // Closed during a run: the run stops, the port closes, and the samples
+    // are offered once, as real-time data.
+    QTest::mouseClick(child<QPushButton>(w, "Command2"), Qt::LeftButton);
+    QVERIFY(rig.session->realtime().running());
+    QTRY_VERIFY_WITH_TIMEOUT(rig.session->data().info(RealTimeData).Points >= 1, 20000);
+    rig.prompt.questions.clear();
+    w.close();
+    QVERIFY(!rig.session->realtime().running());
+    QVERIFY(!rig.sim->isOpen());
+    QVERIFY(!rig.session->busy());
+    QCOMPARE(rig.session->status().RecState, RecState::Idle);
+    QCOMPARE(rig.prompt.questions, QStringList{"Is real-time data preserved?"});
+    QCOMPARE(scratchAndLock(dir.path()), QStringList());
   }
 
   // The table of each state is checked without a window (tst_control_states);
@@ -408,6 +395,13 @@ class TestForm1 : public QObject {
     QTest::mouseClick(continuous, Qt::LeftButton);
     QCOMPARE(continuous->text(), QStringLiteral("Stop"));
     QVERIFY(continuous->isEnabled() && !record->isEnabled() && !menuEnabled(w, "m2"));
+    // The print button's table entry (tst_control_states) takes the other
+    // print controls with it.
+    const auto printing = [&w] {
+      return QList<bool>{child<QPushButton>(w, "Command24")->isEnabled(),
+                         child<QPushButton>(w, "Command25")->isEnabled(), menuEnabled(w, "m13")};
+    };
+    QCOMPARE(printing(), (QList<bool>{false, false, false}));
     // Samples arrive and are shown.
     QTRY_VERIFY_WITH_TIMEOUT(child<QLabel>(w, "Label2")->text().endsWith(QStringLiteral(" C")),
                              20000);
@@ -415,6 +409,7 @@ class TestForm1 : public QObject {
     QTest::mouseClick(continuous, Qt::LeftButton);  // stop; the save question is declined
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && continuous->text() == "Continuous", 20000);
     QVERIFY(record->isEnabled());
+    QCOMPARE(printing(), (QList<bool>{true, true, true}));
 
     // During an exchange the operating controls are locked.
     QTest::mouseClick(child<QPushButton>(w, "Command11"), Qt::LeftButton);
@@ -454,22 +449,6 @@ class TestForm1 : public QObject {
     w2.close();
     QVERIFY(quiet.prompt.questions.isEmpty());
     QCOMPARE(scratchAndLock(dir2.path()), QStringList());
-  }
-
-  void closingStopsARunAndClosesThePort() {
-    WINDOW();
-    connectWindow(w, *rig.session);
-    QTest::mouseClick(child<QPushButton>(w, "Command2"), Qt::LeftButton);
-    QVERIFY(rig.session->realtime().running());
-    QTRY_VERIFY_WITH_TIMEOUT(rig.session->data().info(RealTimeData).Points >= 1, 20000);
-    w.close();
-    QVERIFY(!rig.session->realtime().running());
-    QVERIFY(!rig.sim->isOpen());
-    QVERIFY(!rig.session->busy());
-    QCOMPARE(rig.session->status().RecState, RecState::Idle);
-    // The samples of the run were offered once, as real-time data.
-    QCOMPARE(rig.prompt.questions, QStringList{"Is real-time data preserved?"});
-    QCOMPARE(scratchAndLock(dir.path()), QStringList());
   }
 
   void settingsFileRoundTrip() {

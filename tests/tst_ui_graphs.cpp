@@ -19,11 +19,8 @@
 #include "data/dataview.h"
 #include "data/dump.h"
 #include "data/formats.h"
-#include "dialogs/qtprompt.h"
 #include "logger/session.h"
-#include "sim/simtransport.h"
 #include "support/data_fixtures.h"
-#include "support/emulator_rig.h"
 #include "support/window_prompt.h"
 
 using namespace hygro;
@@ -32,8 +29,6 @@ using hygro::test::fillSeconds;
 using hygro::test::kNoon;
 
 namespace {
-
-using AnsweringPrompt = test::WindowPrompt;
 
 using Rig = test::WindowRig;
 

@@ -4,6 +4,7 @@
 
 #include "app/loggerini.h"
 #include "support/data_fixtures.h"
+#include "support/data_table.h"
 
 #ifdef Q_OS_UNIX
 #include <unistd.h>
@@ -61,28 +62,11 @@ class TestLoggerIni : public QObject {
   void damagedFilesGiveTheDefaults_data() {
     QTest::addColumn<QByteArray>("content");
     QTest::addColumn<QString>("expect");
+    for (const QStringList& row : test::dataRows(QStringLiteral("loggerini/read.tsv")))
+      QTest::newRow(qPrintable(row[0])) << row[1].toUtf8() << row[2];
     const QString defaults = QStringLiteral("1|0|");
-    QTest::newRow("empty") << QByteArray() << defaults;
-    QTest::newRow("blank line") << QByteArray(" \r\n3,0,\"a\"\r\n") << defaults;
-    QTest::newRow("two fields") << QByteArray("3,0\r\n") << defaults;
-    QTest::newRow("four fields") << QByteArray("3,0,\"a\",4\r\n") << defaults;
-    QTest::newRow("port too large") << QByteArray("32768,0,\"a\"\r\n") << defaults;
-    QTest::newRow("port too small") << QByteArray("-32769,0,\"a\"\r\n") << defaults;
-    QTest::newRow("option too large") << QByteArray("3,99999,\"a\"\r\n") << defaults;
-    QTest::newRow("port not a number") << QByteArray("COM3,0,\"a\"\r\n") << defaults;
-    QTest::newRow("port a fraction") << QByteArray("3.5,0,\"a\"\r\n") << defaults;
-    QTest::newRow("empty port") << QByteArray(",0,\"a\"\r\n") << defaults;
-    QTest::newRow("unclosed quote") << QByteArray("3,0,\"C:\\data\r\n") << defaults;
-    QTest::newRow("text after quote") << QByteArray("3,0,\"a\"b\r\n") << defaults;
-    QTest::newRow("stray quote") << QByteArray("3,0,a\"b\r\n") << defaults;
     QTest::newRow("binary") << QByteArray("\x00\xff\xfe,\x01,\x80\x81", 8) << defaults;
     QTest::newRow("endless line") << QByteArray("3,0,\"") + QByteArray(70000, 'a') << defaults;
-    // Written by hand or by another editor: still understood.
-    QTest::newRow("blanks") << QByteArray(" 3 ,\t7 , \"f\" \r\n") << QStringLiteral("3|7|f");
-    QTest::newRow("LF only, no end") << QByteArray("4,1,\"g\"") << QStringLiteral("4|1|g");
-    QTest::newRow("unquoted folder") << QByteArray("5,0,D:\\x\n") << QStringLiteral("5|0|D:\\x");
-    QTest::newRow("later lines ignored")
-        << QByteArray("6,0,\"h\"\r\ngarbage,,,\r\n") << QStringLiteral("6|0|h");
   }
   void damagedFilesGiveTheDefaults() {
     QFETCH(QByteArray, content);

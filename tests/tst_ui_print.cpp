@@ -2,7 +2,6 @@
 // the records it offers, and that its choice reaches the print procedure of
 // the set on display, into a PDF file or through a printer.
 #include <QApplication>
-#include <QComboBox>
 #include <QHeaderView>
 #include <QItemSelectionModel>
 #include <QPrinter>
@@ -18,22 +17,14 @@
 #include "data/formats.h"
 #include "dialogs/form10.h"
 #include "dialogs/form9.h"
-#include "dialogs/qtprompt.h"
 #include "logger/session.h"
-#include "sim/demostate.h"
-#include "sim/simtransport.h"
 #include "support/data_fixtures.h"
-#include "support/emulator_rig.h"
 #include "support/window_prompt.h"
 
 using namespace hygro;
-using hygro::test::addSample;
 using hygro::test::fillSeconds;
-using hygro::test::kNoon;
 
 namespace {
-
-using AnsweringPrompt = test::WindowPrompt;
 
 using Rig = test::WindowRig;
 
@@ -295,31 +286,6 @@ class TstUiPrint : public QObject {
     QCOMPARE(int(d.info(LogData).Points), 40);
     QCOMPARE(d.Get(LogData, 40).Time, lastTime);
     QVERIFY(!d.info(LogData).Modified);
-  }
-
-  void printControlsFollowThePrintButton() {
-    Rig rig;
-    Form1 w(rig.session.get(), &rig.prompt);
-    w.show();
-    child<QComboBox>(w, "Combo4")->setCurrentText(QStringLiteral("1"));
-    QTest::mouseClick(child<QPushButton>(w, "Command20"), Qt::LeftButton);
-    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && rig.session->connected(), 20000);
-    QAction* menu = w.findChild<QAction*>(QStringLiteral("m13"));
-    const auto printControls = [&] {
-      return QList<bool>{child<QPushButton>(w, "Command23")->isEnabled(),
-                         child<QPushButton>(w, "Command24")->isEnabled(),
-                         child<QPushButton>(w, "Command25")->isEnabled(), menu->isEnabled()};
-    };
-    QCOMPARE(printControls(), (QList<bool>{true, true, true, true}));
-
-    // A continuous run takes the print button away, and the others with it.
-    auto* continuous = child<QPushButton>(w, "Command2");
-    QTest::mouseClick(continuous, Qt::LeftButton);
-    QCOMPARE(continuous->text(), QStringLiteral("Stop"));
-    QCOMPARE(printControls(), (QList<bool>{false, false, false, false}));
-    QTest::mouseClick(continuous, Qt::LeftButton);
-    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && continuous->text() == "Continuous", 20000);
-    QCOMPARE(printControls(), (QList<bool>{true, true, true, true}));
   }
 };
 
