@@ -230,14 +230,7 @@ bool Xlsx_Write(const DataSets& sets, const SpreadsheetJob& job, const QString& 
                 QString* error) {
   QByteArray bytes;
   if (!Xlsx_Content(sets, job, &bytes, error)) return false;
-  WholeFileWriter file(path);
-  if (!file.open(QIODevice::WriteOnly) || file.device().write(bytes) != bytes.size() ||
-      !file.commit()) {
-    *error = QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(path), file.errorString());
-    file.cancel();
-    return false;
-  }
-  return true;
+  return WriteWholeFile(path, bytes, error);
 }
 
 }  // namespace hygro::analysis

@@ -104,20 +104,20 @@ bool parseUrl(const QString& text, std::vector<std::pair<QString, QString>>* par
       params->emplace_back(QStringLiteral("password"), decoded(userinfo.mid(colon + 1)));
   }
   QStringList hosts, ports;
-  for (const QString& spec : authority.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
-    QString host = spec;
+  for (const QString& hostPort : authority.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+    QString host = hostPort;
     QString port;
-    if (spec.startsWith(QLatin1Char('['))) {
-      const qsizetype close = spec.indexOf(QLatin1Char(']'));
+    if (hostPort.startsWith(QLatin1Char('['))) {
+      const qsizetype close = hostPort.indexOf(QLatin1Char(']'));
       if (close < 0) {
-        *why = QStringLiteral("the host '%1' lacks its closing ']'").arg(spec);
+        *why = QStringLiteral("the host '%1' lacks its closing ']'").arg(hostPort);
         return false;
       }
-      host = spec.mid(1, close - 1);
-      if (spec.mid(close + 1).startsWith(QLatin1Char(':'))) port = spec.mid(close + 2);
-    } else if (const qsizetype colon = spec.lastIndexOf(QLatin1Char(':')); colon >= 0) {
-      host = spec.left(colon);
-      port = spec.mid(colon + 1);
+      host = hostPort.mid(1, close - 1);
+      if (hostPort.mid(close + 1).startsWith(QLatin1Char(':'))) port = hostPort.mid(close + 2);
+    } else if (const qsizetype colon = hostPort.lastIndexOf(QLatin1Char(':')); colon >= 0) {
+      host = hostPort.left(colon);
+      port = hostPort.mid(colon + 1);
     }
     bool numeric = true;
     if (!port.isEmpty()) port.toUShort(&numeric);
@@ -523,13 +523,8 @@ bool Archive::store(const ArchiveArrival& a, ArchiveStored* stored, QString* why
   QSqlDatabase d = db();
   QSqlQuery q(d);
   const auto failWrite = [&](const QSqlQuery& failed) {
-    const QString error = failed.lastError().text();
-    QSqlQuery r(d);
-    r.exec(QStringLiteral("ROLLBACK"));
-    // The connection may be gone (a server restart); the next try opens anew.
-    stale_ = true;
     *stored = {};
-    return fail(QStringLiteral("could not be written"), error, why);
+    return writeFailed(failed, why);
   };
   if (!begin(q)) return failWrite(q);
 
@@ -835,17 +830,20 @@ bool Archive::read(qint64 id, ArchiveLog* out, QString* why) {
   return done(true);
 }
 
+bool Archive::writeFailed(const QSqlQuery& failed, QString* why) {
+  const QString error = failed.lastError().text();
+  QSqlQuery r(db());
+  r.exec(QStringLiteral("ROLLBACK"));
+  // The connection may be gone (a server restart); the next try opens anew.
+  stale_ = true;
+  return fail(QStringLiteral("could not be written"), error, why);
+}
+
 bool Archive::remove(qint64 id, QString* why) {
   if (!ensureOpen(why)) return false;
   QSqlDatabase d = db();
   QSqlQuery q(d);
-  const auto failWrite = [&](const QSqlQuery& failed) {
-    const QString error = failed.lastError().text();
-    QSqlQuery r(d);
-    r.exec(QStringLiteral("ROLLBACK"));
-    stale_ = true;
-    return fail(QStringLiteral("could not be written"), error, why);
-  };
+  const auto failWrite = [&](const QSqlQuery& failed) { return writeFailed(failed, why); };
   if (!begin(q)) return failWrite(q);
   q.prepare(QStringLiteral("SELECT logger_id, source, first_t, last_t FROM logs WHERE id = ?"));
   q.addBindValue(id);

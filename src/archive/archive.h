@@ -174,6 +174,8 @@ class Archive {
   bool connectAndMigrate(QString* why);
   bool openFailed(const QSqlError& error, QString* why);
   bool fail(const QString& what, const QString& error, QString* why);
+  // Rolls the transaction back and says why the write failed.
+  bool writeFailed(const QSqlQuery& failed, QString* why);
   bool migrate(QString* why);
   bool begin(QSqlQuery& q);
   bool postgres() const { return target_.kind == ArchiveTarget::Kind::Postgres; }

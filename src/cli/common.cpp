@@ -157,14 +157,7 @@ bool writeOutput(const QString& path, const QByteArray& bytes, QString* why) {
     *why = QStringLiteral("stdout: %1").arg(outputError());
     return false;
   }
-  WholeFileWriter file(path);
-  if (!file.open(QIODevice::WriteOnly) || file.device().write(bytes) != bytes.size() ||
-      !file.commit()) {
-    *why = QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(path), file.errorString());
-    file.cancel();
-    return false;
-  }
-  return true;
+  return WriteWholeFile(path, bytes, why);
 }
 
 bool outputIsStream(const QString& path) {

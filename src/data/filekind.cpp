@@ -2,6 +2,7 @@
 
 #include <qplatformdefs.h>
 
+#include <QDir>
 #include <QFile>
 #include <QSaveFile>
 
@@ -111,6 +112,17 @@ void WholeFileWriter::cancel() {
 QString WholeFileWriter::errorString() const {
   if (direct_) return direct_->errorString();
   return save_ ? save_->errorString() : QString();
+}
+
+bool WriteWholeFile(const QString& path, const QByteArray& bytes, QString* why) {
+  WholeFileWriter file(path);
+  if (!file.open(QIODevice::WriteOnly) || file.device().write(bytes) != bytes.size() ||
+      !file.commit()) {
+    *why = QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(path), file.errorString());
+    file.cancel();
+    return false;
+  }
+  return true;
 }
 
 }  // namespace hygro

@@ -50,4 +50,8 @@ class WholeFileWriter {
   std::unique_ptr<QFile> direct_;
 };
 
+// Writes `bytes` as the whole file at `path` through a WholeFileWriter; false
+// with *why ("path: error") when it could not.
+bool WriteWholeFile(const QString& path, const QByteArray& bytes, QString* why);
+
 }  // namespace hygro
