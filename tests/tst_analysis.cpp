@@ -36,7 +36,6 @@ class TstAnalysis : public QObject {
   void mktKeepsItsValueWhereTheSumUnderflows();
   void excursionsAcrossAGap();
   void selectionAndIncompleteRecords();
-  void limitsOfTheSet();
 };
 
 void TstAnalysis::publishedVectors_data() {
@@ -79,9 +78,16 @@ void TstAnalysis::mktKeepsItsValueWhereTheSumUnderflows() {
 void TstAnalysis::excursionsAcrossAGap() {
   DataSets sets;
   loadExcursions(sets);
-  const Limits limits = SetLimits(sets.info(FileData));
+  DataSetInfo info = sets.info(FileData);
+  const Limits limits = SetLimits(info);
   QCOMPARE(limits.upper, std::optional<double>(30));
   QCOMPARE(limits.lower, std::optional<double>(5));
+  // A bound turned off is no limit; a model that keeps no bounds has none,
+  // whatever its header holds.
+  info.LowerOn = false;
+  QVERIFY(SetLimits(info).upper && !SetLimits(info).lower);
+  info.Model = QStringLiteral("QM510-XC");
+  QVERIFY(!SetLimits(info).upper && !SetLimits(info).lower);
   Options options;
   options.limits = limits;
   const Statistics st = Analyse(sets, FileData, 1, 11, options);
@@ -131,22 +137,6 @@ void TstAnalysis::selectionAndIncompleteRecords() {
   st = Analyse(sets, FileData, 1, 11, options);
   QCOMPARE(st.records, 0);
   QVERIFY(!st.temperature.hasValue() && std::isnan(st.mkt) && st.excursions.empty());
-}
-
-void TstAnalysis::limitsOfTheSet() {
-  DataSetInfo info;
-  info.Model = QStringLiteral("QM720-XC");
-  info.UpperRaw = fmt::degreesToRaw(30);
-  info.UpperOn = false;
-  info.LowerRaw = fmt::degreesToRaw(-5);
-  info.LowerOn = true;
-  Limits l = SetLimits(info);
-  QVERIFY(!l.upper);
-  QCOMPARE(l.lower, std::optional<double>(-5));
-  // A model that keeps no bounds has no limits, whatever its header holds.
-  info.Model = QStringLiteral("QM510-XC");
-  l = SetLimits(info);
-  QVERIFY(!l.upper && !l.lower);
 }
 
 QTEST_GUILESS_MAIN(TstAnalysis)

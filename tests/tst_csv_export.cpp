@@ -6,6 +6,7 @@
 
 #include "data/csv.h"
 #include "support/data_fixtures.h"
+#include "support/data_table.h"
 #include "support/scripted_prompt.h"
 
 using namespace hygro;
@@ -23,26 +24,16 @@ class TstCsvExport : public QObject {
 };
 
 void TstCsvExport::referenceFiles_data() {
-  QTest::addColumn<QString>("model");
-  QTest::addColumn<int>("set");
-  QTest::addColumn<QString>("name");
-  QTest::addColumn<QString>("reference");
-  QTest::newRow("QM720-XC: both bounds") << "QM720-XC" << int(LogData) << "ROOM1"
-                                         << "qm720xc.csv";
-  QTest::newRow("QM720-XCB: no bounds") << "QM720-XCB" << int(RealTimeData) << "ROOM1"
-                                        << "qm720xcb.csv";
-  QTest::newRow("no model read yet") << "" << int(LogData) << "ROOM1"
-                                     << "qm720xcb.csv";
-  // Points = 0: no rows, and the start time is whatever record 1 still holds.
-  QTest::newRow("emptied set") << "QM510-XC" << int(RealTimeData) << "LAB"
-                               << "points0.csv";
+  test::addDataRows(QStringLiteral("csv/export_references.tsv"),
+                    {"model", "setName", "name", "reference"});
 }
 
 void TstCsvExport::referenceFiles() {
   QFETCH(QString, model);
-  QFETCH(int, set);
+  QFETCH(QString, setName);
   QFETCH(QString, name);
   QFETCH(QString, reference);
+  const int set = setName == QStringLiteral("log") ? LogData : RealTimeData;
   DataSets ds;
   test::fillReferenceSet(ds, set);
   if (reference == QStringLiteral("points0.csv")) {
@@ -65,55 +56,40 @@ void TstCsvExport::referenceFiles() {
 }
 
 void TstCsvExport::saveDialog_data() {
-  // Answers: "good" / "bad" (in a missing folder) / "" are chosen files,
-  // "refuse" is a dialog that rejects the proposal; when they run out, cancel.
-  QTest::addColumn<QString>("name");
-  QTest::addColumn<QStringList>("answers");
-  QTest::addColumn<bool>("saved");
-  QTest::addColumn<QStringList>("calls");
-  const QString full = QStringLiteral("save:ROOM1_100501_130405");
-  const QString stamp = QStringLiteral("save:100501_130405");
-  const QString illegal = QStringLiteral("message:File name is illegal");
-  QTest::newRow("proposal taken") << "ROOM1" << QStringList{"good"} << true << QStringList{full};
-  QTest::newRow("refused: the time alone next")
-      << "ROOM1" << QStringList{"refuse", "good"} << true << QStringList{full, stamp};
-  QTest::newRow("refused, then the time alone, refused")
-      << "ROOM1" << QStringList{"refuse", "refuse", "good"} << false << QStringList{full, stamp};
-  QTest::newRow("name no file can take") << "A/B" << QStringList{} << false << QStringList{stamp};
-  QTest::newRow("illegal file asks again") << "ROOM1" << QStringList{"bad", "", "good"} << true
-                                           << QStringList{full, illegal, full, illegal, full};
+  test::addDataRows(QStringLiteral("csv/save_dialog.tsv"), {"name", "answers", "saved", "calls"});
 }
 
 void TstCsvExport::saveDialog() {
   QFETCH(QString, name);
-  QFETCH(QStringList, answers);
-  QFETCH(bool, saved);
-  QFETCH(QStringList, calls);
+  QFETCH(QString, answers);
+  QFETCH(QString, saved);
+  QFETCH(QString, calls);
   QTemporaryDir dir;
   const QString good = dir.filePath(QStringLiteral("good.csv"));
   ScriptedPrompt prompt;
-  for (const QString& a : answers) {
+  for (const QString& a : answers.split(u' ', Qt::SkipEmptyParts)) {
     if (a == QStringLiteral("refuse"))
       prompt.saveAnswers.enqueue({std::nullopt, true});
     else if (a == QStringLiteral("bad"))
       prompt.saveAnswers.enqueue({dir.filePath("no/dir/x.csv")});
     else
-      prompt.saveAnswers.enqueue({a.isEmpty() ? QString() : good});
+      prompt.saveAnswers.enqueue({a == QStringLiteral("empty") ? QString() : good});
   }
   DataSets ds;
   test::fillReferenceSet(ds, LogData);
+  const bool isSaved = saved == QStringLiteral("yes");
   QCOMPARE(Csv_Save(ds, LogData, QStringLiteral("QM720-XC"), name, prompt),
-           saved ? CsvSaveResult::Saved : CsvSaveResult::Cancelled);
+           isSaved ? CsvSaveResult::Saved : CsvSaveResult::Cancelled);
   QStringList seen;
   for (const auto& c : prompt.calls) {
     seen << c.kind + u':' + c.text;
     QCOMPARE(c.title, c.kind == QStringLiteral("save") ? QStringLiteral(" CSV(*.csv)|*.csv")
                                                        : QStringLiteral("QM720-XC"));
   }
-  QCOMPARE(seen, calls);
-  QCOMPARE(ds.info(LogData).Modified, !saved);
+  QCOMPARE(seen, calls.split(u'|'));
+  QCOMPARE(ds.info(LogData).Modified, !isSaved);
   QCOMPARE(test::readFile(good),
-           saved ? test::readFile(test::csvFixture("qm720xc.csv")) : QByteArray());
+           isSaved ? test::readFile(test::csvFixture("qm720xc.csv")) : QByteArray());
 }
 
 void TstCsvExport::fullDiskKeepsOldFile() {

@@ -16,9 +16,6 @@ using hygro::test::ScriptedPrompt;
 
 namespace {
 
-const QByteArray kLongTitles =
-    "\"Recognition name\",\"Start time\",\"Recording points\",\"Record interval\","
-    "\"Upper bound temperature setting\",\"Lower bound temperature setting\"\r\n";
 const QByteArray kShortTitles =
     "\"Recognition name\",\"Start time\",\"Recording points\",\"Record interval\",\"\",\"\"\r\n";
 const QByteArray kRowTitles =
@@ -69,24 +66,10 @@ class TstCsvImport : public QObject {
 };
 
 void TstCsvImport::roundTrip_data() {
-  QTest::addColumn<QString>("file");
-  QTest::addColumn<QString>("model");
-  QTest::addColumn<QString>("writtenAs");  // what export writes back
-  QTest::newRow("with bounds") << "qm720xc.csv"
-                               << "QM720-XC"
-                               << "qm720xc.csv";
-  QTest::newRow("short header") << "qm720xcb.csv"
-                                << "QM510-XC"
-                                << "qm720xcb.csv";
-  // Every line padded with empty items to six columns, as spreadsheets save.
-  QTest::newRow("spreadsheet re-save") << "padded.csv"
-                                       << "QM720-XC"
-                                       << "qm720xc.csv";
+  test::addDataRows(QStringLiteral("csv/round_trip.tsv"), {"file", "model", "writtenAs"});
 }
 
 void TstCsvImport::roundTrip() {
-  // The reference files are what export writes from the reference set, so
-  // export -> import -> export must give the same bytes again.
   QFETCH(QString, file);
   QFETCH(QString, model);
   QFETCH(QString, writtenAs);
@@ -108,13 +91,9 @@ void TstCsvImport::roundTrip() {
 void TstCsvImport::runsFromTimeGaps() {
   // Interval 60: a gap of 61 s stays in the run, 62 s starts a new one. The
   // header's start time stands before the first row.
-  QByteArray file =
-      kShortTitles + "\"G\",\"2010/05/01 00:00:00\",\" 5\",\" 60\",\"\",\"\"\r\n" + kRowTitles;
-  const char* times[] = {"00:01:02", "00:02:03", "00:03:05", "00:03:05", "00:04:06"};
-  for (int n = 0; n < 5; ++n)
-    file += QByteArray::number(n + 1) + ",\"2010/05/01 " + times[n] + "\",\"1\",\"2\",\"\"\r\n";
   DataSets ds;
-  QCOMPARE(readBytes(ds, file).result, CsvOpenResult::Opened);
+  QCOMPARE(readBytes(ds, test::readFile(test::csvFixture("gaps.csv"))).result,
+           CsvOpenResult::Opened);
   QList<float> blocks;
   for (int n = 1; n <= 5; ++n) blocks << (ds.at(FileData, n) ? ds.Get(FileData, n).Block : -1.0f);
   QCOMPARE(blocks, QList<float>({2, 2, 3, 3, 3}));
@@ -126,15 +105,9 @@ void TstCsvImport::itemsAsTheyAreRead() {
   // items keep commas and line ends; unquoted items lose their leading
   // blanks; lines do not matter, only the count of items; blank lines are
   // skipped; a BOM is ignored.
-  const QByteArray file = "\xEF\xBB\xBF" + kLongTitles.chopped(2) + ",\"N\",\"2010/05/01\"\r\n" +
-                          "  10  , 90,\"OFF\",\"25\"\r\n" + kRowTitles +
-                          "1,2010/05/01 00:01:00,  15. ,\" +50 \",\"a, b\r\nc\"\r\n"
-                          "\r\n"
-                          "2,\"2010/05/01 00:02:00\"\r\n\"-.25\"\r\n\"0\",  unquoted remark  \r\n"
-                          "3,\"2010/05/01 00:03:00\",\"22\"junk,\"42\",\r\n"
-                          "\r\n\r\n";
   DataSets ds;
-  QCOMPARE(readBytes(ds, file).result, CsvOpenResult::Opened);
+  QCOMPARE(readBytes(ds, test::readFile(test::csvFixture("items.csv"))).result,
+           CsvOpenResult::Opened);
   const DataSetInfo& i = ds.info(FileData);
   QCOMPARE(i.Points, qint16(3));
   QCOMPARE(i.PointsShown, 10);

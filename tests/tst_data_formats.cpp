@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "data/formats.h"
+#include "support/data_table.h"
 
 using namespace hygro;
 
@@ -14,75 +15,41 @@ class TstDataFormats : public QObject {
   Q_OBJECT
 
  private slots:
-  void texts_data();
-  void texts();
-  void numbers_data();
-  void numbers();
+  void formats_data();
+  void formats();
   void serials();
   void bounds();
 };
 
-void TstDataFormats::texts_data() {
-  // Each row: the text a format gives, and the text it must give.
-  QTest::addColumn<QString>("got");
-  QTest::addColumn<QString>("expected");
-  const double t = fmt::dateSerial(2010, 5, 1, 13, 4, 5);
-  QTest::newRow("##.00 no minus zero") << fmt::formatHashDot00(-0.001) << ".00";
-  // Half away from zero on the decimal digits, although the binary value of
-  // 23.455 lies just below the half.
-  QTest::newRow("##.00 half up") << fmt::formatHashDot00(23.455) << "23.46";
-  QTest::newRow("##.00 carry") << fmt::formatHashDot00(9.995) << "10.00";
-  QTest::newRow("interval 90") << fmt::intervalText(90) << "1 Min30 Sec";
-  QTest::newRow("interval -90") << fmt::intervalText(-90) << "";
-  // Rounded to the nearest second, also across midnight.
-  QTest::newRow("rounds up") << fmt::formatDateTime(t + 0.6 / 86400) << "2010/05/01 13:04:06";
-  QTest::newRow("rounds down across midnight")
-      << fmt::formatDateTime(40299.0 - 0.6 / 86400) << "2010/04/30 23:59:59";
-  QTest::newRow("past year 9999") << fmt::formatDateTime(2958466.0) << "";
+void TstDataFormats::formats_data() {
+  test::addDataRows(QStringLiteral("formats/formats.tsv"), {"kind", "input", "expected"});
 }
 
-void TstDataFormats::texts() {
-  QFETCH(QString, got);
+void TstDataFormats::formats() {
+  QFETCH(QString, kind);
+  QFETCH(QString, input);
   QFETCH(QString, expected);
+  QString got;
+  double serial = -99;
+  if (kind == QStringLiteral("##.00")) {
+    got = fmt::formatHashDot00(input.toDouble());
+  } else if (kind == QStringLiteral("interval")) {
+    got = fmt::intervalText(input.toInt());
+  } else if (kind == QStringLiteral("time")) {
+    QVERIFY(fmt::parseGeneralDate(input.section(u'|', 0, 0), &serial));
+    got = fmt::formatDateTime(serial + input.section(u'|', 1).toDouble() / 86400);
+  } else if (kind.startsWith(QStringLiteral("date"))) {
+    const bool parsed = fmt::parseGeneralDate(input, &serial,
+                                              kind.endsWith(QStringLiteral("day first"))
+                                                  ? fmt::DayMonthOrder::DayFirst
+                                                  : fmt::DayMonthOrder::MonthFirst);
+    // A date that does not parse leaves the number where it was.
+    got = parsed ? fmt::formatDateTime(serial) : QStringLiteral("none");
+    QVERIFY(parsed || serial == -99);
+  } else {
+    got = QString::number(fmt::val(input), 'g', 12);
+  }
   QCOMPARE(got, expected);
-}
-
-void TstDataFormats::numbers_data() {
-  // Each row: a number read from a text, and the number it must be. A date
-  // that does not parse leaves -99 where it was.
-  QTest::addColumn<double>("got");
-  QTest::addColumn<double>("expected");
-  const auto date = [](const char* text,
-                       fmt::DayMonthOrder order = fmt::DayMonthOrder::MonthFirst) {
-    double out = -99;
-    fmt::parseGeneralDate(QString::fromLatin1(text), &out, order);
-    return out;
-  };
-  QTest::newRow("date alone") << date("2010/05/01") << 40299.0;
-  QTest::newRow("no seconds, PM") << date("2010/5/1 1:04 PM")
-                                  << fmt::dateSerial(2010, 5, 1, 13, 4, 0);
-  QTest::newRow("before epoch") << date("1899/12/29 06:00:00") << -1.25;
-  QTest::newRow("no such day") << date("2010/02/30") << -99.0;
-  // The year last, day and month in the order of the system's dates.
-  QTest::newRow("year last, month first")
-      << date("05/01/2010 13:04:05") << fmt::dateSerial(2010, 5, 1, 13, 4, 5);
-  QTest::newRow("year last, day first")
-      << date("05/01/2010", fmt::DayMonthOrder::DayFirst) << fmt::dateSerial(2010, 1, 5, 0, 0, 0);
-  QTest::newRow("year last, no 13th month") << date("13/01/2010") << -99.0;
-  QTest::newRow("13 PM") << date("2010/05/01 13:00 PM") << -99.0;
-  QTest::newRow("val leading blank") << fmt::val(QStringLiteral(" 100")) << 100.0;
-  QTest::newRow("val number then text") << fmt::val(QStringLiteral("12abc")) << 12.0;
-  QTest::newRow("val blanks inside") << fmt::val(QStringLiteral("1 2 3")) << 123.0;
-  QTest::newRow("val -.25") << fmt::val(QStringLiteral("-.25")) << -0.25;
-  QTest::newRow("val hex 16-bit") << fmt::val(QStringLiteral("&HFFFF")) << -1.0;
-  QTest::newRow("val overflow") << fmt::val(QStringLiteral("-1e999")) << -HUGE_VAL;
-}
-
-void TstDataFormats::numbers() {
-  QFETCH(double, got);
-  QFETCH(double, expected);
-  QVERIFY2(got == expected || std::fabs(got - expected) < 1e-9,
-           qPrintable(QString::number(got, 'f', 10)));
 }
 
 void TstDataFormats::serials() {

@@ -11,6 +11,7 @@
 #include "data/formats.h"
 #include "data/recovery.h"
 #include "support/data_fixtures.h"
+#include "support/data_table.h"
 #include "support/scripted_prompt.h"
 
 using namespace hygro;
@@ -30,11 +31,9 @@ class TstDataSets : public QObject {
   void statistics();
   void statsMark();
   void fullDiskKeepsRecords();
-  void bulkWritesReachTheFile();
   void folderLock();
   void unusableFolder();
   void leftoverLoadsWholeRecords();
-  void scratchFileHoldsOnlyTheSet();
   void closeKeepingUnsaved();
 };
 
@@ -76,6 +75,19 @@ void TstDataSets::recordLayoutOnDisk() {
   QCOMPARE(ds.Get(LogData, 3).Block, 0.0f);
   QVERIFY(!ds.Put(LogData, 0, rec));
   QVERIFY(!ds.Put(LogData, 32768, rec));
+
+  // A bulk write reaches the file whole, a jump back to an earlier record too.
+  ds.beginBulk(FileData);
+  for (int n = 1; n <= 1000; ++n) QVERIFY(ds.Put(FileData, n, makeRecord(float(n), 0, 0)));
+  QVERIFY(ds.Put(FileData, 3, makeRecord(-1, 0, 0)));
+  QVERIFY(ds.endBulk(FileData));
+  const QByteArray read = test::readFile(dir.filePath("read.rand"));
+  QCOMPARE(read.size(), 1000 * 80);
+  for (int n : {1, 3, 700, 1000}) {
+    float t = 0;
+    std::memcpy(&t, read.constData() + (n - 1) * 80, 4);
+    QCOMPARE(t, n == 3 ? -1.0f : float(n));
+  }
 }
 
 void TstDataSets::remarksAreCutAndPadded() {
@@ -106,10 +118,20 @@ void TstDataSets::scratchFilesAndCrashLeftovers() {
   }
   const QByteArray left = test::readFile(dir.filePath("log.rand"));
   QCOMPARE(left.size(), 80);
+  // Its lock names a process that is gone: taken over.
+  QProcess gone;
+  gone.start(QStringLiteral("true"), QStringList());
+  QVERIFY(gone.waitForStarted(10000));
+  const qint64 deadPid = gone.processId();
+  QVERIFY(gone.waitForFinished(10000));
+  writeLockFile(dir.filePath(DataFolder::kLockName), deadPid);
 
   ScriptedPrompt prompt;
   DataSets second(&prompt);
   QVERIFY(second.open(dir.path(), &err));
+  DataSets third;  // ours now: another opener is refused
+  QVERIFY(!third.open(dir.path(), &err));
+  QCOMPARE(third.openError(), DataSets::OpenError::InUse);
   // Only the file that held data is moved aside, and the user is told where.
   QCOMPARE(second.recoveredFiles().size(), 1);
   const QString aside = second.recoveredFiles().first();
@@ -123,6 +145,8 @@ void TstDataSets::scratchFilesAndCrashLeftovers() {
   second.closeAndRemove();
   QVERIFY(second.Put(RealTimeData, 1, MeasurementRecord{}));
   QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QFileInfo(aside).fileName()});
+  QVERIFY(third.open(dir.path(), &err));
+  third.closeAndRemove();
 
   // A folder is created when needed; a scratch file that cannot be is named.
   QVERIFY(QDir().mkpath(dir.filePath("new/folder/real.rand")));
@@ -226,28 +250,6 @@ void TstDataSets::fullDiskKeepsRecords() {
   QCOMPARE(QFileInfo(dir.filePath("log.rand")).size(), 11 * 80);
 }
 
-void TstDataSets::bulkWritesReachTheFile() {
-  QTemporaryDir dir;
-  DataSets ds;
-  QVERIFY(ds.open(dir.path(), nullptr));
-  ds.beginBulk(FileData);
-  MeasurementRecord rec;
-  for (int n = 1; n <= 1000; ++n) {
-    rec.Temperature = float(n);
-    QVERIFY(ds.Put(FileData, n, rec));
-  }
-  rec.Temperature = -1;
-  QVERIFY(ds.Put(FileData, 3, rec));  // jumping back to an earlier record
-  QVERIFY(ds.endBulk(FileData));
-  const QByteArray bytes = test::readFile(dir.filePath("read.rand"));
-  QCOMPARE(bytes.size(), 1000 * 80);
-  for (int n : {1, 3, 700, 1000}) {
-    float t = 0;
-    std::memcpy(&t, bytes.constData() + (n - 1) * 80, 4);
-    QCOMPARE(t, n == 3 ? -1.0f : float(n));
-  }
-}
-
 void TstDataSets::folderLock() {
   QTemporaryDir dir;
   const QString lockPath = dir.filePath(DataFolder::kLockName);
@@ -270,28 +272,6 @@ void TstDataSets::folderLock() {
     QCOMPARE(QFileInfo(dir.filePath("real.rand")).size(), 80);
   }
 
-  // A lock whose process is gone is taken over, and the scratch file it left
-  // is a leftover then.
-  QProcess gone;
-  gone.start(QStringLiteral("true"), QStringList());
-  QVERIFY(gone.waitForStarted(10000));
-  const qint64 deadPid = gone.processId();
-  QVERIFY(gone.waitForFinished(10000));
-  writeLockFile(lockPath, deadPid);
-  {
-    DataSets ds;
-    QString err;
-    QVERIFY2(ds.open(dir.path(), &err), qPrintable(err));
-    QCOMPARE(ds.recoveredFiles().size(), 1);
-    QVERIFY(ds.recoveredFiles().first().startsWith(dir.filePath("real.rand.crash-")));
-    // Ours now: a second opener is refused.
-    DataSets second;
-    QVERIFY(!second.open(dir.path(), &err));
-    QCOMPARE(second.openError(), DataSets::OpenError::InUse);
-    ds.closeAndRemove();
-    QVERIFY(!QFile::exists(lockPath));
-    QVERIFY(second.open(dir.path(), &err));
-  }
   // A lock file that names nobody (cut short) does not keep everyone out.
   QFile empty(lockPath);
   QVERIFY(empty.open(QIODevice::WriteOnly | QIODevice::Truncate));
@@ -358,11 +338,9 @@ void TstDataSets::leftoverLoadsWholeRecords() {
   QCOMPARE(l.records, 4);
   QCOMPARE(l.firstTime, t0);
   QCOMPARE(l.lastTime, whole[3].Time);
-  QCOMPARE(RecoveryQuestion(l),
-           QStringLiteral("Data of an earlier run that did not end normally was found: 4 "
-                          "real-time samples from 2026/11/23 10:00:00 to 10:04:00.\r\rShow them "
-                          "now? They stay in %1 either way.")
-               .arg(QDir::toNativeSeparators(real)));
+  QCOMPARE(RecoveryQuestion(l), test::dataValue(QStringLiteral("datasets/texts.tsv"),
+                                                QStringLiteral("recovery question"))
+                                    .arg(QDir::toNativeSeparators(real)));
 
   ScriptedPrompt prompt;
   DataSets ds(&prompt);
@@ -389,27 +367,19 @@ void TstDataSets::leftoverLoadsWholeRecords() {
   QCOMPARE(QFileInfo(real).size(), 5 * 80 + 30);
 }
 
-void TstDataSets::scratchFileHoldsOnlyTheSet() {
-  // A shorter set after a longer one: the file must not keep the old tail,
-  // or a crash would bring those records back as part of the new set.
-  QTemporaryDir dir;
-  DataSets ds;
-  QVERIFY(ds.open(dir.path(), nullptr));
-  for (int n = 1; n <= 5; ++n) QVERIFY(addSample(ds, RealTimeData, n, 50));
-  ds.Empty(RealTimeData);
-  QVERIFY(addSample(ds, RealTimeData, 30, 50));
-  QCOMPARE(QFileInfo(dir.filePath("real.rand")).size(), 80);
-  for (int n = 1; n <= 3; ++n) QVERIFY(addSample(ds, LogData, n, 50));
-  ds.EmptyPoints(LogData);
-  QCOMPARE(QFileInfo(dir.filePath("log.rand")).size(), 0);
-  ds.closeAndRemove();
-}
-
 void TstDataSets::closeKeepingUnsaved() {
   QTemporaryDir dir;
   DataSets ds;
   QVERIFY(ds.open(dir.path(), nullptr));
+  // A shorter set after a longer one: the file must not keep the old tail,
+  // or a crash would bring those records back as part of the new set.
+  for (int n = 1; n <= 5; ++n) QVERIFY(addSample(ds, RealTimeData, n, 50));
+  ds.Empty(RealTimeData);
+  for (int n = 1; n <= 3; ++n) QVERIFY(addSample(ds, LogData, n, 50));
+  ds.EmptyPoints(LogData);
+  QCOMPARE(QFileInfo(dir.filePath("log.rand")).size(), 0);
   for (int n = 1; n <= 2; ++n) QVERIFY(addSample(ds, RealTimeData, n, 50));
+  QCOMPARE(QFileInfo(dir.filePath("real.rand")).size(), 160);
   ds.info(RealTimeData).Modified = true;
   // A third sample still waiting for its answers lies past Points.
   QVERIFY(ds.Put(RealTimeData, 3, makeRecord(0, 0, 46000, 0)));

@@ -11,6 +11,7 @@
 #include "data/dataview.h"
 #include "data/formats.h"
 #include "support/data_fixtures.h"
+#include "support/data_table.h"
 #include "support/emulator_rig.h"
 #include "support/window_prompt.h"
 
@@ -41,11 +42,8 @@ class TstGraphNav : public QObject {
   Q_OBJECT
  private Q_SLOTS:
   void timeWindowArithmetic() {
-    const QString table =
-        test::readFile(QStringLiteral(HYGROTAB_TEST_DATA "/graphnav/windows.tsv"));
-    for (const QString& row : table.split(u'\n', Qt::SkipEmptyParts)) {
-      if (row.startsWith(u'#')) continue;
-      const QStringList f = row.split(u'\t');
+    for (const QStringList& f : test::dataRows(QStringLiteral("graphnav/windows.tsv"))) {
+      const QString row = f.join(u' ');
       DataSets d;
       test::fillSeconds(d, LogData, 1001, f[1].toInt());
       const ScrollState before = barsFor(d, f[2].toInt(), 3000);

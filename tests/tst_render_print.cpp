@@ -98,13 +98,10 @@ void fillRows(DataSets& sets, int set, int n) {
 class TstRenderPrint : public QObject {
   Q_OBJECT
  private slots:
-  void headerTexts();
-  void statisticsBlocks();
-  void dumpPdfHasEveryRowOnceUnderHeadsOnEachPage();
+  void reportTexts();
   void graphPdfCarriesHeaderBlocksAndFullWidthText();
   void longDumpFillsPagesWithoutEmptyTrailingPage();
-  void unwritablePdfLeavesNothing();
-  void reportPrintsTheListAsTheViewShowsIt();
+  void dumpPdfFollowsTheListUnderHeadsOnEachPage();
 };
 
 // The report of the reference set in tests/data/print: its header (QM720-XC),
@@ -114,13 +111,39 @@ static QStringList referenceReport() {
       .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
 }
 
-void TstRenderPrint::headerTexts() {
+void TstRenderPrint::reportTexts() {
   DataSets sets;
   fillReferenceSet(sets, LogData);
   PrintJob job{LogData, QStringLiteral("ROOM1"), 1, 0};
   DataSetInfo& info = sets.info(LogData);
   info.Model = QStringLiteral("QM720-XC");
-  QCOMPARE(ReportHeaderLines(sets, job), referenceReport().mid(0, 6));
+  const QStringList reference = referenceReport();
+  QCOMPARE(ReportHeaderLines(sets, job), reference.mid(0, 6));
+  const QStringList all = reference.mid(6, 5);
+  QCOMPARE(StatsBlockLines(sets, LogData, info.Stats, QStringLiteral("In all records")), all);
+  // Records 2..3: the extremes of that range only, negatives with a digit
+  // before the point.
+  const QStringList range = reference.mid(11, 5);
+  QCOMPARE(StatsBlockLines(sets, LogData, RangeStats(sets, LogData, 2, 3),
+                           QStringLiteral("Range of selection")),
+           range);
+  // The whole header: the set's lines, then both blocks; last = 0 is the
+  // whole set.
+  QStringList whole = all;
+  whole[0] = QStringLiteral("Range of selection");
+  QCOMPARE(ReportLines(sets, job), reference.mid(0, 6) + all + whole);
+  job = {LogData, QStringLiteral("ROOM1"), 2, 3};
+  QCOMPARE(ReportLines(sets, job), reference.mid(0, 6) + all + range);
+
+  // A range of one record: all four extremes are that record.
+  const DataSetStats one = RangeStats(sets, LogData, 4, 4);
+  for (const auto& e : one.e) QCOMPARE(int(e.RecordNo), 4);
+  QCOMPARE(one.e[0].Value, -5.0);
+  QCOMPARE(one.e[3].Value, double(9.5f));
+  // A range reaching past the set is cut to it.
+  const DataSetStats clamped = RangeStats(sets, LogData, 0, 99);
+  for (int i = 0; i < 4; ++i) QCOMPARE(clamped.e[i].RecordNo, info.Stats.e[i].RecordNo);
+
   // Negative bounds round toward minus infinity: 3400 counts are -5.1 -> -6.
   info.UpperOn = false;
   info.LowerOn = true;
@@ -140,92 +163,6 @@ void TstRenderPrint::headerTexts() {
   }
 }
 
-void TstRenderPrint::statisticsBlocks() {
-  DataSets sets;
-  fillReferenceSet(sets, LogData);
-  const QStringList all = referenceReport().mid(6, 5);
-  QCOMPARE(
-      StatsBlockLines(sets, LogData, sets.info(LogData).Stats, QStringLiteral("In all records")),
-      all);
-  // Records 2..3: the extremes of that range only, negatives with a digit
-  // before the point.
-  const QStringList range = referenceReport().mid(11, 5);
-  QCOMPARE(StatsBlockLines(sets, LogData, RangeStats(sets, LogData, 2, 3),
-                           QStringLiteral("Range of selection")),
-           range);
-
-  // A range of one record: all four extremes are that record.
-  const DataSetStats one = RangeStats(sets, LogData, 4, 4);
-  for (const auto& e : one.e) QCOMPARE(int(e.RecordNo), 4);
-  QCOMPARE(one.e[0].Value, -5.0);
-  QCOMPARE(one.e[3].Value, double(9.5f));
-  // A range reaching past the set is cut to it.
-  const DataSetStats clamped = RangeStats(sets, LogData, 0, 99);
-  for (int i = 0; i < 4; ++i)
-    QCOMPARE(clamped.e[i].RecordNo, sets.info(LogData).Stats.e[i].RecordNo);
-
-  // The whole header: the set's lines, then both blocks; last = 0 is the
-  // whole set.
-  sets.info(LogData).Model = QStringLiteral("QM510-XC");
-  PrintJob job{LogData, QStringLiteral("ROOM1"), 2, 3};
-  QCOMPARE(ReportLines(sets, job), ReportHeaderLines(sets, job) + all + range);
-  job = {LogData, QStringLiteral("ROOM1"), 1, 0};
-  QStringList whole = all;
-  whole[0] = QStringLiteral("Range of selection");
-  QCOMPARE(ReportLines(sets, job).mid(4 + 5), whole);
-}
-
-void TstRenderPrint::dumpPdfHasEveryRowOnceUnderHeadsOnEachPage() {
-  constexpr int kRows = 1500;
-  DataSets sets;
-  fillRows(sets, LogData, kRows);
-  DumpModel rows(sets);
-  rows.Dump_Fill(LogData);
-  QTemporaryDir dir;
-  QVERIFY(dir.isValid());
-  const QString pdf = dir.filePath(QStringLiteral("dump.pdf"));
-  const PrintJob job{LogData, QStringLiteral("LONG"), 1, 0};
-  QString error;
-  QVERIFY(WritePdf(
-      pdf, [&](PageOutput& out) { return PrintDump(out, sets, job, rows); }, &error));
-  QVERIFY(error.isEmpty());
-  QString text;
-  QVERIFY2(pdfText(pdf, &text), "pdftotext could not read the PDF");
-
-  QStringList pages = text.split(QLatin1Char('\f'));
-  if (pages.last().trimmed().isEmpty()) pages.removeLast();
-  QVERIFY2(pages.size() > 10, qPrintable(QString::number(pages.size())));
-  QVERIFY(flatLines(pages.first()).contains(QStringLiteral("Recognition name LONG")));
-  QVERIFY(flatLines(pages.first()).contains(QStringLiteral("Recording points 1500 Point")));
-  const QRegularExpression head(
-      QStringLiteral("^\\s*Record No\\s+Date\\s+Temp \\(C\\)\\s+Humi \\(%RH\\)\\s+Remarks\\s*$"),
-      QRegularExpression::MultilineOption);
-  const QRegularExpression row(QStringLiteral("^\\s*(\\d{5})\\s+(\\d{4}/\\d\\d/\\d\\d "
-                                              "\\d\\d:\\d\\d:\\d\\d)\\s+(-?\\d+\\.\\d\\d)\\s+"
-                                              "(\\d+\\.\\d\\d)"),
-                               QRegularExpression::MultilineOption);
-  int expected = 1;
-  for (int p = 0; p < pages.size(); ++p) {
-    const QRegularExpressionMatch h = head.match(pages[p]);
-    QVERIFY2(h.hasMatch(), qPrintable(QStringLiteral("no column heads on page %1").arg(p + 1)));
-    auto it = row.globalMatch(pages[p]);
-    int onPage = 0;
-    while (it.hasNext()) {
-      const QRegularExpressionMatch m = it.next();
-      QVERIFY2(m.capturedStart() > h.capturedStart(), "a row above the heads");
-      QCOMPARE(m.captured(1), fmt::format00000(expected));
-      // The cells are those of the list.
-      QCOMPARE(m.captured(2), rows.cellText(expected - 1, DumpModel::DateColumn));
-      QCOMPARE(m.captured(3), rows.cellText(expected - 1, DumpModel::TempColumn));
-      QCOMPARE(m.captured(4), rows.cellText(expected - 1, DumpModel::HumiColumn));
-      ++expected;
-      ++onPage;
-    }
-    QVERIFY2(onPage > 0, qPrintable(QStringLiteral("page %1 holds no rows").arg(p + 1)));
-  }
-  QCOMPARE(expected - 1, kRows);
-}
-
 void TstRenderPrint::graphPdfCarriesHeaderBlocksAndFullWidthText() {
   DataSets sets;
   fillReferenceSet(sets, FileData);
@@ -236,8 +173,8 @@ void TstRenderPrint::graphPdfCarriesHeaderBlocksAndFullWidthText() {
   QVERIFY(dir.isValid());
   const QString pdf = dir.filePath(QStringLiteral("graph.pdf"));
   QString error;
-  QVERIFY(WritePdf(
-      pdf, [&](PageOutput& out) { return PrintGraphs(out, sets, job, view); }, &error));
+  auto graphs = [&](PageOutput& out) { return PrintGraphs(out, sets, job, view); };
+  QVERIFY(WritePdf(pdf, graphs, &error));
   QString text;
   QVERIFY2(pdfText(pdf, &text, QStringLiteral("-raw")), "pdftotext could not read the PDF");
   QStringList pages = text.split(QLatin1Char('\f'));
@@ -287,10 +224,26 @@ void TstRenderPrint::graphPdfCarriesHeaderBlocksAndFullWidthText() {
   QVERIFY(darkRowsIn(at + h / 2, at + h * 7 / 10) > 20);
   QVERIFY(darkRowsIn(at + h * 8 / 10, area.bottom() - 5) > 20);
 
-  // Nothing to print: no graph page.
+  // A file that cannot be written is said and leaves nothing: in a missing
+  // folder, or where a folder is in the way.
+  const QString missing = dir.filePath(QStringLiteral("no-such-folder/out.pdf"));
+  QVERIFY(!WritePdf(missing, graphs, &error));
+  QCOMPARE(error, QStringLiteral("File error"));
+  QVERIFY(!QFileInfo::exists(dir.filePath(QStringLiteral("no-such-folder"))));
+  QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("taken.pdf")));
+  error.clear();
+  QVERIFY(!WritePdf(dir.filePath(QStringLiteral("taken.pdf")), graphs, &error));
+  QCOMPARE(error, QStringLiteral("File error"));
+  // Nothing to print: no graph page, and an older file stays as it was.
   DataSets empty;
   ImageOutput none;
-  QVERIFY(!PrintGraphs(none, empty, PrintJob{FileData, {}, 1, 0}, view));
+  QVERIFY(!PrintGraphs(none, empty, job, view));
+  const QByteArray older = test::readFile(pdf);
+  QVERIFY(!WritePdf(
+      pdf, [&](PageOutput& out) { return PrintGraphs(out, empty, job, view); }, &error));
+  QVERIFY(error.isEmpty());
+  QCOMPARE(test::readFile(pdf), older);
+  QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QStringLiteral("graph.pdf")});
 }
 
 void TstRenderPrint::longDumpFillsPagesWithoutEmptyTrailingPage() {
@@ -333,48 +286,10 @@ void TstRenderPrint::longDumpFillsPagesWithoutEmptyTrailingPage() {
   }
 }
 
-void TstRenderPrint::unwritablePdfLeavesNothing() {
+void TstRenderPrint::dumpPdfFollowsTheListUnderHeadsOnEachPage() {
+  constexpr int kRows = 1500;
   DataSets sets;
-  fillReferenceSet(sets, FileData);
-  const PrintJob job{FileData, QStringLiteral("ROOM1"), 1, 0};
-  const ScrollState view = Scroll_Set(sets, FileData, InitialScrollState(), false);
-  QTemporaryDir dir;
-  QVERIFY(dir.isValid());
-  auto graphs = [&](PageOutput& out) { return PrintGraphs(out, sets, job, view); };
-
-  const QString missing = dir.filePath(QStringLiteral("no-such-folder/out.pdf"));
-  QString error;
-  QVERIFY(!WritePdf(missing, graphs, &error));
-  QCOMPARE(error, QStringLiteral("File error"));
-  QVERIFY(!QFile::exists(missing));
-  QVERIFY(!QFileInfo::exists(dir.filePath(QStringLiteral("no-such-folder"))));
-
-  // A folder in the way.
-  QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("taken.pdf")));
-  error.clear();
-  QVERIFY(!WritePdf(dir.filePath(QStringLiteral("taken.pdf")), graphs, &error));
-  QCOMPARE(error, QStringLiteral("File error"));
-
-  // A drawing that declines leaves an older file as it was and no new one.
-  const QString older = dir.filePath(QStringLiteral("older.pdf"));
-  {
-    QFile f(older);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.write("kept");
-  }
-  DataSets empty;
-  QVERIFY(!WritePdf(
-      older, [&](PageOutput& out) { return PrintGraphs(out, empty, job, view); }, &error));
-  QVERIFY(error.isEmpty());
-  QCOMPARE(test::readFile(older), QByteArray("kept"));
-  QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QStringLiteral("older.pdf")});
-}
-
-void TstRenderPrint::reportPrintsTheListAsTheViewShowsIt() {
-  // Record 2 is the warmest and the driest, record 3 the coldest and the wettest.
-  DataSets sets;
-  for (const auto& [t, h] : {std::pair{20.0f, 50.0f}, {25.0f, 40.0f}, {15.0f, 60.0f}})
-    addSample(sets, RealTimeData, t, h);
+  fillRows(sets, RealTimeData, kRows);
   Stats_Mark(sets, RealTimeData);
   DataView view;
   view.setDataSetIndex(RealTimeData);
@@ -386,33 +301,69 @@ void TstRenderPrint::reportPrintsTheListAsTheViewShowsIt() {
   Stats_Label(list, sets.info(RealTimeData).Stats);
 
   QTemporaryDir dir;
-  // Each printed row as its record number and the start of its remark (the
-  // column cuts a long one short).
-  const auto printedRows = [&] {
-    const QString pdf = dir.filePath(QStringLiteral("list.pdf"));
-    QString error, text;
-    const PrintJob job{RealTimeData, QStringLiteral("R"), 1, 0, true};
-    if (!WritePdf(
-            pdf, [&](PageOutput& out) { return PrintReport(out, sets, view, job); }, &error) ||
-        !pdfText(pdf, &text))
-      return QStringList{QStringLiteral("not printed")};
-    static const QRegularExpression row(
-        QStringLiteral("^\\s*(\\d{5})\\s+\\S+ \\S+\\s+\\S+\\s+\\S+(.*)$"),
-        QRegularExpression::MultilineOption);
-    QStringList rows;
-    for (auto it = row.globalMatch(text); it.hasNext();) {
-      const QRegularExpressionMatch m = it.next();
-      rows << (m.captured(1) + QLatin1Char(' ') + m.captured(2).simplified().left(16)).trimmed();
-    }
-    return rows;
+  const QString pdf = dir.filePath(QStringLiteral("dump.pdf"));
+  const PrintJob job{RealTimeData, QStringLiteral("LONG"), 1, 0, true};
+  QString error, text;
+  const auto print = [&] {
+    return WritePdf(
+               pdf, [&](PageOutput& out) { return PrintReport(out, sets, view, job); }, &error) &&
+           pdfText(pdf, &text);
   };
-  QCOMPARE(printedRows(),
-           (QStringList{"00002 Minimum humidity", "00001", "00003 Maximum humidity"}));
+  QVERIFY2(print(), qPrintable(error));
+  QStringList pages = text.split(QLatin1Char('\f'));
+  if (pages.last().trimmed().isEmpty()) pages.removeLast();
+  QVERIFY2(pages.size() > 10, qPrintable(QString::number(pages.size())));
+  QVERIFY(flatLines(pages.first()).contains(QStringLiteral("Recognition name LONG")));
+  QVERIFY(flatLines(pages.first()).contains(QStringLiteral("Recording points 1500 Point")));
+  const QRegularExpression head(
+      QStringLiteral("^\\s*Record No\\s+Date\\s+Temp \\(C\\)\\s+Humi \\(%RH\\)\\s+Remarks\\s*$"),
+      QRegularExpression::MultilineOption);
+  static const QRegularExpression row(
+      QStringLiteral("^\\s*(\\d{5})\\s+(\\d{4}/\\d\\d/\\d\\d "
+                     "\\d\\d:\\d\\d:\\d\\d)\\s+(-?\\d+\\.\\d\\d)\\s+"
+                     "(\\d+\\.\\d\\d)(.*)$"),
+      QRegularExpression::MultilineOption);
+  // Every row once, in the list's order, each cell as the list shows it (a
+  // long remark cut short by its column, with an ellipsis).
+  const auto shows = [](const QRegularExpressionMatch& m, const QString& remark) {
+    QString printed = m.captured(5).simplified();
+    if (printed.endsWith(QChar(0x2026))) printed.chop(1);
+    return remark.simplified().startsWith(printed) &&
+           printed.size() >= qMin<qsizetype>(remark.simplified().size(), 16);
+  };
+  int at = 0, labelled = 0;
+  for (int p = 0; p < pages.size(); ++p) {
+    const QRegularExpressionMatch h = head.match(pages[p]);
+    QVERIFY2(h.hasMatch(), qPrintable(QStringLiteral("no column heads on page %1").arg(p + 1)));
+    const int pageStart = at;
+    for (auto it = row.globalMatch(pages[p]); it.hasNext(); ++at) {
+      const QRegularExpressionMatch m = it.next();
+      QVERIFY2(m.capturedStart() > h.capturedStart(), "a row above the heads");
+      QVERIFY(at < kRows);
+      for (int c = DumpModel::RecordNoColumn; c < DumpModel::RemarksColumn; ++c)
+        QCOMPARE(m.captured(c + 1), list.cellText(at, c));
+      const QString remark = list.cellText(at, DumpModel::RemarksColumn);
+      QVERIFY2(shows(m, remark), qPrintable(m.captured(5) + u'|' + remark));
+      if (remark.startsWith(QStringLiteral("Maximum temperature"))) ++labelled;
+    }
+    QVERIFY2(at > pageStart, qPrintable(QStringLiteral("page %1 holds no rows").arg(p + 1)));
+  }
+  QCOMPARE(at, kRows);
+  QCOMPARE(labelled, 1);
+  QCOMPARE(list.cellText(0, DumpModel::TempColumn), QStringLiteral("9.90"));  // sorted as texts
+
   // Graphs on display: the list is printed whole, in record order, with the
   // remarks as stored.
   view.setDumpView(false);
-  QCOMPARE(printedRows(),
-           (QStringList{"00001", "00002 Maximum temperat", "00003 Minimum temperat"}));
+  QVERIFY2(print(), qPrintable(error));
+  at = 0;
+  for (auto it = row.globalMatch(text); it.hasNext();) {
+    const QRegularExpressionMatch m = it.next();
+    QCOMPARE(m.captured(1), fmt::format00000(++at));
+    QVERIFY2(shows(m, sets.Get(RealTimeData, at).remarks()), qPrintable(m.captured(5)));
+  }
+  QCOMPARE(at, kRows);
+  QVERIFY(text.contains(QStringLiteral("Minimum temperat")));
 }
 
 QTEST_MAIN(TstRenderPrint)
