@@ -29,10 +29,8 @@ class TstDataSets : public QObject {
   void scratchFilesAndCrashLeftovers();
   void setIndexAndEmpty();
   void statistics();
-  void statsMark();
   void fullDiskKeepsRecords();
-  void folderLock();
-  void unusableFolder();
+  void folderInUseOrUnusable();
   void leftoverLoadsWholeRecords();
   void closeKeepingUnsaved();
 };
@@ -206,24 +204,21 @@ void TstDataSets::statistics() {
   Stats_Add(r, 2, st);
   QCOMPARE(st.e[0].RecordNo, qint16(1));
   QCOMPARE(st.e[3].RecordNo, qint16(1));
-}
 
-void TstDataSets::statsMark() {
-  DataSets ds;
-  // Nothing measured: nothing marked.
-  Stats_Mark(ds, LogData);
-  QVERIFY(!ds.at(LogData, 1));
+  // The marks: nothing measured, nothing marked.
+  Stats_Mark(ds, RealTimeData);
+  QVERIFY(!ds.at(RealTimeData, 1));
 
   const QString full = QString(50, u'r');
-  addSample(ds, LogData, 30, 20, QStringLiteral("  window  "));  // max T, min H
-  addSample(ds, LogData, 10, 80, full);                          // min T, max H
-  addSample(ds, LogData, 20, 50, QStringLiteral("plain"));
-  Stats_Mark(ds, LogData);
-  QCOMPARE(ds.Get(LogData, 1).remarks(),
+  addSample(ds, RealTimeData, 30, 20, QStringLiteral("  window  "));  // max T, min H
+  addSample(ds, RealTimeData, 10, 80, full);                          // min T, max H
+  addSample(ds, RealTimeData, 20, 50, QStringLiteral("plain"));
+  Stats_Mark(ds, RealTimeData);
+  QCOMPARE(ds.Get(RealTimeData, 1).remarks(),
            QStringLiteral("window Maximum temperature Minimum humidity").leftJustified(50));
   // Already 50 characters: the texts are cut off.
-  QCOMPARE(ds.Get(LogData, 2).remarks(), full);
-  QCOMPARE(ds.Get(LogData, 3).remarks().trimmed(), QStringLiteral("plain"));
+  QCOMPARE(ds.Get(RealTimeData, 2).remarks(), full);
+  QCOMPARE(ds.Get(RealTimeData, 3).remarks().trimmed(), QStringLiteral("plain"));
   // One record holding all four extremes: tst_logger_ops, oneMeasurement.
 }
 
@@ -250,7 +245,7 @@ void TstDataSets::fullDiskKeepsRecords() {
   QCOMPARE(QFileInfo(dir.filePath("log.rand")).size(), 11 * 80);
 }
 
-void TstDataSets::folderLock() {
+void TstDataSets::folderInUseOrUnusable() {
   QTemporaryDir dir;
   const QString lockPath = dir.filePath(DataFolder::kLockName);
   // Another program's live scratch file, and that program's lock.
@@ -280,12 +275,9 @@ void TstDataSets::folderLock() {
   QString err;
   QVERIFY2(third.open(dir.path(), &err), qPrintable(err));
   third.closeAndRemove();
-}
 
-void TstDataSets::unusableFolder() {
   // Runs as root in CI, where permissions do not stop anything: a path below
   // a regular file fails for everyone.
-  QTemporaryDir dir;
   const QString file = dir.filePath("plain");
   QVERIFY(writeScratchFile(file, {}, "x"));
   for (const QString& folder : {file + QStringLiteral("/sub"), file}) {
