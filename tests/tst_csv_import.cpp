@@ -55,8 +55,7 @@ class TstCsvImport : public QObject {
  private slots:
   void roundTrip_data();
   void roundTrip();
-  void runsFromTimeGaps();
-  void itemsAsTheyAreRead();
+  void itemsAndRunsAsTheyAreRead();
   void rejected_data();
   void rejected();
   void tooManyRows();
@@ -88,18 +87,7 @@ void TstCsvImport::roundTrip() {
   QCOMPARE(i.Stats.e[3].RecordNo, qint16(3));
 }
 
-void TstCsvImport::runsFromTimeGaps() {
-  // Interval 60: a gap of 61 s stays in the run, 62 s starts a new one. The
-  // header's start time stands before the first row.
-  DataSets ds;
-  QCOMPARE(readBytes(ds, test::readFile(test::csvFixture("gaps.csv"))).result,
-           CsvOpenResult::Opened);
-  QList<float> blocks;
-  for (int n = 1; n <= 5; ++n) blocks << (ds.at(FileData, n) ? ds.Get(FileData, n).Block : -1.0f);
-  QCOMPARE(blocks, QList<float>({2, 2, 3, 3, 3}));
-}
-
-void TstCsvImport::itemsAsTheyAreRead() {
+void TstCsvImport::itemsAndRunsAsTheyAreRead() {
   // Header numbers are read with Val; "OFF" and 25 for the bounds; points
   // stated as 10 but three rows; values may carry a sign and blanks. Quoted
   // items keep commas and line ends; unquoted items lose their leading
@@ -124,6 +112,16 @@ void TstCsvImport::itemsAsTheyAreRead() {
   }
   QCOMPARE(remarks, QStringList({"a, b\r\nc", "unquoted remark", ""}));
   QCOMPARE(values, QList<float>({15, 50, -0.25f, 0, 22, 42}));
+
+  // Interval 60: a gap of 61 s stays in the run, 62 s starts a new one. The
+  // header's start time stands before the first row.
+  DataSets gaps;
+  QCOMPARE(readBytes(gaps, test::readFile(test::csvFixture("gaps.csv"))).result,
+           CsvOpenResult::Opened);
+  QList<float> blocks;
+  for (int n = 1; n <= 5; ++n)
+    blocks << (gaps.at(FileData, n) ? gaps.Get(FileData, n).Block : -1.0f);
+  QCOMPARE(blocks, QList<float>({2, 2, 3, 3, 3}));
 }
 
 void TstCsvImport::rejected_data() {
