@@ -39,13 +39,6 @@ namespace {
 QStringList filesIn(const QString& folder) {
   return QDir(folder).entryList(QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
 }
-
-// A lock file as QLockFile writes it, naming `pid` on this machine.
-void writeLockFile(const QString& path, qint64 pid) {
-  QFile f(path);
-  QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-  f.write(QByteArray::number(pid) + "\nhygrotab\n" + QSysInfo::machineHostName().toUtf8() + "\n");
-}
 }  // namespace
 
 void TstDataSets::recordLayoutOnDisk() {
@@ -122,7 +115,10 @@ void TstDataSets::scratchFilesAndCrashLeftovers() {
   QVERIFY(gone.waitForStarted(10000));
   const qint64 deadPid = gone.processId();
   QVERIFY(gone.waitForFinished(10000));
-  writeLockFile(dir.filePath(DataFolder::kLockName), deadPid);
+  // The lock as QLockFile writes it, naming that process on this machine.
+  QVERIFY(writeScratchFile(
+      dir.filePath(DataFolder::kLockName), {},
+      QByteArray::number(deadPid) + "\nhygrotab\n" + QSysInfo::machineHostName().toUtf8() + "\n"));
 
   ScriptedPrompt prompt;
   DataSets second(&prompt);
@@ -268,9 +264,7 @@ void TstDataSets::folderInUseOrUnusable() {
   }
 
   // A lock file that names nobody (cut short) does not keep everyone out.
-  QFile empty(lockPath);
-  QVERIFY(empty.open(QIODevice::WriteOnly | QIODevice::Truncate));
-  empty.close();
+  QVERIFY(writeScratchFile(lockPath, {}));
   DataSets third;
   QString err;
   QVERIFY2(third.open(dir.path(), &err), qPrintable(err));

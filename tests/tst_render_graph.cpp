@@ -55,28 +55,25 @@ ScrollState view(const DataSets& sets, int span, int position) {
 
 QColor color(quint32 bgr) { return ColorFromNumber(bgr); }
 
-// Draws one graph on a fresh 1280x400 image; `at` gets the pixel of user
-// coordinates while the surface is scaled to the graph.
+// Draws one graph on a fresh 1280x400 image; `points` are the pixels of the
+// wanted user coordinates while the surface is scaled to the graph.
 struct Drawing {
   QImage image{1280, 400, QImage::Format_RGB32};
   bool drawn = false;
-  std::function<QPoint(double, double)> at;
-  std::vector<std::pair<double, double>> wanted;
   std::vector<QPoint> points;
 
   QColor pixel(int i) const { return image.pixelColor(points[size_t(i)]); }
 };
 
 Drawing draw(const DataSets& sets, const ScrollState& bars, bool humidity,
-             std::vector<std::pair<double, double>> wanted) {
+             const std::vector<std::pair<double, double>>& wanted) {
   Drawing d;
   d.image.fill(Qt::black);
-  d.wanted = std::move(wanted);
   Surface surface(d.image);
   const GraphColorTable colors = Graph_Color_Set();
   d.drawn = humidity ? Humi_Graph(surface, sets, FileData, bars, colors)
                      : Temp_Graph(surface, sets, FileData, bars, colors);
-  for (const auto& [x, y] : d.wanted) d.points.emplace_back(surface.pixelX(x), surface.pixelY(y));
+  for (const auto& [x, y] : wanted) d.points.emplace_back(surface.pixelX(x), surface.pixelY(y));
   return d;
 }
 

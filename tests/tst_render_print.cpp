@@ -104,20 +104,16 @@ class TstRenderPrint : public QObject {
   void dumpPdfFollowsTheListUnderHeadsOnEachPage();
 };
 
-// The report of the reference set in tests/data/print: its header (QM720-XC),
-// the block of all records and that of records 2..3.
-static QStringList referenceReport() {
-  return test::dataText(QStringLiteral("print/reference_report.txt"))
-      .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-}
-
 void TstRenderPrint::reportTexts() {
   DataSets sets;
   fillReferenceSet(sets, LogData);
   PrintJob job{LogData, QStringLiteral("ROOM1"), 1, 0};
   DataSetInfo& info = sets.info(LogData);
   info.Model = QStringLiteral("QM720-XC");
-  const QStringList reference = referenceReport();
+  // The report of the reference set: its header (QM720-XC), the block of all
+  // records and that of records 2..3.
+  const QStringList reference = test::dataText(QStringLiteral("print/reference_report.txt"))
+                                    .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
   QCOMPARE(ReportHeaderLines(sets, job), reference.mid(0, 6));
   const QStringList all = reference.mid(6, 5);
   QCOMPARE(StatsBlockLines(sets, LogData, info.Stats, QStringLiteral("In all records")), all);
