@@ -98,10 +98,7 @@ void TstCsvExport::fullDiskKeepsOldFile() {
   QTemporaryDir dir;
   const QString path = dir.filePath(QStringLiteral("keep.csv"));
   const QByteArray older = "the user's older file\r\n";
-  {
-    QFile f(path);
-    QVERIFY(f.open(QIODevice::WriteOnly) && f.write(older) == older.size());
-  }
+  QVERIFY(test::writeScratchFile(path, {}, older));
   ScriptedPrompt prompt;
   prompt.saveAnswers.enqueue({path});
   {
