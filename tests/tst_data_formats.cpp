@@ -44,7 +44,9 @@ void TstDataFormats::formats() {
                                                   ? fmt::DayMonthOrder::DayFirst
                                                   : fmt::DayMonthOrder::MonthFirst);
     // A date that does not parse leaves the number where it was.
-    got = parsed ? fmt::formatDateTime(serial) : QStringLiteral("none");
+    got = parsed ? fmt::formatDateTime(serial) + QStringLiteral(" = ") +
+                       QString::number(serial, 'g', 12)
+                 : QStringLiteral("none");
     QVERIFY(parsed || serial == -99);
   } else {
     got = QString::number(fmt::val(input), 'g', 12);
