@@ -25,9 +25,7 @@ class TstDataSets : public QObject {
 
  private slots:
   void recordLayoutOnDisk();
-  void remarksAreCutAndPadded();
   void scratchFilesAndCrashLeftovers();
-  void setIndexAndEmpty();
   void statistics();
   void fullDiskKeepsRecords();
   void folderInUseOrUnusable();
@@ -79,9 +77,8 @@ void TstDataSets::recordLayoutOnDisk() {
     std::memcpy(&t, read.constData() + (n - 1) * 80, 4);
     QCOMPARE(t, n == 3 ? -1.0f : float(n));
   }
-}
 
-void TstDataSets::remarksAreCutAndPadded() {
+  // The remarks are cut to 50 bytes and padded with blanks.
   MeasurementRecord r;
   QCOMPARE(QByteArray(r.Remarks, 50), QByteArray(50, ' '));
   r.setRemarks(QString(60, u'x'));
@@ -151,22 +148,6 @@ void TstDataSets::scratchFilesAndCrashLeftovers() {
   QVERIFY(!QFile::exists(dir.filePath("new/folder/hygrotab.lock")));
 }
 
-void TstDataSets::setIndexAndEmpty() {
-  DataSets ds;
-  QVERIFY_THROWS_EXCEPTION(std::out_of_range, ds.info(3));
-  QVERIFY_THROWS_EXCEPTION(std::out_of_range, ds.Put(255, 1, MeasurementRecord{}));
-  // Emptying keeps FileNo and resets the rest; the records themselves stay
-  // (an emptied set's CSV takes record 1's time: tst_csv_export).
-  DataSetInfo& i = ds.info(RealTimeData);
-  i.FileNo = 1;
-  i.UpperOn = true;
-  addSample(ds, RealTimeData, 20, 50);
-  ds.Empty(RealTimeData);
-  QCOMPARE(i.FileNo, qint16(1));
-  QVERIFY(!i.UpperOn);
-  QCOMPARE(i.Stats.e[3].Value, 10000.0);
-}
-
 void TstDataSets::statistics() {
   DataSets ds;
   DataSetStats& st = ds.info(LogData).Stats;
@@ -216,6 +197,20 @@ void TstDataSets::statistics() {
   QCOMPARE(ds.Get(RealTimeData, 2).remarks(), full);
   QCOMPARE(ds.Get(RealTimeData, 3).remarks().trimmed(), QStringLiteral("plain"));
   // One record holding all four extremes: tst_logger_ops, oneMeasurement.
+
+  // A set number outside the three is refused, never written through.
+  QVERIFY_THROWS_EXCEPTION(std::out_of_range, ds.info(3));
+  QVERIFY_THROWS_EXCEPTION(std::out_of_range, ds.Put(255, 1, MeasurementRecord{}));
+  // Emptying keeps FileNo and resets the rest; the records themselves stay
+  // (an emptied set's CSV takes record 1's time: tst_csv_export).
+  DataSetInfo& i = ds.info(FileData);
+  i.FileNo = 1;
+  i.UpperOn = true;
+  addSample(ds, FileData, 20, 50);
+  ds.Empty(FileData);
+  QCOMPARE(i.FileNo, qint16(1));
+  QVERIFY(!i.UpperOn);
+  QCOMPARE(i.Stats.e[3].Value, 10000.0);
 }
 
 void TstDataSets::fullDiskKeepsRecords() {

@@ -96,10 +96,9 @@ class TstRenderGraph : public QObject {
   void scrollLimitsFollowTheDataSet();
   void boundLinesOnlyForTemperatureOfTheBoundModel();
   void noSegmentAcrossARunGap();
-  void gridNewestDotAndEndMarker();
+  void gridNewestDotEndMarkerAndEmptySet();
   void labelsStayReadable();
   void columnEnvelopeLightsTheSamePixelsAsOneLinePerRecord();
-  void emptySetDrawsNothing();
   void cursorReadOut_data();
   void cursorReadOut();
   void windowRecords_data();
@@ -241,7 +240,7 @@ void TstRenderGraph::noSegmentAcrossARunGap() {
   QVERIFY(whiteInGap(1) > 0);  // same run: the samples are joined
 }
 
-void TstRenderGraph::gridNewestDotAndEndMarker() {
+void TstRenderGraph::gridNewestDotEndMarkerAndEmptySet() {
   DataSets sets;
   std::vector<Sample> s;
   for (int a = 7200; a >= 0; a -= 60) s.push_back({a, a == 0 ? 20.0f : 10.0f, 50});
@@ -263,6 +262,13 @@ void TstRenderGraph::gridNewestDotAndEndMarker() {
   d = draw(sets, view(sets, 3600, 600), false, {{0, 20}, {0, 35}});
   QCOMPARE(d.pixel(1), color(c[tk::kCurve]));
   QCOMPARE(countColor(d.image, d.image.rect(), color(c[tk::kNewestDot])), 0);
+  // An empty set draws nothing, on either graph.
+  const DataSets none;
+  for (const bool humidity : {false, true}) {
+    d = draw(none, InitialScrollState(), humidity, {});
+    QVERIFY(!d.drawn && countColor(d.image, d.image.rect(), Qt::black) == 1280 * 400);
+  }
+  QCOMPARE(ColorFromNumber(0x00FFFF), QColor(255, 255, 0));  // 0x00BBGGRR
 }
 
 void TstRenderGraph::labelsStayReadable() {
@@ -338,19 +344,6 @@ void TstRenderGraph::columnEnvelopeLightsTheSamePixelsAsOneLinePerRecord() {
     QVERIFY(countColor(b, b.rect(), Qt::white) > 100);
     QVERIFY2(a == b, qPrintable(QStringLiteral("span %1 position %2").arg(span).arg(pos)));
   }
-}
-
-void TstRenderGraph::emptySetDrawsNothing() {
-  DataSets sets;
-  QImage img(200, 100, QImage::Format_RGB32);
-  img.fill(Qt::blue);
-  {
-    Surface surface(img);
-    QVERIFY(!Temp_Graph(surface, sets, FileData, InitialScrollState(), Graph_Color_Set()));
-    QVERIFY(!Humi_Graph(surface, sets, FileData, InitialScrollState(), Graph_Color_Set()));
-  }
-  QCOMPARE(countColor(img, img.rect(), Qt::blue), 200 * 100);
-  QCOMPARE(ColorFromNumber(0x00FFFF), QColor(255, 255, 0));  // 0x00BBGGRR
 }
 
 void TstRenderGraph::cursorReadOut_data() {
