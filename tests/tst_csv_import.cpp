@@ -178,7 +178,8 @@ void TstCsvImport::tooManyRows() {
 }
 
 void TstCsvImport::onlyRegularFilesOfBoundedSize() {
-  // Refused before a byte is read: nothing here may hang or fill the memory.
+  // Refused before a byte is read: nothing here may hang or fill the memory;
+  // and a file that cannot be opened at all. The message has the caller's title.
   QTemporaryDir dir;
   const QString fifo = dir.filePath(QStringLiteral("pipe.csv"));
   QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
@@ -191,13 +192,16 @@ void TstCsvImport::onlyRegularFilesOfBoundedSize() {
       {dir.path(), dir.path() + QStringLiteral(" is a folder")},
       {huge.fileName(), huge.fileName() + QStringLiteral(" is %1 bytes long, more than a file of "
                                                          "32767 records can need")
-                                              .arg(kCsvMaxFileSize + 1)}};
+                                              .arg(kCsvMaxFileSize + 1)},
+      {QStringLiteral("/nonexistent/file.csv"),
+       QStringLiteral("/nonexistent/file.csv cannot be opened: No such file or directory.")}};
   for (const auto& [path, says] : cases) {
     DataSets ds;
     ScriptedPrompt prompt;
-    QCOMPARE(Csv_Read(ds, path, prompt, QString()), CsvOpenResult::FileError);
+    QCOMPARE(Csv_Read(ds, path, prompt, QStringLiteral("M")), CsvOpenResult::FileError);
     QVERIFY2(prompt.messages().value(0).startsWith(kFileError + "\r\r" + says),
              qPrintable(prompt.messages().value(0)));
+    QCOMPARE(prompt.calls.value(0).title, QStringLiteral("M"));
   }
 }
 
@@ -224,13 +228,6 @@ void TstCsvImport::fromDialogAndPath() {
   prompt.openAnswers.enqueue(test::csvFixture(QStringLiteral("points0.csv")));
   QCOMPARE(Csv_Open(ds, prompt, QStringLiteral("QM720-XC")), CsvOpenResult::Opened);
   QCOMPARE(ds.info(FileData).Points, qint16(0));
-  // A file that cannot be opened at all.
-  QCOMPARE(Csv_Read(ds, QStringLiteral("/nonexistent/file.csv"), prompt, QStringLiteral("M")),
-           CsvOpenResult::FileError);
-  QCOMPARE(prompt.messages(),
-           QStringList{kFileError +
-                       "\r\r/nonexistent/file.csv cannot be opened: No such file or directory."});
-  QCOMPARE(prompt.calls.last().title, QStringLiteral("M"));
 }
 
 QTEST_APPLESS_MAIN(TstCsvImport)

@@ -29,12 +29,11 @@ class TstDumpModel : public QObject {
   Q_OBJECT
 
  private slots:
-  void cellsAndStatusText();
-  void sortsByCellText();
+  void cellsStatusTextAndSorting();
   void rowsDuringAMeasurement();
 };
 
-void TstDumpModel::cellsAndStatusText() {
+void TstDumpModel::cellsStatusTextAndSorting() {
   DataSets ds;
   test::fillReferenceSet(ds, FileData);
   DumpModel m(ds);
@@ -52,12 +51,9 @@ void TstDumpModel::cellsAndStatusText() {
   ds.Empty(FileData);
   m.Dump_Fill(FileData);
   QCOMPARE(m.rowCount(), 0);
-}
 
-void TstDumpModel::sortsByCellText() {
-  DataSets ds;
+  // Sorting goes by the cell texts.
   for (float t : {9.0f, 10.0f, -5.0f, 25.5f, -10.0f, 0.5f}) addSample(ds, LogData, t, 50);
-  DumpModel m(ds);
   m.Dump_Fill(LogData);
   QVERIFY(!m.isSorted());
   // Texts, not numbers: "-" sorts first, "10.00" before "9.00".
@@ -76,7 +72,7 @@ void TstDumpModel::sortsByCellText() {
   // record numbers sort as numbers.
   m.columnClick(DumpModel::RecordNoColumn);
   QCOMPARE(column(m, 0), QStringList({"00006", "00005", "00004", "00003", "00002", "00001"}));
-  // A refill of a sorted list comes back sorted.
+  // A refill of a sorted list comes back m.
   m.Dump_Fill(LogData);
   QCOMPARE(column(m, 0).first(), QStringLiteral("00006"));
 }
