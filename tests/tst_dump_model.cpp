@@ -38,7 +38,9 @@ void TstDumpModel::cellsStatusTextAndSorting() {
   test::fillReferenceSet(ds, FileData);
   DumpModel m(ds);
   m.Dump_Fill(FileData);
-  // The headings are pinned where the list is printed (tst_render_print).
+  // The headings' texts are pinned where the list is printed (tst_render_print).
+  QCOMPARE(m.headerData(DumpModel::HumiColumn, Qt::Horizontal).toString(),
+           QStringLiteral("Humi (%RH)"));
   QCOMPARE(m.rowCount(), 4);
   QCOMPARE(row(m, 0),
            QStringList({"00001", "2010/05/01 13:04:05", "23.46", "55.10", QString(50, u' ')}));
