@@ -28,12 +28,8 @@
 #include "link/bridge.h"
 #include "link/serialtransport.h"
 #include "logger/session.h"
-#include "sim/devicemodel.h"
-#include "sim/simline.h"
-#include "sim/wire.h"
 #include "support/data_fixtures.h"
 #include "support/data_table.h"
-#include "support/fake_transport.h"
 #include "support/scripted_prompt.h"
 #include "support/sim_process.h"
 
@@ -49,40 +45,11 @@ constexpr int kCeilingMs = 30000;
 constexpr int kTotalLogPoints = 144;  // what idle.json holds
 const QString kModel = QStringLiteral("QM720-XC");
 
-// The first command code of each operation's own exchange: pulling the
-// logger out when it arrives is "during the exchange".
-int unplugCode(const QString& op) {
-  static const QHash<QString, int> codes{{"connect", 16},
-                                         {"status read", 30},
-                                         {"one-time measurement", 22},
-                                         {"continuous measurement", 22},
-                                         {"download", 8},
-                                         {"start recording", 49},
-                                         {"stop recording", 12},
-                                         {"reserve a start", 17},
-                                         {"set clock", 2},
-                                         {"set name", 41},
-                                         {"set alarm bounds", 46},
-                                         {"set memory mode", 49}};
-  return codes.value(op, -1);
-}
-
-// What the fault setting on the emulator's control line is.
+// The setting on the emulator's control line that brings `fault` to `op`.
 QString faultCommand(const QString& op, const QString& fault) {
-  if (fault == QLatin1String("1 refusal")) return QStringLiteral("refuse 1");
-  if (fault == QLatin1String("10 refusals")) return QStringLiteral("refuse 10");
-  if (fault == QLatin1String("11 refusals")) return QStringLiteral("refuse 11");
-  if (fault == QLatin1String("silence")) return QStringLiteral("silence all");
-  // Past the first time-out (500 ms), before the second.
-  if (fault == QLatin1String("late answer")) return QStringLiteral("late 1:900");
-  if (fault == QLatin1String("garbage around")) return QStringLiteral("garbage on");
-  if (fault == QLatin1String("truncated answer")) return QStringLiteral("truncate 1");
-  if (fault == QLatin1String("flood without end")) return QStringLiteral("flood 1");
-  if (fault == QLatin1String("stalled stream")) return QStringLiteral("stall-after 50");
-  if (fault == QLatin1String("unplug idle")) return QStringLiteral("unplug");
-  if (fault == QLatin1String("unplug in exchange"))
-    return QStringLiteral("unplug-on %1").arg(unplugCode(op));
-  return QStringLiteral("unplug-after-points 50");
+  const bool perOperation = fault == QLatin1String("unplug in exchange");
+  return test::dataValue(QStringLiteral("faults/controls.tsv"),
+                         perOperation ? fault + QLatin1Char('/') + op : fault);
 }
 
 // What a cell of tests/data/faults/matrix.tsv expects.
@@ -211,86 +178,9 @@ void appendRow(const QStringList& fields) {
 class TestFaultMatrix : public QObject {
   Q_OBJECT
  private Q_SLOTS:
-  void emulatorFaultsShapeTheAnswers();
-  void noiseOverflowingTheBufferIsNoVersion();
   void cell_data();
   void cell();
 };
-
-// The emulator's own fault settings, on its line alone: what the matrix
-// relies on when it says "truncated" or "flood".
-void TestFaultMatrix::emulatorFaultsShapeTheAnswers() {
-  using sim::wire::command;
-  sim::DeviceModel model;
-  QVERIFY(model.loadFile(SimProcess::state(QStringLiteral("idle.json"))));
-  sim::SimLine line(model);  // no pacing: answers are due at once
-  const QByteArray ordinary = sim::wire::answer(1, 30, 0, 0);
-
-  line.faults().truncateNext = 1;
-  line.receive(command(30), 0);
-  QCOMPARE(line.takeDue(0), ordinary.left(ordinary.size() - sim::kTruncatedBytes));
-  line.receive(command(30), 0);
-  QCOMPARE(line.takeDue(0), ordinary);
-
-  line.faults().floodNext = 1;
-  line.receive(command(30), 0);
-  const QByteArray flood = line.takeDue(0);
-  QVERIFY(flood.size() > 100);
-  QVERIFY(!flood.contains(char(0xFF)));
-
-  // A late answer holds up the one behind it: answers keep their order.
-  line.faults().lateNext = 1;
-  line.faults().lateMs = 900;
-  line.receive(command(30) + command(30), 0);
-  QVERIFY(line.takeDue(899'000).isEmpty());
-  QCOMPARE(line.takeDue(900'000), ordinary + ordinary);
-
-  // Pulled out as a frame with the chosen code arrives: no answer, and
-  // nothing that was still on its way.
-  line.faults().delayMs = 10;
-  line.receive(command(16), 0);
-  line.faults().unplugOnCode = 42;
-  line.receive(command(42), 0);
-  QVERIFY(!line.hasPending());
-  QVERIFY(line.unplugDue());
-  line.receive(command(30), 0);
-  QVERIFY(!line.hasPending());
-
-  // A stream pulled out after K points hands over exactly K, then the line goes.
-  sim::SimLine stream(model);
-  stream.faults().unplugAfterPoints = 5;
-  stream.receive(command(44, 2, 40), 0);  // up to 240: 60 points
-  QVERIFY(stream.unplugRequested());
-  QVERIFY(!stream.unplugDue());
-  QCOMPARE(stream.takeDue(0).count(char(0xFF)), 5);
-  QVERIFY(stream.unplugDue());
-}
-
-// A burst of printable noise longer than the receive buffer, straight
-// followed by the version answer: the terminator ends the noise, not a version
-// text, and the resend's answer is the one read.
-void TestFaultMatrix::noiseOverflowingTheBufferIsNoVersion() {
-  test::FakeTransport port;
-  ScriptedPrompt prompt;
-  Exchange x{&port, &prompt};
-  port.open();
-  QByteArrayList versions;
-  x.setBranch(99, [&](QueuedCommand&, const ReceiveBuffer& rx) {
-    versions << QByteArray(reinterpret_cast<const char*>(rx.bytes.data()), rx.ReceiveCount);
-    return BranchResult::Advance;
-  });
-  const QByteArray answer("QM720-XC V1\x02\xFF");
-  QObject::connect(&x, &Exchange::frameSent, [&] {
-    port.feed(port.writes.size() == 1 ? QByteArray(120, 'Z') + answer : answer);
-  });
-  x.Queue_Reset();
-  x.Command_Add(1, 99, 0, 0, CommMode::None);
-  x.Command_Send();
-  QTRY_VERIFY_WITH_TIMEOUT(!x.busy(), 10000);
-  QCOMPARE(versions, QByteArrayList{QByteArray("QM720-XC V1\x02")});
-  QCOMPARE(port.writes.size(), 2);
-  QVERIFY(prompt.calls.isEmpty());
-}
 
 void TestFaultMatrix::cell_data() {
   QTest::addColumn<int>("index");

@@ -34,12 +34,15 @@ class TestExchange : public QObject {
     ScriptedPrompt prompt;
     Exchange x{&port, &prompt};
     QList<int> dispatched;  // codes whose branch ran, in order
+    QByteArray version;     // what the version read (99) took
     Rig() {
       port.open();
       x.setTitleSource([] { return QStringLiteral("QM720-XC"); });
-      for (int code : {16, 21, 22, 25, 30}) {
-        x.setBranch(code, [this, code](QueuedCommand&, const ReceiveBuffer&) {
+      for (int code : {16, 21, 22, 25, 30, 99}) {
+        x.setBranch(code, [this, code](QueuedCommand&, const ReceiveBuffer& rx) {
           dispatched << code;
+          if (code == 99)
+            version = QByteArray(reinterpret_cast<const char*>(rx.bytes.data()), rx.ReceiveCount);
           return BranchResult::Advance;
         });
       }
@@ -176,6 +179,21 @@ class TestExchange : public QObject {
     r.port.feedNow(Hex("FF FF 00 EE FF"));  // nothing awaited: ignored
     QCOMPARE(r.dispatched.size(), 2);
     QVERIFY(r.prompt.calls.isEmpty());
+
+    // Printable noise overflowing the buffer straight before the version
+    // answer: the terminator ends the noise, not a version text, and the
+    // resend's answer is the one read.
+    Rig v;
+    const QByteArray answer("QM720-XC V1\x02\xFF");
+    QObject::connect(&v.x, &Exchange::frameSent, [&] {
+      v.port.feed(v.port.writes.size() == 1 ? QByteArray(120, 'Z') + answer : answer);
+    });
+    v.start({99});
+    QTRY_VERIFY_WITH_TIMEOUT(!v.x.busy(), 10000);
+    QCOMPARE(v.dispatched, QList<int>{99});
+    QCOMPARE(v.version, QByteArray("QM720-XC V1\x02"));
+    QCOMPARE(v.port.writes.size(), 2);
+    QVERIFY(v.prompt.calls.isEmpty());
   }
 
   // The logger answers every frame it gets, in order, however late. After a
@@ -228,11 +246,6 @@ class TestExchange : public QObject {
         return BranchResult::Advance;
       });
     }
-    QByteArray version;
-    s.x.setBranch(99, [&](QueuedCommand&, const ReceiveBuffer& rx) {
-      version = QByteArray(reinterpret_cast<const char*>(rx.bytes.data()), rx.ReceiveCount);
-      return BranchResult::Advance;
-    });
     const QList<QByteArray> plan2{{},
                                   Answer(1, 16, 7, 0),
                                   Answer(1, 22, 25, 0),
@@ -248,7 +261,7 @@ class TestExchange : public QObject {
     s.x.Command_Send();
     QTRY_VERIFY_WITH_TIMEOUT(!s.x.busy(), 10000);
     QCOMPARE(r2, (QList<int>{7, 25, 5}));
-    QCOMPARE(version, QByteArray("QM720-XC V1\x02"));
+    QCOMPARE(s.version, QByteArray("QM720-XC V1\x02"));
     QCOMPARE(s.port.writes.size(), 5);
     QVERIFY(s.prompt.calls.isEmpty());
   }

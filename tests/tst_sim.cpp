@@ -2,11 +2,11 @@
 // do not reach: its byte encoding checked against bytes written out by hand
 // from the line format (not from the emulator's encoder), its clock and
 // recording over emulated time, the sensor conversion, the initialise
-// sequence, refusal of bad state documents, its serial line (framing, fault
-// modes), the pacing of the in-process transport built on it, and hygrotab-sim
-// on a real pseudo-terminal reached through QSerialPort as the program
-// reaches a logger (opening the terminal again and again is what tst_cli_sim
-// does, a tool run each), also after a client was killed holding it.
+// sequence, refusal of bad state documents, its serial line (framing, the fault
+// modes the fault matrix relies on), the pacing of the in-process transport built on it, and
+// hygrotab-sim on a real pseudo-terminal reached through QSerialPort as the program reaches a
+// logger (opening the terminal again and again is what tst_cli_sim does, a tool run each), also
+// after a client was killed holding it.
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -265,7 +265,7 @@ void TestSim::framing() {
 
 void TestSim::faultModes() {
   DeviceModel m;
-  m.setManualTime();
+  loadManual(m, R"({"startTime": "2024-05-01 00:00:00", "points": {"generate": 60}})");
   SimLine line(m);
   // Refusals: ptyFaultOptionsAndBadState. A silenced frame gets no answer but still takes effect;
   // the next is answered.
@@ -284,6 +284,39 @@ void TestSim::faultModes() {
   line.receive(kAsk15, 1000);
   QVERIFY(line.takeDue(40999).isEmpty());
   QCOMPARE(line.takeDue(41000), kAsk15);
+
+  // What the fault matrix relies on when it says "truncated", "flood", "late".
+  SimLine shaped(m);
+  shaped.faults().truncateNext = 1;
+  shaped.receive(kAsk30 + kAsk30, 0);
+  QCOMPARE(drain(shaped), kAsk30.left(9 - hygro::sim::kTruncatedBytes) + kAsk30);
+  shaped.faults().floodNext = 1;
+  shaped.receive(kAsk30, 0);
+  const QByteArray flood = drain(shaped);
+  QVERIFY(flood.size() > 100 && !flood.contains(char(0xFF)));
+  // A late answer holds up the one behind it: answers keep their order.
+  SimLine late(m);
+  late.faults().lateNext = 1;
+  late.faults().lateMs = 900;
+  late.receive(kAsk30 + kAsk30, 0);
+  QVERIFY(late.takeDue(899'000).isEmpty());
+  QCOMPARE(late.takeDue(900'000), kAsk30 + kAsk30);
+  // Pulled out as a frame with the chosen code arrives: no answer, and
+  // nothing that was still on its way.
+  late.faults().delayMs = 10;
+  late.receive(frameOf(16), 1'000'000);
+  late.faults().unplugOnCode = 42;
+  late.receive(frameOf(42), 1'000'000);
+  QVERIFY(!late.hasPending() && late.unplugDue());
+  late.receive(kAsk30, 1'000'000);
+  QVERIFY(!late.hasPending());
+  // A stream pulled out after K points hands over exactly K, then the line goes.
+  SimLine stream(m);
+  stream.faults().unplugAfterPoints = 5;
+  stream.receive(frameOf(44, 2, 40), 0);  // up to 240: 60 points
+  QVERIFY(stream.unplugRequested() && !stream.unplugDue());
+  QCOMPARE(stream.takeDue(0).count(char(0xFF)), 5);
+  QVERIFY(stream.unplugDue());
 }
 
 void TestSim::pacedTransport() {
