@@ -1,9 +1,11 @@
 // Logger operations against the emulator: the frames each operation sends and
 // what the session makes of the answers.
+#include <QDeadlineTimer>
 #include <QSignalSpy>
 #include <QtTest>
 #include <cerrno>
 #include <cstring>
+#include <functional>
 
 #include "data/csv.h"
 #include "data/formats.h"
@@ -50,6 +52,29 @@ QStringList viewMismatches(const StatusView& v, const QString& expect) {
   }
   return bad;
 }
+
+// A session on a port that hands out the answers given, one per frame.
+struct ScriptedSession {
+  ScriptedPrompt prompt;
+  test::FakeTransport* port = new test::FakeTransport;
+  Session session{std::unique_ptr<Transport>(port), std::make_unique<NoBridge>(), &prompt};
+  QTemporaryDir dir;
+  explicit ScriptedSession(const QByteArrayList& answers) {
+    session.data().open(dir.path(), nullptr);
+    port->open();
+    port->autoAnswer = true;
+    port->script = answers;
+  }
+  ~ScriptedSession() { session.data().closeAndRemove(); }
+  // What was said by the time the exchange `operation` started ended.
+  QStringList after(const std::function<void(Session&)>& operation) {
+    operation(session);
+    QDeadlineTimer deadline(10000);
+    while (session.busy() && !deadline.hasExpired())
+      QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    return prompt.messages();
+  }
+};
 
 }  // namespace
 
@@ -143,19 +168,22 @@ class TestLoggerOps : public QObject {
     r.session.realtime().setContinuousInterval(value, minutes);
     r.session.realtime().Command2_Click();
     QCOMPARE(r.session.status().RecState, RecState::Continuous);
+    QVERIFY(r.session.busy());  // the start and the first reads are out
+    // Stopped now, the sample lands first; then the run ends: marked, the
+    // status read, asked.
+    r.prompt.questionAnswers.enqueue(false);
+    r.session.realtime().Command2_Click();
+    QVERIFY(!r.session.realtime().running());
+    QTRY_COMPARE(r.prompt.texts(QStringLiteral("question")),
+                 QStringList{QStringLiteral("Is the measurement data preserved?")});
     QVERIFY(r.waitIdle());
     QCOMPARE(r.frames.value(0), CommandFrame(1, 25, fast, fast));
+    QCOMPARE(int(r.session.data().info(RealTimeData).Points), 1);
     // Low-resolution readings brought back to scale: the value stays right.
     QVERIFY(qAbs(r.rec(RealTimeData, 1).Temperature - 24.4f) < 0.1f);
     QVERIFY(qAbs(r.rec(RealTimeData, 1).Humidity - 50.45f) < 1.0f);
-    QCOMPARE(r.session.view().Command2, QStringLiteral("Stop"));
-    r.prompt.questionAnswers.enqueue(false);
-    r.session.realtime().Command2_Click();
-    QVERIFY(r.session.status().RecState == RecState::Idle || r.session.busy());
-    QCOMPARE(r.prompt.texts(QStringLiteral("question")),
-             QStringList{QStringLiteral("Is the measurement data preserved?")});
-    QVERIFY(r.waitIdle());
-    QVERIFY(!r.session.realtime().running());
+    QVERIFY(r.rec(RealTimeData, 1).remarks().startsWith(QStringLiteral("Maximum temperature")));
+    QCOMPARE(r.session.view().Label16, QStringLiteral("Record stop"));
   }
 
   void continuousRunStampsFollowTheWallClock() {
@@ -200,22 +228,6 @@ class TestLoggerOps : public QObject {
       const double seconds = r.rec(RealTimeData, n).Time * 86400;
       QVERIFY2(qAbs(seconds - std::round(seconds)) < 1e-3, qPrintable(stamps[n - 1]));
     }
-  }
-
-  void stoppingWhileASampleIsOnItsWay() {
-    CONNECTED_RIG(r, "idle.json");
-    r.session.realtime().Command2_Click();
-    QVERIFY(r.session.busy());  // the start and the first reads are out
-    r.prompt.questionAnswers.enqueue(false);
-    r.session.realtime().Command2_Click();
-    QVERIFY(!r.session.realtime().running());
-    // The sample lands first; then the run ends: marked, the status read, asked.
-    QTRY_COMPARE(r.prompt.texts(QStringLiteral("question")),
-                 QStringList{QStringLiteral("Is the measurement data preserved?")});
-    QVERIFY(r.waitIdle());
-    QCOMPARE(int(r.session.data().info(RealTimeData).Points), 1);
-    QVERIFY(r.rec(RealTimeData, 1).remarks().startsWith(QStringLiteral("Maximum temperature")));
-    QCOMPARE(r.session.view().Label16, QStringLiteral("Record stop"));
   }
 
   void aNewRunAsksBeforeLosingTheSamplesOfARun() {
@@ -390,12 +402,20 @@ class TestLoggerOps : public QObject {
     QTest::newRow("unplug") << "unplug" << QStringList{"It failed in download."} << 0;
     // Disconnecting on purpose: not a word, and no part of a log either.
     QTest::newRow("disconnect") << "disconnect" << QStringList{} << 0;
+    // Cancel turns the watchdog off and nothing else: the points still come
+    // and complete the log, which is marked downloaded.
+    QTest::newRow("cancel") << "cancel" << QStringList{} << 2000;
   }
   void aDownloadCutShort() {
     QFETCH(QString, cut);
     QFETCH(QStringList, messages);
     QFETCH(int, kept);
-    CONNECTED_RIG(r, "download_15000.json");
+    // 2000 points at 115200 baud: the stream takes about 1.6 s.
+    Rig r(QStringLiteral("download_2000.json"));
+    r.session.connection().BaudText = QStringLiteral("115200");
+    QVERIFY(r.connect());
+    const QString firmware = r.session.status().FirmwareVersion;
+    r.sim->setBaud(115200);
     if (cut == QLatin1String("stall"))
       r.sim->faults().stallAfterPoints = 50;
     else
@@ -407,59 +427,29 @@ class TestLoggerOps : public QObject {
                        if (cut == QLatin1String("unplug")) r.sim->unplug();
                        if (cut == QLatin1String("disconnect"))
                          r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
+                       if (cut == QLatin1String("cancel")) r.session.download().Download_Cancel();
                      });
     r.session.download().Command5_Click();
     QVERIFY(r.waitIdle(20000));
     QCOMPARE(r.prompt.messages(), messages);
     QCOMPARE(int(r.session.data().info(LogData).Points), kept);
-    QCOMPARE(r.session.connected(), cut == QLatin1String("stall"));
+    QCOMPARE(r.session.data().info(LogData).Modified, kept > 0);
     QCOMPARE(finished.count(), 1);
-    QCOMPARE(finished[0][0].toBool(), false);
-    if (cut == QLatin1String("stall")) {
-      // What the logger holds is still known: its data were never
-      // downloaded, so starting over them still asks first.
-      QCOMPARE(r.session.status().LogInterval, 60);
-      QVERIFY(r.session.status().NeverDownloaded);
-      r.prompt.questionAnswers.enqueue(false);
-      QCOMPARE(r.session.recording().Command4_Click(), RecordButton::Declined);
-    } else {
+    QCOMPARE(finished[0][0].toBool(), kept > 0);
+    QCOMPARE(r.takeCodes().count(56), kept > 0 ? 1 : 0);
+    QCOMPARE(r.session.connected(), cut == QLatin1String("stall") || kept > 0);
+    if (!r.session.connected()) {
       QCOMPARE(r.session.view().statusBar, QStringLiteral("Unconnection"));
       r.sim->plugIn();  // and it connects again
       QVERIFY(r.connect());
     }
-  }
-
-  // Cancel turns the watchdog off and nothing else: the points still come and
-  // complete the log, which is marked downloaded.
-  void aCancelledDownloadStillCompletes() {
-    // 2000 points at 115200 baud: the stream takes about 1.6 s.
-    Rig r;
-    QVERIFY(r.sim->model().loadJson(R"({"model": "QM720-XC", "name": "CNCL", "state": "idle",
-        "clock": "2024-05-12 12:00:00", "startTime": "2024-05-10 00:00:00", "interval": 60,
-        "points": {"generate": 2000, "t": 23.0, "h": 48.0}, "downloaded": false})"));
-    r.session.connection().BaudText = QStringLiteral("115200");
-    QVERIFY(r.connect());
-    const QString firmware = r.session.status().FirmwareVersion;
-    r.sim->setBaud(115200);
-    r.sim->setPacing(true);
-    QSignalSpy finished(&r.session.download(), &DownloadOperation::finished);
-    QObject::connect(&r.session.download(), &DownloadOperation::progress, &r.session,
-                     [&r](int done) {
-                       if (done == 100) r.session.download().Download_Cancel();
-                     });
-    r.session.download().Command5_Click();
-    QVERIFY(r.waitIdle(10000));
-    QCOMPARE(finished.count(), 1);
-    QCOMPARE(finished[0][0].toBool(), true);
-    QVERIFY(r.prompt.calls.isEmpty());
-    const DataSetInfo& log = r.session.data().info(LogData);
-    QCOMPARE(int(log.Points), 2000);
-    QCOMPARE(r.takeCodes().count(56), 1);
-    QVERIFY(log.Modified);
-    // The next exchange reads clean answers, not leftover points.
+    // The next exchange reads clean answers, not leftover points; what the
+    // logger holds is still known, and a log not downloaded is still so.
     QVERIFY(r.run(&StatusOperation::Command11_Click));
     QCOMPARE(r.session.status().FirmwareVersion, firmware);
     QCOMPARE(r.session.view().Label14, QStringLiteral("CNCL"));
+    QCOMPARE(r.session.status().LogInterval, 60);
+    QCOMPARE(r.session.status().NeverDownloaded, kept == 0);
   }
 
   void aDownloadNotKeptIsNeverMarked() {
@@ -849,78 +839,97 @@ class TestLoggerOps : public QObject {
 
   // A count wider than the sensor's resolution ends the measurement with a
   // message and is neither shown nor kept; every count it can give is data.
+  void anImpossibleValueIsNotData_data() {
+    test::addDataRows(QStringLiteral("logger/impossible.tsv"),
+                      {"temperature", "humidity", "said", "shown"});
+  }
   void anImpossibleValueIsNotData() {
+    QFETCH(QString, temperature);
+    QFETCH(QString, humidity);
+    QFETCH(QString, said);
+    QFETCH(QString, shown);
     QVERIFY(TemperatureCountPlausible(16383, false) && !TemperatureCountPlausible(16384, false));
     QVERIFY(TemperatureCountPlausible(4095, true) && !TemperatureCountPlausible(4096, true));
     QVERIFY(HumidityCountPlausible(4095, false) && !HumidityCountPlausible(4096, false));
     QVERIFY(HumidityCountPlausible(255, true) && !HumidityCountPlausible(256, true));
-    QVERIFY(!BatteryRawPlausible(39726) && BatteryRawPlausible(1023));
+    QByteArrayList answers{test::Answer(1, 25, 0, 0), test::Answer(1, 16, 0, 0)};
+    for (const auto& [code, bytes] : {std::pair{22, temperature}, {21, humidity}})
+      if (bytes != QLatin1String("-"))
+        answers << test::Answer(1, code, bytes.section(' ', 0, 0).toInt(),
+                                bytes.section(' ', 1, 1).toInt());
+    ScriptedSession s(answers);
+    QCOMPARE(s.after([](Session& x) { x.realtime().Command1_Click(); }).join('|'),
+             said == QLatin1String("-") ? QString() : said);
+    QCOMPARE(int(s.session.data().info(RealTimeData).Points), said == QLatin1String("-") ? 1 : 0);
+    const RealtimeOperation::Labels& l = s.session.realtime().labels();
+    QCOMPARE(l.Label2 + '|' + l.Label4, shown);
+    QVERIFY(s.session.connected());
+  }
 
-    // A logger that answers with what such a late answer once carried.
-    struct Scripted {
-      ScriptedPrompt prompt;
-      test::FakeTransport* port = new test::FakeTransport;
-      Session session{std::unique_ptr<Transport>(port), std::make_unique<NoBridge>(), &prompt};
-      QTemporaryDir dir;
-      Scripted(const QByteArrayList& answers) {
-        session.data().open(dir.path(), nullptr);
-        port->open();
-        port->autoAnswer = true;
-        port->script = answers;
-      }
-      ~Scripted() { session.data().closeAndRemove(); }
-      QStringList after(const std::function<void(Session&)>& operation) {
-        operation(session);
-        QDeadlineTimer deadline(10000);
-        while (session.busy() && !deadline.hasExpired())
-          QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-        return prompt.messages();
-      }
-    };
-    using test::Answer;
-    const QString end = QStringLiteral("\r\rThe communication is ended.");
-    const QString head = QStringLiteral("The logger sent an impossible value: ");
-    {
-      // Raw 39728: 357.68 C.
-      Scripted s({Answer(1, 25, 0, 0), Answer(1, 16, 0, 0), Answer(1, 22, 155, 48)});
-      QCOMPARE(s.after([](Session& x) { x.realtime().Command1_Click(); }),
-               QStringList{head + QStringLiteral("temperature 357.68 C") + end});
-      QCOMPARE(int(s.session.data().info(RealTimeData).Points), 0);
-      QVERIFY(s.session.realtime().labels().Label2.isEmpty());
-      QVERIFY(s.session.connected());
+  // 155 * 256 + 46 = 39726 counts: 128.15 V.
+  void anImpossibleBatteryIsNotData() {
+    QVERIFY(!BatteryRawPlausible(39726) && BatteryRawPlausible(1023));
+    QByteArrayList status{QByteArray("QM720-XC V1\x02\xFF")};
+    for (int code : {42, 43, 30}) status << test::Answer(1, code, 0, 0);
+    for (int i = 0; i < 5; ++i) status << test::Answer(1, 23, 0, 0);
+    for (int code : {38, 34, 35, 36, 37, 47, 48, 50}) status << test::Answer(1, code, 0, 0);
+    status << test::Answer(1, 51, 155, 46);
+    ScriptedSession s(status);
+    QCOMPARE(s.after([](Session& x) { x.statusOp().Command11_Click(); }),
+             QStringList{QStringLiteral("The logger sent an impossible value: battery 128.15 V"
+                                        "\r\rThe communication is ended.")});
+  }
+
+  // The logger clock's offset, read without setting it.
+  void theClockOffsetIsReadWithoutSettingIt() {
+    test::FakeClock pc(fmt::dateSerial(2026, 3, 1, 10, 0, 0));
+    CONNECTED_RIG(r, "idle.json");
+    r.session.setClock(&pc);
+    r.sim->model().setClock(QDateTime(QDate(2026, 3, 1), QTime(13, 25, 7), Qt::UTC));
+    QSignalSpy read(&r.session.clockOffset(), &ClockOffsetOperation::offsetRead);
+    r.takeCodes();
+    QVERIFY(r.run(&ClockOffsetOperation::Clock_Read));
+    r.session.setClock(nullptr);
+    QByteArray wire;
+    for (const QByteArray& frame : r.frames) wire += frame.toHex(' ') + '\n';
+    QCOMPARE(QString::fromLatin1(wire), test::dataText(QStringLiteral("clock/offset_read.hex")));
+    QCOMPARE(read.count(), 1);
+    const auto offset = read[0][0].value<std::optional<qint64>>();
+    QVERIFY(offset.has_value());
+    QVERIFY2(*offset >= 12307 && *offset <= 12308, qPrintable(QString::number(*offset)));
+  }
+
+  void theClockOffsetIsReadAgainWhenAnHourTurnsOver_data() {
+    QTest::addColumn<QList<int>>("dayHour");  // the five answers to 5, per round
+    QTest::addColumn<int>("frames");
+    QTest::addColumn<qint64>("offset");  // -1: nothing read
+    QTest::newRow("steady") << QList<int>{13, 13, 13} << 5 << qint64(59);
+    QTest::newRow("turned over once") << QList<int>{13, 13, 14, 14, 14, 14} << 10 << qint64(119);
+    QTest::newRow("turning over twice") << QList<int>{13, 13, 14, 14, 14, 15} << 10 << qint64(-1);
+  }
+  void theClockOffsetIsReadAgainWhenAnHourTurnsOver() {
+    // Each round answers 5, 4, 5, 6, 5 in turn; the minute and second read
+    // 59:59 while the hour is 13 and 00:59 after that.
+    QFETCH(QList<int>, dayHour);
+    QFETCH(int, frames);
+    QFETCH(qint64, offset);
+    QByteArrayList answers;
+    for (int round = 0; round < dayHour.size() / 3; ++round) {
+      const int first = dayHour[round * 3], mid = dayHour[round * 3 + 1];
+      const int last = dayHour[round * 3 + 2];
+      answers << test::Answer(1, 5, 26, first) << test::Answer(1, 4, 26, 3)
+              << test::Answer(1, 5, 26, mid) << test::Answer(1, 6, mid != 13 ? 0 : 59, 59)
+              << test::Answer(1, 5, 26, last);
     }
-    {
-      // Count 4097 does not fit in 12 bits.
-      Scripted s(
-          {Answer(1, 25, 0, 0), Answer(1, 16, 0, 0), Answer(1, 22, 25, 0), Answer(1, 21, 16, 1)});
-      QCOMPARE(s.after([](Session& x) { x.realtime().Command1_Click(); }),
-               QStringList{head + QStringLiteral("humidity 114.73 %RH") + end});
-      QCOMPARE(int(s.session.data().info(RealTimeData).Points), 0);
-      QVERIFY(s.session.realtime().labels().Label4.isEmpty());
-    }
-    {
-      // Very dry air and saturation leave 0..100 %RH by the sensor's own
-      // conversion: readings all the same.
-      for (const auto& [high, low, shown] :
-           {std::tuple{0, 0, "-4.01 %RH"}, std::tuple{13, 72, "101.16 %RH"}}) {
-        Scripted s({Answer(1, 25, 0, 0), Answer(1, 16, 0, 0), Answer(1, 22, 25, 0),
-                    Answer(1, 21, high, low)});
-        QCOMPARE(s.after([](Session& x) { x.realtime().Command1_Click(); }), QStringList{});
-        QCOMPARE(int(s.session.data().info(RealTimeData).Points), 1);
-        QCOMPARE(s.session.realtime().labels().Label4, QString::fromLatin1(shown));
-      }
-    }
-    {
-      // 155 * 256 + 46 = 39726 counts: 128.15 V.
-      QByteArrayList status{QByteArray("QM720-XC V1\x02\xFF")};
-      for (int code : {42, 43, 30}) status << Answer(1, code, 0, 0);
-      for (int i = 0; i < 5; ++i) status << Answer(1, 23, 0, 0);
-      for (int code : {38, 34, 35, 36, 37, 47, 48, 50}) status << Answer(1, code, 0, 0);
-      status << Answer(1, 51, 155, 46);
-      Scripted s(status);
-      QCOMPARE(s.after([](Session& x) { x.statusOp().Command11_Click(); }),
-               QStringList{head + QStringLiteral("battery 128.15 V") + end});
-    }
+    ScriptedSession s(answers);
+    test::FakeClock pc(fmt::dateSerial(2026, 3, 26, 13, 59, 0));
+    s.session.setClock(&pc);
+    QSignalSpy read(&s.session.clockOffset(), &ClockOffsetOperation::offsetRead);
+    QVERIFY(s.after([](Session& x) { QVERIFY(x.clockOffset().Clock_Read()); }).isEmpty());
+    s.session.setClock(nullptr);
+    QCOMPARE(read.count(), 1);
+    QCOMPARE(read[0][0].value<std::optional<qint64>>().value_or(-1), offset);
+    QCOMPARE(s.port->writes.size(), frames);
   }
 };
 
