@@ -20,7 +20,6 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
-#include <cstring>
 #include <functional>
 #include <memory>
 
@@ -89,13 +88,6 @@ bool waitUntil(const std::function<bool()>& done, int ms = kCeilingMs) {
   return true;
 }
 
-bool sameRecords(const QList<MeasurementRecord>& a, const QList<MeasurementRecord>& b) {
-  if (a.size() != b.size()) return false;
-  for (qsizetype i = 0; i < a.size(); ++i)
-    if (std::memcmp(&a[i], &b[i], sizeof(MeasurementRecord)) != 0) return false;
-  return true;
-}
-
 // One cell: an emulated logger with its control line, a session on its
 // terminal, and known records in the sets the operation does not own.
 struct CellRig {
@@ -105,7 +97,7 @@ struct CellRig {
   QTemporaryDir dir;
   QString link;
   QList<int> sentCodes;
-  QMap<int, QList<MeasurementRecord>> held;
+  QMap<int, QByteArray> held;  // the records of each set held, byte for byte
 
   bool start(const QString& state, QString* error) {
     // A link of its own: terminal numbers come back at once to the next
@@ -135,14 +127,16 @@ struct CellRig {
     test::fillReferenceSet(session->data(), set);
     held.insert(set, records(set));
   }
-  QList<MeasurementRecord> records(int set) const {
-    QList<MeasurementRecord> out;
-    for (int n = 1; n <= session->data().info(set).Points; ++n) out << session->data().Get(set, n);
+  QByteArray records(int set) const {
+    QByteArray out;
+    for (int n = 1; n <= session->data().info(set).Points; ++n)
+      out.append(reinterpret_cast<const char*>(session->data().at(set, n)),
+                 sizeof(MeasurementRecord));
     return out;
   }
   bool heldIntact() const {
     for (auto it = held.cbegin(); it != held.cend(); ++it)
-      if (!sameRecords(it.value(), records(it.key()))) return false;
+      if (records(it.key()) != it.value()) return false;
     return true;
   }
 
@@ -228,10 +222,20 @@ void TestFaultMatrix::cell() {
   QElapsedTimer clock;
   clock.start();
   bool ended = true;
+  // Each operation as the window's buttons drive it, and what shows that it
+  // got through.
+  const auto statusReadEnded = [&] {
+    return !r.sentCodes.isEmpty() && r.sentCodes.last() == 57 && abandoned.isEmpty();
+  };
+  std::function<bool()> completed;
   if (connectOp) {
     s.Port_Set_Command(PortSearch::Once, r.link);
+    completed = [&] { return s.connected() && s.ModelName() == kModel && s.status().read; };
   } else if (op == QLatin1String("status read")) {
     s.statusOp().Command11_Click();
+    completed = [&] {
+      return statusReadEnded() && s.status().FirmwareVersion == QLatin1String("QM720-XC V1.02");
+    };
   } else if (op == QLatin1String("one-time measurement")) {
     s.realtime().Command1_Click();
   } else if (op == QLatin1String("continuous measurement")) {
@@ -244,65 +248,52 @@ void TestFaultMatrix::cell() {
     if (ended && s.realtime().running()) s.realtime().Command2_Click();
   } else if (op == QLatin1String("download")) {
     s.download().Command5_Click();
+    completed = [&] { return s.data().info(LogData).Points == kTotalLogPoints; };
   } else if (op == QLatin1String("start recording")) {
     if (s.connected()) QCOMPARE(s.recording().Command4_Click(), RecordButton::ShowStartDialog);
     StartSettings settings = s.recording().startDefaults();
     settings.name = QStringLiteral("FLT1");
     s.recording().Log_Start(settings);
+    completed = [&] {
+      return s.status().RecState == RecState::Recording && s.status().IdentName == "FLT1";
+    };
   } else if (op == QLatin1String("stop recording")) {
     if (s.connected()) QCOMPARE(s.recording().Command4_Click(), RecordButton::Stopping);
+    // The record button forgets the state at once; the status read confirms it.
+    completed = [&] {
+      return s.status().RecState == RecState::Idle && r.sentCodes.contains(12) &&
+             statusReadEnded() && s.connected();
+    };
   } else if (op == QLatin1String("reserve a start")) {
     ReservationSettings reservation;
     reservation.at = fmt::nowSerial() + 1.0;
     reservation.intervalValue = 5;
     reservation.minutes = true;
     s.recording().Yoyaku_Set(reservation);
+    completed = [&] { return s.status().RecState == RecState::Reserving; };
   } else if (op == QLatin1String("set clock")) {
     s.recording().Now_Time_set();
+    completed = [&] { return s.recording().clockSet(); };
   } else if (op == QLatin1String("set name")) {
     s.settings().Set_HGName(QStringLiteral("FLT1"));
+    completed = [&] { return s.status().IdentName == QLatin1String("FLT1"); };
   } else if (op == QLatin1String("set alarm bounds")) {
     s.settings().Alarm_set(25, true, 0, false);
+    completed = [&] { return s.view().Label29 == QLatin1String("25 C"); };
   } else if (op == QLatin1String("set memory mode")) {
     s.settings().M_Mode_Set(true);
+    completed = [&] { return s.status().LoopMode != 0; };
   } else if (op == QLatin1String("initialise")) {
     s.settings().Command27_Click();
+    completed = [] { return true; };  // nothing comes back to look at
   }
+  if (op.contains(QLatin1String("measurement")))
+    completed = [&] { return s.data().info(RealTimeData).Points >= 1; };
+  QVERIFY2(completed, qPrintable(op));
   ended = ended && waitUntil([&] { return r.idle(); });
   // A port closing under a download is reported as the exchange unwinds.
   if (!want.portOpen) ended = ended && waitUntil([&] { return !s.connected(); }, 10000);
   const double seconds = double(clock.elapsed()) / 1000.0;
-
-  // What the operation was for, when it got through.
-  bool completed = false;
-  if (connectOp) {
-    completed = s.connected() && s.ModelName() == kModel && s.status().read;
-  } else if (op == QLatin1String("status read")) {
-    completed = !r.sentCodes.isEmpty() && r.sentCodes.last() == 57 && abandoned.isEmpty() &&
-                s.status().FirmwareVersion == QLatin1String("QM720-XC V1.02");
-  } else if (op.contains(QLatin1String("measurement"))) {
-    completed = s.data().info(RealTimeData).Points >= 1;
-  } else if (op == QLatin1String("download")) {
-    completed = s.data().info(LogData).Points == kTotalLogPoints;
-  } else if (op == QLatin1String("start recording")) {
-    completed = s.status().RecState == RecState::Recording && s.status().IdentName == "FLT1";
-  } else if (op == QLatin1String("stop recording")) {
-    // The record button forgets the state at once; the status read confirms it.
-    completed = s.status().RecState == RecState::Idle && r.sentCodes.contains(12) &&
-                r.sentCodes.last() == 57 && abandoned.isEmpty() && s.connected();
-  } else if (op == QLatin1String("reserve a start")) {
-    completed = s.status().RecState == RecState::Reserving;
-  } else if (op == QLatin1String("set clock")) {
-    completed = s.recording().clockSet();
-  } else if (op == QLatin1String("set name")) {
-    completed = s.status().IdentName == QLatin1String("FLT1");
-  } else if (op == QLatin1String("set alarm bounds")) {
-    completed = s.view().Label29 == QLatin1String("25 C");
-  } else if (op == QLatin1String("set memory mode")) {
-    completed = s.status().LoopMode != 0;
-  } else if (op == QLatin1String("initialise")) {
-    completed = true;  // nothing comes back to look at
-  }
 
   const QList<ScriptedPrompt::Call> said = [&] {
     QList<ScriptedPrompt::Call> m;
@@ -326,8 +317,8 @@ void TestFaultMatrix::cell() {
     problems << (want.portOpen ? QStringLiteral("port closed") : QStringLiteral("port open"));
   const bool heldOk = r.heldIntact();
   if (!heldOk) problems << QStringLiteral("held records lost");
-  if (want.completes && !completed) problems << QStringLiteral("operation did not complete");
-  if (!want.completes && completed && fault != QLatin1String("unplug idle"))
+  if (want.completes && !completed()) problems << QStringLiteral("operation did not complete");
+  if (!want.completes && completed() && fault != QLatin1String("unplug idle"))
     problems << QStringLiteral("completed although it should have failed");
 
   QStringList texts, titles;
