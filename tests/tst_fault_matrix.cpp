@@ -1,18 +1,12 @@
 // Every logger operation under every fault the line can bring, through the
 // real serial port path: hygrotab-sim on a pseudo-terminal, the headless
-// session driven as the window's buttons drive it. Each cell checks what the
-// user is told, whether the port is left as it should be, that the operation
-// ends within a ceiling, and that records already held survive.
-//
-// The session is driven in-process rather than through hygrotab-cli: the
-// cli has no command for every button (initialise, a continuous run as the
-// window runs it), and in-process the data sets and the port state can be
-// looked at directly instead of being inferred from output.
-//
-// By default one cell per fault runs (the ctest run); with
-// HYGROTAB_FAULT_MATRIX=full every cell does. With HYGROTAB_FAULT_TABLE=FILE
-// each cell appends its row to FILE (scripts/fault-matrix.sh builds the table
-// in docs/reliability.md from those rows).
+// session driven as the window's buttons drive it (in-process: the tool has no
+// command for every button, and here the data sets and the port are looked at
+// directly). Each cell checks what the user is told, the port afterwards, a
+// ceiling on the time, and that records already held survive.
+// The ctest run takes one cell per fault; HYGROTAB_FAULT_MATRIX=full runs all,
+// and HYGROTAB_FAULT_TABLE=FILE appends each cell's row to FILE
+// (scripts/fault-matrix.sh builds the table in docs/reliability.md from them).
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QFile>
@@ -49,26 +43,6 @@ QString faultCommand(const QString& op, const QString& fault) {
   const bool perOperation = fault == QLatin1String("unplug in exchange");
   return test::dataValue(QStringLiteral("faults/controls.tsv"),
                          perOperation ? fault + QLatin1Char('/') + op : fault);
-}
-
-// What a cell of tests/data/faults/matrix.tsv expects.
-struct Expected {
-  QString message;  // exact, or a prefix when `prefix`; empty: nothing is said
-  QString title;
-  bool prefix = false;
-  bool portOpen = true;
-  bool completes = true;  // the operation's effect must be there
-};
-
-Expected expectedFrom(const QStringList& row) {
-  Expected e;
-  e.message = row.value(3) == QLatin1String("-") ? QString() : row.value(3);
-  e.prefix = e.message.endsWith(QLatin1String("..."));
-  if (e.prefix) e.message.chop(3);
-  e.title = row.value(4);
-  e.portOpen = row.value(5) == QLatin1String("open");
-  e.completes = row.value(6) == QLatin1String("completes");
-  return e;
 }
 
 // CR as the table shows it; the clock the logger read back varies from run to run.
@@ -192,7 +166,14 @@ void TestFaultMatrix::cell() {
   QFETCH(int, index);
   QFETCH(QStringList, row);
   const QString op = row[0], fault = row[1];
-  const Expected want = expectedFrom(row);
+  // What the cell expects: the message (exact, or a prefix when it ends in
+  // "...", '-' for none) and its title, the port, whether the effect is there.
+  QString wanted = row[3] == QLatin1String("-") ? QString() : row[3];
+  const bool prefix = wanted.endsWith(QLatin1String("..."));
+  if (prefix) wanted.chop(3);
+  const QString title = row[4];
+  const bool portOpen = row[5] == QLatin1String("open");
+  const bool completes = row[6] == QLatin1String("completes");
   const bool connectOp = op == QLatin1String("connect");
 
   CellRig r;
@@ -292,7 +273,7 @@ void TestFaultMatrix::cell() {
   QVERIFY2(completed, qPrintable(op));
   ended = ended && waitUntil([&] { return r.idle(); });
   // A port closing under a download is reported as the exchange unwinds.
-  if (!want.portOpen) ended = ended && waitUntil([&] { return !s.connected(); }, 10000);
+  if (!portOpen) ended = ended && waitUntil([&] { return !s.connected(); }, 10000);
   const double seconds = double(clock.elapsed()) / 1000.0;
 
   const QList<ScriptedPrompt::Call> said = [&] {
@@ -303,22 +284,21 @@ void TestFaultMatrix::cell() {
   }();
   QStringList problems;
   if (!ended) problems << QStringLiteral("still busy after %1 s").arg(kCeilingMs / 1000);
-  if (want.message.isEmpty()) {
+  if (wanted.isEmpty()) {
     if (!said.isEmpty()) problems << QStringLiteral("unexpected message");
   } else if (said.size() != 1) {
     problems << QStringLiteral("%1 messages instead of one").arg(said.size());
   } else {
-    const bool textOk =
-        want.prefix ? said[0].text.startsWith(want.message) : said[0].text == want.message;
+    const bool textOk = prefix ? said[0].text.startsWith(wanted) : said[0].text == wanted;
     if (!textOk) problems << QStringLiteral("wrong message");
-    if (said[0].title != want.title) problems << QStringLiteral("wrong title");
+    if (said[0].title != title) problems << QStringLiteral("wrong title");
   }
-  if (s.connected() != want.portOpen)
-    problems << (want.portOpen ? QStringLiteral("port closed") : QStringLiteral("port open"));
+  if (s.connected() != portOpen)
+    problems << (portOpen ? QStringLiteral("port closed") : QStringLiteral("port open"));
   const bool heldOk = r.heldIntact();
   if (!heldOk) problems << QStringLiteral("held records lost");
-  if (want.completes && !completed()) problems << QStringLiteral("operation did not complete");
-  if (!want.completes && completed() && fault != QLatin1String("unplug idle"))
+  if (completes && !completed()) problems << QStringLiteral("operation did not complete");
+  if (!completes && completed() && fault != QLatin1String("unplug idle"))
     problems << QStringLiteral("completed although it should have failed");
 
   QStringList texts, titles;

@@ -1,12 +1,9 @@
-// The emulated logger's own behaviour that the program's conversation tests
-// do not reach: its byte encoding checked against bytes written out by hand
-// from the line format (not from the emulator's encoder), its clock and
-// recording over emulated time, the sensor conversion, the initialise
-// sequence, refusal of bad state documents, its serial line (framing, the fault
-// modes the fault matrix relies on), the pacing of the in-process transport built on it, and
-// hygrotab-sim on a real pseudo-terminal reached through QSerialPort as the program reaches a
-// logger (opening the terminal again and again is what tst_cli_sim does, a tool run each), also
-// after a client was killed holding it.
+// The emulated logger's own behaviour, which the program's conversation tests
+// do not reach: its bytes against bytes written out by hand from the line
+// format (not from the emulator's encoder), its clock and recording over
+// emulated time, its serial line and the fault modes the fault matrix relies
+// on, and hygrotab-sim on a real pseudo-terminal reached through QSerialPort
+// as the program reaches a logger, also after a client was killed holding it.
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
