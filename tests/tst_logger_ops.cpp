@@ -265,34 +265,28 @@ class TestLoggerOps : public QObject {
         ScriptedPrompt::message(text, title);
       }
     } prompt;
-    auto* sim = new sim::SimTransport;
-    QVERIFY(sim->model().loadFile(QStringLiteral(HYGROTAB_TEST_DATA "/sim/idle.json"), nullptr));
-    Session session(std::unique_ptr<Transport>(sim), std::make_unique<NoBridge>(), &prompt);
-    prompt.session = &session;
-    QTemporaryDir dir;
-    session.data().open(dir.path(), nullptr);
-    test::ShortenWaits(session.connection());
-    session.Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
-    QTRY_VERIFY(session.connected() && !session.busy());
+    const auto session = test::DemoSession(new sim::SimTransport, &prompt);
+    prompt.session = session.get();
+    session->Port_Set_Command(PortSearch::Once, QStringLiteral("1"));
+    QTRY_VERIFY(session->connected() && !session->busy());
     QList<QByteArray> frames;
-    QObject::connect(&session.exchange(), &Exchange::frameSent,
+    QObject::connect(&session->exchange(), &Exchange::frameSent,
                      [&](const QByteArray& f) { frames << f; });
     // "Set completion" is raised by the answer to 46; the status read that
     // follows is still queued behind it.
-    session.settings().Alarm_set(30, true, -5, false);
+    session->settings().Alarm_set(30, true, -5, false);
     QTRY_COMPARE(prompt.messages(), QStringList{QStringLiteral("Set completion")});
-    QTRY_VERIFY(!session.busy());
+    QTRY_VERIFY(!session->busy());
     QCOMPARE(prompt.shownWhileHandling, 0);
     QCOMPARE(frames.mid(0, 2),
              (QByteArrayList{CommandFrame(1, 45, 155, 48), CommandFrame(1, 46, 13, 132)}));
-    QCOMPARE(session.view().Label29, QStringLiteral("30 C"));
-    QCOMPARE(session.view().Label46, QStringLiteral("OFF"));
+    QCOMPARE(session->view().Label29, QStringLiteral("30 C"));
+    QCOMPARE(session->view().Label46, QStringLiteral("OFF"));
     frames.clear();
-    session.settings().M_Mode_Set(true);
-    QTRY_VERIFY(!session.busy());
+    session->settings().M_Mode_Set(true);
+    QTRY_VERIFY(!session->busy());
     QCOMPARE(frames.value(0), CommandFrame(1, 49, 1, 1));
-    QCOMPARE(session.view().Label48, QStringLiteral("Loop"));
-    session.data().closeAndRemove();
+    QCOMPARE(session->view().Label48, QStringLiteral("Loop"));
   }
 
   void aFullRealTimeSetEndsTheRun() {
