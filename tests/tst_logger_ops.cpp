@@ -228,7 +228,7 @@ class TestLoggerOps : public QObject {
     }
   }
 
-  void aNewRunAsksBeforeLosingTheSamplesOfARun() {
+  void aRunAsksBeforeLosingSamplesAndEndsWhenFull() {
     CONNECTED_RIG(r, "idle.json");
     // One sample is replaced by the next without a word.
     QVERIFY(r.run(&RealtimeOperation::Command1_Click));
@@ -252,6 +252,22 @@ class TestLoggerOps : public QObject {
     QVERIFY(r.waitIdle());
     QVERIFY(held >= 2);
     QCOMPARE(int(r.session.data().info(RealTimeData).Points), 1);  // answered No: replaced
+
+    // A run that fills the set ends with a message, the last sample kept.
+    QVERIFY(r.run(&RealtimeOperation::Command2_Click));
+    DataSetInfo& rt = r.session.data().info(RealTimeData);
+    MeasurementRecord last = r.rec(RealTimeData, 1);
+    last.Time -= 1;  // a day before any sample this run can take
+    r.session.data().Put(RealTimeData, kMaxPoints, last);
+    rt.Points = kMaxPoints;
+    r.prompt.calls.clear();
+    r.prompt.questionAnswers.enqueue(false);
+    QTRY_VERIFY(!r.session.realtime().running());
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.prompt.messages().value(0), message("real-time full"));
+    QCOMPARE(int(rt.Points), int(kMaxPoints));
+    QCOMPARE(r.rec(RealTimeData, kMaxPoints).Time, last.Time);  // not overwritten
+    QVERIFY(r.session.status().RecState == RecState::Idle);
   }
 
   void aMessageWaitsUntilTheAnswerIsHandled() {
@@ -287,23 +303,6 @@ class TestLoggerOps : public QObject {
     QTRY_VERIFY(!session->busy());
     QCOMPARE(frames.value(0), CommandFrame(1, 49, 1, 1));
     QCOMPARE(session->view().Label48, QStringLiteral("Loop"));
-  }
-
-  void aFullRealTimeSetEndsTheRun() {
-    CONNECTED_RIG(r, "idle.json");
-    QVERIFY(r.run(&RealtimeOperation::Command2_Click));
-    DataSetInfo& rt = r.session.data().info(RealTimeData);
-    const MeasurementRecord last = r.rec(RealTimeData, 1);
-    r.session.data().Put(RealTimeData, kMaxPoints, last);
-    rt.Points = kMaxPoints;
-    r.session.realtime().setContinuousInterval(QStringLiteral("0"), false);  // every tick measures
-    r.prompt.questionAnswers.enqueue(false);
-    QTRY_VERIFY(!r.session.realtime().running());
-    QVERIFY(r.waitIdle());
-    QCOMPARE(r.prompt.messages().value(0), message("real-time full"));
-    QCOMPARE(int(rt.Points), int(kMaxPoints));
-    QCOMPARE(r.rec(RealTimeData, kMaxPoints).Time, last.Time);  // not overwritten
-    QVERIFY(r.session.status().RecState == RecState::Idle);
   }
 
   // The scratch file fills up after 100 and a half records (where file sizes
