@@ -146,176 +146,173 @@ void appendRow(const QStringList& fields) {
 class TestFaultMatrix : public QObject {
   Q_OBJECT
  private Q_SLOTS:
-  void cell_data();
-  void cell();
-};
-
-void TestFaultMatrix::cell_data() {
-  QTest::addColumn<int>("index");
-  QTest::addColumn<QStringList>("row");
-  const bool full = qEnvironmentVariable("HYGROTAB_FAULT_MATRIX") == QLatin1String("full");
-  int index = 0;
-  for (const QStringList& row : test::dataRows(QStringLiteral("faults/matrix.tsv"))) {
-    ++index;
-    if (full || row.value(2) == QLatin1String("quick"))
-      QTest::newRow(qPrintable(row[0] + QLatin1Char('/') + row[1])) << index << row;
-  }
-}
-
-void TestFaultMatrix::cell() {
-  QFETCH(int, index);
-  QFETCH(QStringList, row);
-  const QString op = row[0], fault = row[1];
-  // What the cell expects: the message (exact, or a prefix when it ends in
-  // "...", '-' for none) and its title, the port, whether the effect is there.
-  QString wanted = row[3] == QLatin1String("-") ? QString() : row[3];
-  const bool prefix = wanted.endsWith(QLatin1String("..."));
-  if (prefix) wanted.chop(3);
-  const QString title = row[4];
-  const bool portOpen = row[5] == QLatin1String("open");
-  const bool completes = row[6] == QLatin1String("completes");
-  const bool connectOp = op == QLatin1String("connect");
-
-  CellRig r;
-  QString error;
-  const QString state = op == QLatin1String("stop recording") ? QStringLiteral("recording.json")
-                                                              : QStringLiteral("idle.json");
-  QVERIFY2(r.start(state, &error), qPrintable(error));
-  r.hold(FileData);
-  if (op != QLatin1String("download")) r.hold(LogData);
-  if (!op.contains(QLatin1String("measurement"))) r.hold(RealTimeData);
-  if (!connectOp) QVERIFY2(r.connectAndSettle(), qPrintable(r.prompt.messages().join('|')));
-  r.prompt.calls.clear();
-  r.sentCodes.clear();
-  QSignalSpy abandoned(&r.session->exchange(), &Exchange::abandoned);
-
-  QVERIFY2(r.control(faultCommand(op, fault)), qPrintable(faultCommand(op, fault)));
-  if (fault == QLatin1String("unplug idle")) {
-    if (connectOp) {
-      QVERIFY(waitUntil([&] { return r.sim.process().state() == QProcess::NotRunning; }, 10000));
-    } else {
-      QVERIFY2(waitUntil([&] { return !r.session->connected(); }, 10000),
-               "the program did not notice that the logger was pulled out");
+  void cell_data() {
+    QTest::addColumn<int>("index");
+    QTest::addColumn<QStringList>("row");
+    const bool full = qEnvironmentVariable("HYGROTAB_FAULT_MATRIX") == QLatin1String("full");
+    int index = 0;
+    for (const QStringList& row : test::dataRows(QStringLiteral("faults/matrix.tsv"))) {
+      ++index;
+      if (full || row.value(2) == QLatin1String("quick"))
+        QTest::newRow(qPrintable(row[0] + QLatin1Char('/') + row[1])) << index << row;
     }
   }
 
-  Session& s = *r.session;
-  QElapsedTimer clock;
-  clock.start();
-  bool ended = true;
-  // Each operation as the window's buttons drive it, and what shows that it
-  // got through.
-  const auto statusReadEnded = [&] {
-    return !r.sentCodes.isEmpty() && r.sentCodes.last() == 57 && abandoned.isEmpty();
-  };
-  std::function<bool()> completed;
-  if (connectOp) {
-    s.Port_Set_Command(PortSearch::Once, r.link);
-    completed = [&] { return s.connected() && s.ModelName() == kModel && s.status().read; };
-  } else if (op == QLatin1String("status read")) {
-    s.statusOp().Command11_Click();
-    completed = [&] {
-      return statusReadEnded() && s.status().FirmwareVersion == QLatin1String("QM720-XC V1.02");
-    };
-  } else if (op == QLatin1String("one-time measurement")) {
-    s.realtime().Command1_Click();
-  } else if (op == QLatin1String("continuous measurement")) {
-    s.realtime().setContinuousInterval(QStringLiteral("2"), false);
-    s.realtime().Command2_Click();
-    // A run that works is stopped after its first sample, as a user would.
-    ended = waitUntil([&] {
-      return !s.realtime().running() || (s.data().info(RealTimeData).Points >= 1 && !s.busy());
-    });
-    if (ended && s.realtime().running()) s.realtime().Command2_Click();
-  } else if (op == QLatin1String("download")) {
-    s.download().Command5_Click();
-    completed = [&] { return s.data().info(LogData).Points == kTotalLogPoints; };
-  } else if (op == QLatin1String("start recording")) {
-    if (s.connected()) QCOMPARE(s.recording().Command4_Click(), RecordButton::ShowStartDialog);
-    StartSettings settings = s.recording().startDefaults();
-    settings.name = QStringLiteral("FLT1");
-    s.recording().Log_Start(settings);
-    completed = [&] {
-      return s.status().RecState == RecState::Recording && s.status().IdentName == "FLT1";
-    };
-  } else if (op == QLatin1String("stop recording")) {
-    if (s.connected()) QCOMPARE(s.recording().Command4_Click(), RecordButton::Stopping);
-    // The record button forgets the state at once; the status read confirms it.
-    completed = [&] {
-      return s.status().RecState == RecState::Idle && r.sentCodes.contains(12) &&
-             statusReadEnded() && s.connected();
-    };
-  } else if (op == QLatin1String("reserve a start")) {
-    ReservationSettings reservation;
-    reservation.at = fmt::nowSerial() + 1.0;
-    reservation.intervalValue = 5;
-    reservation.minutes = true;
-    s.recording().Yoyaku_Set(reservation);
-    completed = [&] { return s.status().RecState == RecState::Reserving; };
-  } else if (op == QLatin1String("set clock")) {
-    s.recording().Now_Time_set();
-    completed = [&] { return s.recording().clockSet(); };
-  } else if (op == QLatin1String("set name")) {
-    s.settings().Set_HGName(QStringLiteral("FLT1"));
-    completed = [&] { return s.status().IdentName == QLatin1String("FLT1"); };
-  } else if (op == QLatin1String("set alarm bounds")) {
-    s.settings().Alarm_set(25, true, 0, false);
-    completed = [&] { return s.view().Label29 == QLatin1String("25 C"); };
-  } else if (op == QLatin1String("set memory mode")) {
-    s.settings().M_Mode_Set(true);
-    completed = [&] { return s.status().LoopMode != 0; };
-  } else if (op == QLatin1String("initialise")) {
-    s.settings().Command27_Click();
-    completed = [] { return true; };  // nothing comes back to look at
-  }
-  if (op.contains(QLatin1String("measurement")))
-    completed = [&] { return s.data().info(RealTimeData).Points >= 1; };
-  QVERIFY2(completed, qPrintable(op));
-  ended = ended && waitUntil([&] { return r.idle(); });
-  // A port closing under a download is reported as the exchange unwinds.
-  if (!portOpen) ended = ended && waitUntil([&] { return !s.connected(); }, 10000);
-  const double seconds = double(clock.elapsed()) / 1000.0;
+  void cell() {
+    QFETCH(int, index);
+    QFETCH(QStringList, row);
+    const QString op = row[0], fault = row[1];
+    // What the cell expects: the message (exact, or a prefix when it ends in
+    // "...", '-' for none) and its title, the port, whether the effect is there.
+    QString wanted = row[3] == QLatin1String("-") ? QString() : row[3];
+    const bool prefix = wanted.endsWith(QLatin1String("..."));
+    if (prefix) wanted.chop(3);
+    const QString title = row[4];
+    const bool portOpen = row[5] == QLatin1String("open");
+    const bool completes = row[6] == QLatin1String("completes");
+    const bool connectOp = op == QLatin1String("connect");
 
-  const QList<ScriptedPrompt::Call> said = [&] {
-    QList<ScriptedPrompt::Call> m;
-    for (const auto& c : r.prompt.calls)
-      if (c.kind == QLatin1String("message")) m << c;
-    return m;
-  }();
-  QStringList problems;
-  if (!ended) problems << QStringLiteral("still busy after %1 s").arg(kCeilingMs / 1000);
-  if (wanted.isEmpty()) {
-    if (!said.isEmpty()) problems << QStringLiteral("unexpected message");
-  } else if (said.size() != 1) {
-    problems << QStringLiteral("%1 messages instead of one").arg(said.size());
-  } else {
-    const bool textOk = prefix ? said[0].text.startsWith(wanted) : said[0].text == wanted;
-    if (!textOk) problems << QStringLiteral("wrong message");
-    if (said[0].title != title) problems << QStringLiteral("wrong title");
-  }
-  if (s.connected() != portOpen)
-    problems << (portOpen ? QStringLiteral("port closed") : QStringLiteral("port open"));
-  const bool heldOk = r.heldIntact();
-  if (!heldOk) problems << QStringLiteral("held records lost");
-  if (completes && !completed()) problems << QStringLiteral("operation did not complete");
-  if (!completes && completed() && fault != QLatin1String("unplug idle"))
-    problems << QStringLiteral("completed although it should have failed");
+    CellRig r;
+    QString error;
+    const QString state = op == QLatin1String("stop recording") ? QStringLiteral("recording.json")
+                                                                : QStringLiteral("idle.json");
+    QVERIFY2(r.start(state, &error), qPrintable(error));
+    r.hold(FileData);
+    if (op != QLatin1String("download")) r.hold(LogData);
+    if (!op.contains(QLatin1String("measurement"))) r.hold(RealTimeData);
+    if (!connectOp) QVERIFY2(r.connectAndSettle(), qPrintable(r.prompt.messages().join('|')));
+    r.prompt.calls.clear();
+    r.sentCodes.clear();
+    QSignalSpy abandoned(&r.session->exchange(), &Exchange::abandoned);
 
-  QStringList texts, titles;
-  for (const auto& c : said) {
-    texts << QLatin1Char('"') + shown(op, c.text) + QLatin1Char('"');
-    titles << c.title;
+    QVERIFY2(r.control(faultCommand(op, fault)), qPrintable(faultCommand(op, fault)));
+    if (fault == QLatin1String("unplug idle")) {
+      if (connectOp) {
+        QVERIFY(waitUntil([&] { return r.sim.process().state() == QProcess::NotRunning; }, 10000));
+      } else {
+        QVERIFY2(waitUntil([&] { return !r.session->connected(); }, 10000),
+                 "the program did not notice that the logger was pulled out");
+      }
+    }
+
+    Session& s = *r.session;
+    QElapsedTimer clock;
+    clock.start();
+    bool ended = true;
+    // Each operation as the window's buttons drive it, and what shows that it
+    // got through.
+    const auto statusReadEnded = [&] {
+      return !r.sentCodes.isEmpty() && r.sentCodes.last() == 57 && abandoned.isEmpty();
+    };
+    std::function<bool()> completed;
+    if (connectOp) {
+      s.Port_Set_Command(PortSearch::Once, r.link);
+      completed = [&] { return s.connected() && s.ModelName() == kModel && s.status().read; };
+    } else if (op == QLatin1String("status read")) {
+      s.statusOp().Command11_Click();
+      completed = [&] {
+        return statusReadEnded() && s.status().FirmwareVersion == QLatin1String("QM720-XC V1.02");
+      };
+    } else if (op == QLatin1String("one-time measurement")) {
+      s.realtime().Command1_Click();
+    } else if (op == QLatin1String("continuous measurement")) {
+      s.realtime().setContinuousInterval(QStringLiteral("2"), false);
+      s.realtime().Command2_Click();
+      // A run that works is stopped after its first sample, as a user would.
+      ended = waitUntil([&] {
+        return !s.realtime().running() || (s.data().info(RealTimeData).Points >= 1 && !s.busy());
+      });
+      if (ended && s.realtime().running()) s.realtime().Command2_Click();
+    } else if (op == QLatin1String("download")) {
+      s.download().Command5_Click();
+      completed = [&] { return s.data().info(LogData).Points == kTotalLogPoints; };
+    } else if (op == QLatin1String("start recording")) {
+      if (s.connected()) QCOMPARE(s.recording().Command4_Click(), RecordButton::ShowStartDialog);
+      StartSettings settings = s.recording().startDefaults();
+      settings.name = QStringLiteral("FLT1");
+      s.recording().Log_Start(settings);
+      completed = [&] {
+        return s.status().RecState == RecState::Recording && s.status().IdentName == "FLT1";
+      };
+    } else if (op == QLatin1String("stop recording")) {
+      if (s.connected()) QCOMPARE(s.recording().Command4_Click(), RecordButton::Stopping);
+      // The record button forgets the state at once; the status read confirms it.
+      completed = [&] {
+        return s.status().RecState == RecState::Idle && r.sentCodes.contains(12) &&
+               statusReadEnded() && s.connected();
+      };
+    } else if (op == QLatin1String("reserve a start")) {
+      ReservationSettings reservation;
+      reservation.at = fmt::nowSerial() + 1.0;
+      reservation.intervalValue = 5;
+      reservation.minutes = true;
+      s.recording().Yoyaku_Set(reservation);
+      completed = [&] { return s.status().RecState == RecState::Reserving; };
+    } else if (op == QLatin1String("set clock")) {
+      s.recording().Now_Time_set();
+      completed = [&] { return s.recording().clockSet(); };
+    } else if (op == QLatin1String("set name")) {
+      s.settings().Set_HGName(QStringLiteral("FLT1"));
+      completed = [&] { return s.status().IdentName == QLatin1String("FLT1"); };
+    } else if (op == QLatin1String("set alarm bounds")) {
+      s.settings().Alarm_set(25, true, 0, false);
+      completed = [&] { return s.view().Label29 == QLatin1String("25 C"); };
+    } else if (op == QLatin1String("set memory mode")) {
+      s.settings().M_Mode_Set(true);
+      completed = [&] { return s.status().LoopMode != 0; };
+    } else if (op == QLatin1String("initialise")) {
+      s.settings().Command27_Click();
+      completed = [] { return true; };  // nothing comes back to look at
+    }
+    if (op.contains(QLatin1String("measurement")))
+      completed = [&] { return s.data().info(RealTimeData).Points >= 1; };
+    QVERIFY2(completed, qPrintable(op));
+    ended = ended && waitUntil([&] { return r.idle(); });
+    // A port closing under a download is reported as the exchange unwinds.
+    if (!portOpen) ended = ended && waitUntil([&] { return !s.connected(); }, 10000);
+    const double seconds = double(clock.elapsed()) / 1000.0;
+
+    const QList<ScriptedPrompt::Call> said = [&] {
+      QList<ScriptedPrompt::Call> m;
+      for (const auto& c : r.prompt.calls)
+        if (c.kind == QLatin1String("message")) m << c;
+      return m;
+    }();
+    QStringList problems;
+    if (!ended) problems << QStringLiteral("still busy after %1 s").arg(kCeilingMs / 1000);
+    if (wanted.isEmpty()) {
+      if (!said.isEmpty()) problems << QStringLiteral("unexpected message");
+    } else if (said.size() != 1) {
+      problems << QStringLiteral("%1 messages instead of one").arg(said.size());
+    } else {
+      const bool textOk = prefix ? said[0].text.startsWith(wanted) : said[0].text == wanted;
+      if (!textOk) problems << QStringLiteral("wrong message");
+      if (said[0].title != title) problems << QStringLiteral("wrong title");
+    }
+    if (s.connected() != portOpen)
+      problems << (portOpen ? QStringLiteral("port closed") : QStringLiteral("port open"));
+    const bool heldOk = r.heldIntact();
+    if (!heldOk) problems << QStringLiteral("held records lost");
+    if (completes && !completed()) problems << QStringLiteral("operation did not complete");
+    if (!completes && completed() && fault != QLatin1String("unplug idle"))
+      problems << QStringLiteral("completed although it should have failed");
+
+    QStringList texts, titles;
+    for (const auto& c : said) {
+      texts << QLatin1Char('"') + shown(op, c.text) + QLatin1Char('"');
+      titles << c.title;
+    }
+    const QString message = texts.isEmpty() ? QStringLiteral("(nothing)") : texts.join(u"; ");
+    const QString port = s.connected() ? QStringLiteral("open") : QStringLiteral("closed");
+    appendRow(
+        {QString::number(index), op, fault, message, titles.join(u"; "), port,
+         heldOk ? QStringLiteral("yes") : QStringLiteral("no"), QString::number(seconds, 'f', 1),
+         problems.isEmpty() ? QStringLiteral("ok") : QStringLiteral("FAIL"), problems.join(u", ")});
+    QVERIFY2(problems.isEmpty(), qPrintable(problems.join(u", ") + QStringLiteral(" | said: ") +
+                                            message + QStringLiteral(" [") + titles.join(u"; ") +
+                                            QStringLiteral("] port ") + port));
   }
-  const QString message = texts.isEmpty() ? QStringLiteral("(nothing)") : texts.join(u"; ");
-  const QString port = s.connected() ? QStringLiteral("open") : QStringLiteral("closed");
-  appendRow(
-      {QString::number(index), op, fault, message, titles.join(u"; "), port,
-       heldOk ? QStringLiteral("yes") : QStringLiteral("no"), QString::number(seconds, 'f', 1),
-       problems.isEmpty() ? QStringLiteral("ok") : QStringLiteral("FAIL"), problems.join(u", ")});
-  QVERIFY2(problems.isEmpty(), qPrintable(problems.join(u", ") + QStringLiteral(" | said: ") +
-                                          message + QStringLiteral(" [") + titles.join(u"; ") +
-                                          QStringLiteral("] port ") + port));
-}
+};
 
 QTEST_MAIN(TestFaultMatrix)
 #include "tst_fault_matrix.moc"
