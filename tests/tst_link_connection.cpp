@@ -200,26 +200,6 @@ class TestConnection : public QObject {
              PinBackend::None);
   }
 
-  void theWakePulseAddressesThePortInUseUnderOneClaim() {
-    SimRig r;
-    r.sim->setAttachedPort(QStringLiteral("/dev/pts/9"));
-    QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("/dev/pts/9")));
-    QVERIFY(r.session.connected());
-    QCOMPARE(r.bridge->calls, (QStringList{QStringLiteral("port /dev/pts/9"),
-                                           QStringLiteral("claim"), QStringLiteral("set FF"),
-                                           QStringLiteral("set 0"), QStringLiteral("release")}));
-  }
-
-  void aBridgeWithGpioLinesKeepsThePortOpen() {
-    SimRig r;
-    r.bridge->keepOpen = true;
-    QList<bool> openDuringPulse;
-    r.bridge->onSet = [&](quint8) { openDuringPulse << r.sim->isOpen(); };
-    QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1")));
-    QVERIFY(r.session.connected());
-    QCOMPARE(openDuringPulse, (QList<bool>{true, true}));
-  }
-
   // A bridge that refused the pulse: when nobody answers, the message says
   // the logger could not be woken, so a sleeping logger is told from a
   // missing one. When the logger answers anyway, nothing is said.
@@ -250,21 +230,6 @@ class TestConnection : public QObject {
     QVERIFY(answering.prompt.messages().isEmpty());
   }
 
-  void aBridgeThatDetachesItsDriverIsWaitedFor() {
-    // Driving the pins took the serial driver away; the port comes back a
-    // little after the pulse.
-    SimRig r;
-    r.bridge->onSet = [&r](quint8 value) {
-      if (value != 0) return;
-      r.sim->unplug();
-      QTimer::singleShot(300, r.sim, [&r] { r.sim->plugIn(); });
-    };
-    QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1")));
-    QVERIFY(r.session.connected());
-    QCOMPARE(r.session.ModelName(), QStringLiteral("QM720-XC"));
-    QVERIFY(r.prompt.messages().isEmpty());
-  }
-
   void theLongerModelNameWins_data() {
     QTest::addColumn<QByteArray>("answer");
     QTest::addColumn<QString>("model");
@@ -279,25 +244,47 @@ class TestConnection : public QObject {
     QCOMPARE(Connection::ModelFromAnswer(answer), model);
   }
 
+  // Connecting wakes the logger through the bridge of the port in use, under
+  // one claim (with the port left open when the bridge's own lines drive the
+  // pins, and waited for when driving them took the serial driver away),
+  // identifies the model and reads its status.
   void identifiesEachModelAndReadsItsStatus_data() {
     QTest::addColumn<QString>("model");
-    QTest::newRow("QM720-XC") << "QM720-XC";
-    QTest::newRow("QM720-XCB") << "QM720-XCB";
-    QTest::newRow("QM510-XC") << "QM510-XC";
+    QTest::addColumn<bool>("keepOpen");
+    QTest::addColumn<bool>("detaches");
+    QTest::newRow("QM720-XC") << "QM720-XC" << false << false;
+    QTest::newRow("QM720-XCB") << "QM720-XCB" << true << false;
+    QTest::newRow("QM510-XC") << "QM510-XC" << false << true;
   }
   void identifiesEachModelAndReadsItsStatus() {
     QFETCH(QString, model);
+    QFETCH(bool, keepOpen);
+    QFETCH(bool, detaches);
     SimRig r;
     r.sim->model().setModel(model);
+    r.sim->setAttachedPort(QStringLiteral("/dev/pts/9"));
+    r.bridge->keepOpen = keepOpen;
+    QList<bool> openDuringPulse;
+    r.bridge->onSet = [&](quint8 value) {
+      openDuringPulse << r.sim->isOpen();
+      if (!detaches || value != 0) return;
+      // The port comes back a little after the pulse.
+      r.sim->unplug();
+      QTimer::singleShot(300, r.sim, [&r] { r.sim->plugIn(); });
+    };
     QSignalSpy ended(&r.session, &Session::exchangeEnded);
-    QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1")));
+    QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("/dev/pts/9")));
     QTRY_VERIFY(ended.count() >= 1);
     QCOMPARE(r.session.ModelName(), model);
-    QCOMPARE(r.session.view().statusBar, QStringLiteral("Communicating\u3000Port1"));
+    QCOMPARE(r.session.view().statusBar, QStringLiteral("Communicating\u3000Port/dev/pts/9"));
     QCOMPARE(r.session.view().caption,
              QStringLiteral("[Hygrotab] Temperature and Humidity Logger ") + model);
     // The wake pulse: all pins high, then all low.
-    QCOMPARE(r.bridge->masks.mid(0, 2), (QList<quint8>{0xFF, 0xF0}));
+    QCOMPARE(r.bridge->calls, (QStringList{QStringLiteral("port /dev/pts/9"),
+                                           QStringLiteral("claim"), QStringLiteral("set FF"),
+                                           QStringLiteral("set 0"), QStringLiteral("release")}));
+    QCOMPARE(r.bridge->masks, (QList<quint8>{0xFF, 0xF0}));
+    QCOMPARE(openDuringPulse, QList<bool>(2, keepOpen));
     // The battery read proves the logger answers; the status read follows.
     const CommandQueue& q = r.session.exchange().queue;
     QCOMPARE(CommModeWord(q.entries[0].CommMode), QStringLiteral("port_open"));
