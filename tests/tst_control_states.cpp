@@ -6,7 +6,6 @@
 #include "data/formats.h"
 #include "logger/controls.h"
 #include "logger/session.h"
-#include "support/data_fixtures.h"
 #include "support/data_table.h"
 #include "support/emulator_rig.h"
 
@@ -172,15 +171,7 @@ class TestControlStates : public QObject {
   Q_OBJECT
  private Q_SLOTS:
   void statusDisplayIsAFunctionOfTheStatus_data() {
-    QTest::addColumn<QString>("state");
-    QTest::addColumn<QString>("expect");
-    const QString table =
-        QString::fromUtf8(test::readFile(QStringLiteral(HYGROTAB_TEST_DATA "/status/display.tsv")));
-    for (const QString& line : table.split(u'\n', Qt::SkipEmptyParts)) {
-      if (line.startsWith(u'#')) continue;
-      const QStringList cols = line.split(u'\t');
-      QTest::newRow(qPrintable(cols.value(0))) << cols.value(1) << cols.value(2);
-    }
+    test::addDataRows(QStringLiteral("status/display.tsv"), {"state", "expect"});
   }
   void statusDisplayIsAFunctionOfTheStatus() {
     QFETCH(QString, state);
@@ -287,14 +278,7 @@ class TestControlStates : public QObject {
   }
 
   void alarmsAndModels() {
-    // A low battery reads ＮＧ on red, and the end by low voltage is shown in red.
-    Rig low(QStringLiteral("lowbattery.json"));
-    QVERIFY(low.connect());
-    CHECK_TABLE(low.table(),
-                "Label7=ＮＧ 2.49 V|Label7@Red|"
-                "Label8=End due to the voltage decrease.|Label8@Red|"
-                "Command4=Start");
-
+    // (A low battery: status/controls.tsv.)
     // The logger's error bit alone marks the battery, not the end message.
     Rig err;
     QString error;

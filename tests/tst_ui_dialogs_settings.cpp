@@ -17,12 +17,15 @@
 #include "dialogs/form4.h"
 #include "dialogs/form5.h"
 #include "dialogs/form8.h"
+#include "link/frame.h"
 #include "logger/session.h"
 #include "support/emulator_rig.h"
+#include "support/ui_dialogs.h"
 #include "support/widget_table.h"
 
 using namespace hygro;
-using hygro::test::ScriptedPrompt;
+using test::child;
+using test::click;
 
 namespace {
 
@@ -36,17 +39,8 @@ class ListeningSim : public sim::SimTransport {
   }
 };
 
-// A command as the logger receives it: each value as its hundreds, then the
-// rest in packed BCD; 0xFF ends the frame.
-QByteArray frame(int code, int p2, int p3) {
-  QByteArray f;
-  for (const int v : {1, code, p2, p3}) {
-    f += char(v / 100);
-    f += char(((v % 100) / 10) << 4 | (v % 10));
-  }
-  f += char(0xFF);
-  return f;
-}
+// A command as the logger receives it (its bytes: tst_link_exchange).
+QByteArray frame(int code, int p2, int p3) { return CommandFrame(1, code, p2, p3); }
 
 struct Rig : test::EmulatorRig {
   ListeningSim* listening;
@@ -69,17 +63,6 @@ struct Rig : test::EmulatorRig {
   // The received bytes, taken.
   QByteArray take() { return std::exchange(listening->received, QByteArray()); }
 };
-
-template <typename T>
-T* child(QWidget& w, const char* name) {
-  T* c = w.findChild<T*>(QString::fromLatin1(name));
-  if (!c) qFatal("no %s in %s", name, qPrintable(w.objectName()));
-  return c;
-}
-
-void click(QWidget& w, const char* name) {
-  QTest::mouseClick(child<QPushButton>(w, name), Qt::LeftButton);
-}
 
 const QString kSetCompletion = QStringLiteral("Set completion");
 
@@ -141,40 +124,11 @@ class TestSettingsDialogs : public QObject {
   void alarmBoundsStayOneDegreeApartWithinTheirRanges() {
     Rig r(QStringLiteral("idle.json"));  // never connected: the defaults
     Form11 f(&r.session);
-    auto* upper = child<QAbstractSlider>(f, "VScroll1");
-    auto* lower = child<QAbstractSlider>(f, "VScroll2");
-    QCOMPARE(upper->value(), Form11::kDefaultUpper);
-    QCOMPARE(lower->value(), Form11::kDefaultLower);
+    QCOMPARE(child<QAbstractSlider>(f, "VScroll1")->value(), Form11::kDefaultUpper);
+    QCOMPARE(child<QAbstractSlider>(f, "VScroll2")->value(), Form11::kDefaultLower);
     QVERIFY(child<QRadioButton>(f, "Option2")->isChecked());
     QVERIFY(child<QRadioButton>(f, "Option4")->isChecked());
-    QCOMPARE(upper->minimum(), -19);
-    QCOMPARE(upper->maximum(), 70);
-    QCOMPARE(lower->minimum(), -20);
-    QCOMPARE(lower->maximum(), 69);
-
-    // Moving the upper bar down to the lower value pushes the lower bar.
-    upper->setValue(0);
-    QCOMPARE(lower->value(), -1);
-    QCOMPARE(child<QLabel>(f, "Label2")->text(), QStringLiteral("-1C"));
-    // And the lower bar pushes the upper one up.
-    lower->setValue(25);
-    QCOMPARE(upper->value(), 26);
-    QCOMPARE(child<QLabel>(f, "Label1")->text(), QStringLiteral("26C"));
-    // The lowest and the highest pair.
-    upper->setValue(-100);
-    QCOMPARE(upper->value(), -19);
-    QCOMPARE(lower->value(), -20);
-    lower->setValue(100);
-    QCOMPARE(lower->value(), 69);
-    QCOMPARE(upper->value(), 70);
-    QCOMPARE(child<QLabel>(f, "Label1")->text(), QStringLiteral("70C"));
-    // Up on the keyboard is a degree warmer.
-    lower->setValue(10);
-    upper->setValue(20);
-    QTest::keyClick(upper, Qt::Key_Up);
-    QCOMPARE(upper->value(), 21);
-    QTest::keyClick(lower, Qt::Key_Down);
-    QCOMPARE(lower->value(), 9);
+    test::checkBoundBars(f, "VScroll1", "VScroll2");
   }
 
   void memoryModeOpensOnTheLoggerAndIsWritten() {
