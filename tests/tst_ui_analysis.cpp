@@ -49,7 +49,7 @@ QList<int> marks(const DumpModel& m) {
 class TstUiAnalysis : public QObject {
   Q_OBJECT
  private Q_SLOTS:
-  void shadedOnTheGraphAndMarkedInTheList() {
+  void shadedMarkedSummedUpAndExported() {
     test::WindowRig rig;
     Form1 w(rig.session.get(), &rig.prompt);
     w.resize(1200, 700);
@@ -77,13 +77,8 @@ class TstUiAnalysis : public QObject {
     QCOMPARE(marks(*model), QList<int>(11, 0));
     rig.session->dataView().setDumpView(false);
     QTRY_COMPARE(w.graphs()->ondo()->image(), plain);
-  }
 
-  void theSummaryPageAndTheWorkbookOfTheSetShown() {
-    test::WindowRig rig;
-    Form1 w(rig.session.get(), &rig.prompt);
-    w.show();
-    QVERIFY(rig.session->openFile(kSet));
+    // The summary page and the workbook of the set shown.
     test::child<QAction>(w, "mCompany")->trigger();
     auto* ask = w.findChild<QInputDialog*>(QStringLiteral("CompanyDialog"));
     QVERIFY(ask);
