@@ -184,9 +184,7 @@ class TestRecordDialogs : public QObject {
     Form12 f(&r.session, nullptr, fixedClock(&now));
     f.show();
     child<QCheckBox>(f, "Check1")->setChecked(true);
-    QCOMPARE(child<QLabel>(f, "Label5")->text(), QStringLiteral("2030/01/15/"));
-    QCOMPARE(child<QLabel>(f, "Label6")->text(), QStringLiteral("08:"));
-    QCOMPARE(child<QLabel>(f, "Label7")->text(), QStringLiteral("00"));
+    CHECK_SHOWN(f, QStringLiteral("window/shown.tsv"), QStringLiteral("reserve at 08:00:20"));
 
     // Before the present minute: refused, back to the present, nothing sent.
     child<QScrollBar>(f, "VScroll2")->setValue(7);
@@ -216,11 +214,10 @@ class TestRecordDialogs : public QObject {
     QDateTime now(QDate(2030, 1, 15), QTime(8, 0, 20));
     Form7 f(&r.session, nullptr, fixedClock(&now));
     f.show();
-    QCOMPARE(f.windowTitle(), QStringLiteral("Reservation"));
-    auto* clock = child<QLabel>(f, "Label1");
-    QCOMPARE(clock->text(), QStringLiteral("2030/01/15 08:00:20"));
+    CHECK_SHOWN(f, QStringLiteral("window/shown.tsv"), QStringLiteral("reservation at 08:00:20"));
     now = now.addSecs(1);
-    QTRY_COMPARE_WITH_TIMEOUT(clock->text(), QStringLiteral("2030/01/15 08:00:21:"), 10000);
+    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(f, "Label1")->text(),
+                              QStringLiteral("2030/01/15 08:00:21:"), 10000);
 
     // Seconds list 2..59, minutes 1..60, the chosen unit's caption beside it.
     auto* combo = child<QComboBox>(f, "Combo2");
@@ -234,8 +231,6 @@ class TestRecordDialogs : public QObject {
     combo->setCurrentText(QStringLiteral("3"));
 
     // The present minute itself may be reserved.
-    QCOMPARE(child<QLabel>(f, "Label6")->text(), QStringLiteral("08:"));
-    QCOMPARE(child<QLabel>(f, "Label7")->text(), QStringLiteral("00"));
     click(f, "Command1");
     QCOMPARE(f.result(), int(QDialog::Accepted));
     QVERIFY(!f.isVisible());
