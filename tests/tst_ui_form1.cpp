@@ -147,8 +147,53 @@ class TestForm1 : public QObject {
     QVERIFY(child<QRadioButton>(w, "Option6")->isChecked());
     QVERIFY(picture("ondo") != ondo && picture("situdo") != situdo);
 
+    // The controls follow the logger's state (the table of each state:
+    // tst_control_states) and are locked during an exchange.
+    auto* record = child<QPushButton>(w, "Command4");
+    auto* once = child<QPushButton>(w, "Command1");
+    auto* continuous = child<QPushButton>(w, "Command2");
+    QCOMPARE(backColour(w, "Label49"), QColor(128, 255, 128));
+    QVERIFY(record->isEnabled() && once->isEnabled());
+    QVERIFY(menuEnabled(w, "m22") && w.findChild<QAction*>(QStringLiteral("mAlarm"))->isEnabled());
+
+    rig.sim->model().setStateBits(sim::DeviceModel::Recording);
+    update(w, *rig.session);
+    QCOMPARE(record->text(), QStringLiteral("Stop"));
+    QVERIFY(!once->isEnabled() && !menuEnabled(w, "m22") && menuEnabled(w, "m21"));
+    QVERIFY(!w.findChild<QAction*>(QStringLiteral("mAlarm"))->isEnabled());
+
+    rig.sim->model().setStateBits(0);
+    update(w, *rig.session);
+    child<QComboBox>(w, "Combo5")->setCurrentText(QStringLiteral("2"));
+    QTest::mouseClick(continuous, Qt::LeftButton);
+    QCOMPARE(continuous->text(), QStringLiteral("Stop"));
+    QVERIFY(continuous->isEnabled() && !record->isEnabled() && !menuEnabled(w, "m2"));
+    // The print button's table entry (tst_control_states) takes the other
+    // print controls with it.
+    const auto printing = [&w] {
+      return QList<bool>{child<QPushButton>(w, "Command24")->isEnabled(),
+                         child<QPushButton>(w, "Command25")->isEnabled(), menuEnabled(w, "m13")};
+    };
+    QCOMPARE(printing(), (QList<bool>{false, false, false}));
+    // Samples arrive and are shown.
+    QTRY_VERIFY_WITH_TIMEOUT(rig.session->data().info(RealTimeData).Points > 1, 20000);
+    QVERIFY(child<QRadioButton>(w, "Option6")->isChecked());
+    QTest::mouseClick(continuous, Qt::LeftButton);  // stop; the save question is declined
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && continuous->text() == "Continuous", 20000);
+    QVERIFY(record->isEnabled());
+    QCOMPARE(printing(), (QList<bool>{true, true, true}));
+
+    // During an exchange the operating controls are locked.
+    QTest::mouseClick(child<QPushButton>(w, "Command11"), Qt::LeftButton);
+    QVERIFY(rig.session->busy());
+    QVERIFY(!record->isEnabled() && !once->isEnabled() && !menuEnabled(w, "m1"));
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 20000);
+    QVERIFY(record->isEnabled() && menuEnabled(w, "m1"));
+
     QTest::mouseClick(child<QPushButton>(w, "Command20"), Qt::LeftButton);
     CHECK_SHOWN(w, QStringLiteral("window/shown.tsv"), QStringLiteral("disconnected"));
+    QCOMPARE(backColour(w, "Label49"), QColor(Qt::black));
+    QVERIFY(!menuEnabled(w, "m33"));
 
     // A logger plugged back in is said; the Tool menu turns this off.
     rig.session->plugBack().timer_.setInterval(10);
@@ -168,39 +213,6 @@ class TestForm1 : public QObject {
     QTest::qWait(200);
     QVERIFY(!rig.session->connected());
     QVERIFY(rig.prompt.messages.isEmpty());
-  }
-
-  // Nothing but a continuous run's start puts the list back in record order.
-  void theListKeepsItsOrder() {
-    WINDOW();
-    Session& s = *rig.session;
-    connectWindow(w, s);
-    w.findChild<QAction*>(QStringLiteral("mDisplayLogDump"))->trigger();
-    auto* list = child<QTreeView>(w, "ListView1");
-    const auto sorted = [list] {
-      return list->header()->isSortIndicatorShown() ? list->header()->sortIndicatorSection() : -1;
-    };
-    list->header()->sectionClicked(DumpModel::TempColumn);
-    QCOMPARE(sorted(), int(DumpModel::TempColumn));
-
-    QTest::mouseClick(child<QPushButton>(w, "Command5"), Qt::LeftButton);
-    QTRY_VERIFY_WITH_TIMEOUT(!s.busy() && s.data().info(LogData).Points > 0, 30000);
-    QCOMPARE(sorted(), int(DumpModel::TempColumn));
-    const auto* model = list->model();
-    const int rows = model->rowCount();
-    QCOMPARE(rows, int(s.data().info(LogData).Points));
-    QVERIFY(model->index(0, 2).data().toString() <= model->index(rows - 1, 2).data().toString());
-    // (The extremes marked by a download: tst_logger_ops; in the list's
-    // rows: tst_dump_model, tst_ui_graphs.)
-
-    QVERIFY(s.openFile(test::csvFixture(QStringLiteral("qm720xc.csv"))));
-    QCOMPARE(sorted(), int(DumpModel::TempColumn));
-
-    QTest::mouseClick(child<QPushButton>(w, "Command2"), Qt::LeftButton);
-    QCOMPARE(sorted(), -1);
-    QTest::mouseClick(child<QPushButton>(w, "Command2"), Qt::LeftButton);
-    QTRY_VERIFY_WITH_TIMEOUT(!s.realtime().running() && !s.busy(), 20000);
-    s.data().closeAndRemove();
   }
 
   void eachDialogAndMenuEntryWorksFromTheWindow() {
@@ -229,6 +241,9 @@ class TestForm1 : public QObject {
       QTRY_VERIFY(!opened(form));
     }
 
+    const auto trigger = [&w](const char* name) {
+      w.findChild<QAction*>(QString::fromLatin1(name))->trigger();
+    };
     // The record button leads through the start dialog to a recording.
     QList<QByteArray> frames;
     QObject::connect(&rig.session->exchange(), &Exchange::frameSent,
@@ -246,21 +261,31 @@ class TestForm1 : public QObject {
     QCOMPARE(child<QLabel>(w, "Label16")->text(), QStringLiteral("Recording"));
     QCOMPARE(child<QPushButton>(w, "Command4")->text(), QStringLiteral("Stop"));
 
-    // Stopped again, the download shows its progress window and ends on the log.
+    // Stopped again, the download shows its progress window and ends on the
+    // log, in the list sorted as it was: nothing but a continuous run's start
+    // puts the list back in record order.
     child<QPushButton>(w, "Command4")->click();
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 20000);
     QCOMPARE(child<QPushButton>(w, "Command4")->text(), QStringLiteral("Start"));
+    trigger("mDisplayLogDump");
+    auto* list = child<QTreeView>(w, "ListView1");
+    const auto sorted = [list] {
+      return list->header()->isSortIndicatorShown() ? list->header()->sortIndicatorSection() : -1;
+    };
+    list->header()->sectionClicked(DumpModel::TempColumn);
     child<QPushButton>(w, "Command5")->click();
     QTRY_VERIFY(opened("DownloadProgress"));
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 30000);
     QTRY_VERIFY(!opened("DownloadProgress"));
     QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("Log"));
     QVERIFY(child<QRadioButton>(w, "Option5")->isChecked());
+    QCOMPARE(sorted(), int(DumpModel::TempColumn));
+    const auto* model = list->model();
+    const int rows = model->rowCount();
+    QCOMPARE(rows, int(rig.session->data().info(LogData).Points));
+    QVERIFY(model->index(0, 2).data().toString() <= model->index(rows - 1, 2).data().toString());
 
     // The menus drive the same operations.
-    const auto trigger = [&w](const char* name) {
-      w.findChild<QAction*>(QString::fromLatin1(name))->trigger();
-    };
     // Status update reads the logger again: a change there shows up.
     rig.sim->model().setStateBits(sim::DeviceModel::Recording);
     trigger("m23");
@@ -290,7 +315,12 @@ class TestForm1 : public QObject {
     QCOMPARE(rig.session->data().info(FileData).Points, rig.session->data().info(LogData).Points);
     QVERIFY(child<QRadioButton>(w, "Option7")->isChecked());
     QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("File"));
+    QCOMPARE(sorted(), int(DumpModel::TempColumn));
     QVERIFY(rig.prompt.messages.isEmpty());
+    QTest::mouseClick(child<QPushButton>(w, "Command2"), Qt::LeftButton);
+    QCOMPARE(sorted(), -1);
+    QTest::mouseClick(child<QPushButton>(w, "Command2"), Qt::LeftButton);
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->realtime().running() && !rig.session->busy(), 20000);
   }
 
   // 1366x768 at a scale of 1.5 leaves 910 of the window's own pixels across.
@@ -375,62 +405,6 @@ class TestForm1 : public QObject {
     QCOMPARE(rig.session->status().RecState, RecState::Idle);
     QCOMPARE(rig.prompt.questions, QStringList{"Is real-time data preserved?"});
     QCOMPARE(scratchAndLock(dir.path()), QStringList());
-  }
-
-  // The table of each state is checked without a window (tst_control_states);
-  // here, that the window applies it as the state changes and locks its
-  // controls during an exchange.
-  void controlsFollowTheLoggerState() {
-    WINDOW();
-    auto* record = child<QPushButton>(w, "Command4");
-    auto* once = child<QPushButton>(w, "Command1");
-    auto* continuous = child<QPushButton>(w, "Command2");
-    auto* port = child<QComboBox>(w, "Combo4");
-
-    connectWindow(w, *rig.session);
-    QCOMPARE(backColour(w, "Label49"), QColor(128, 255, 128));
-    QVERIFY(record->isEnabled() && once->isEnabled() && !port->isEnabled());
-    QVERIFY(menuEnabled(w, "m22") && w.findChild<QAction*>(QStringLiteral("mAlarm"))->isEnabled());
-
-    rig.sim->model().setStateBits(sim::DeviceModel::Recording);
-    update(w, *rig.session);
-    QCOMPARE(record->text(), QStringLiteral("Stop"));
-    QVERIFY(!once->isEnabled() && !menuEnabled(w, "m22") && menuEnabled(w, "m21"));
-    QVERIFY(!w.findChild<QAction*>(QStringLiteral("mAlarm"))->isEnabled());
-
-    rig.sim->model().setStateBits(0);
-    update(w, *rig.session);
-    child<QComboBox>(w, "Combo5")->setCurrentText(QStringLiteral("2"));
-    QTest::mouseClick(continuous, Qt::LeftButton);
-    QCOMPARE(continuous->text(), QStringLiteral("Stop"));
-    QVERIFY(continuous->isEnabled() && !record->isEnabled() && !menuEnabled(w, "m2"));
-    // The print button's table entry (tst_control_states) takes the other
-    // print controls with it.
-    const auto printing = [&w] {
-      return QList<bool>{child<QPushButton>(w, "Command24")->isEnabled(),
-                         child<QPushButton>(w, "Command25")->isEnabled(), menuEnabled(w, "m13")};
-    };
-    QCOMPARE(printing(), (QList<bool>{false, false, false}));
-    // Samples arrive and are shown.
-    QTRY_VERIFY_WITH_TIMEOUT(child<QLabel>(w, "Label2")->text().endsWith(QStringLiteral(" C")),
-                             20000);
-    QVERIFY(child<QRadioButton>(w, "Option6")->isChecked());
-    QTest::mouseClick(continuous, Qt::LeftButton);  // stop; the save question is declined
-    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && continuous->text() == "Continuous", 20000);
-    QVERIFY(record->isEnabled());
-    QCOMPARE(printing(), (QList<bool>{true, true, true}));
-
-    // During an exchange the operating controls are locked.
-    QTest::mouseClick(child<QPushButton>(w, "Command11"), Qt::LeftButton);
-    QVERIFY(rig.session->busy());
-    QVERIFY(!record->isEnabled() && !once->isEnabled() && !menuEnabled(w, "m1"));
-    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 20000);
-    QVERIFY(record->isEnabled() && menuEnabled(w, "m1"));
-
-    QTest::mouseClick(child<QPushButton>(w, "Command20"), Qt::LeftButton);
-    QCOMPARE(backColour(w, "Label49"), QColor(Qt::black));
-    QVERIFY(port->isEnabled() && !menuEnabled(w, "m33"));
-    QCOMPARE(child<QLabel>(w, "Label16")->text(), QStringLiteral("----"));
   }
 
   void closingAsksSavesSettingsAndRemovesScratchFiles() {
