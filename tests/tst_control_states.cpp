@@ -230,7 +230,7 @@ class TestControlStates : public QObject {
   }
 
   void tableOfEachState_data() {
-    QTest::addColumn<QString>("state");  // the emulator's state; empty: never connected
+    QTest::addColumn<QString>("state");  // the emulator's state[@model]; empty: never connected
     QTest::addColumn<int>("shown");      // the DisplayState the status lands in
     QTest::addColumn<QString>("expect");
     static const QStringList states{"NotConnected", "Idle", "Recording", "Reserving", "Continuous"};
@@ -241,7 +241,7 @@ class TestControlStates : public QObject {
     QFETCH(QString, state);
     QFETCH(int, shown);
     QFETCH(QString, expect);
-    Rig r(state);
+    Rig r(state.section(u'@', 0, 0), state.section(u'@', 1));
     if (state.isEmpty()) {
       r.session.statusOp().Status_Disp();
     } else {
@@ -275,27 +275,6 @@ class TestControlStates : public QObject {
                 "Command2=Continuous|Command2+|Command4=Start|Command10+|Command12+|"
                 "Command22+|Command23+|Option5+|Option7+");
     CHECK_TABLE(after, each(kScrollBars, "^"));
-  }
-
-  void alarmsAndModels() {
-    // (A low battery: status/controls.tsv.)
-    // The logger's error bit alone marks the battery, not the end message.
-    Rig err;
-    QString error;
-    QVERIFY2(err.sim->model().loadJson(R"({"model": "QM720-XC", "battery": 3.05,
-        "state": ["error"], "startTime": "2024-05-01 12:00:00", "interval": 60})",
-                                       &error),
-             qPrintable(error));
-    QVERIFY(err.connect());
-    CHECK_TABLE(err.table(), "Label7=ＮＧ 3.05 V|Label7@Red|Label8=|Label8@ButtonFace");
-
-    // Only the QM720-XC has bounds; another model's bound captions go.
-    for (const char* model : {"QM510-XC", "QM720-XCB"}) {
-      Rig r(QStringLiteral("idle.json"), QString::fromLatin1(model));
-      QVERIFY(r.connect());
-      QCOMPARE(r.session.ModelName(), QString::fromLatin1(model));
-      CHECK_TABLE(r.table(), "Label29_|Label31_|Label32_|Label46_|Label7@ButtonFace");
-    }
   }
 };
 
