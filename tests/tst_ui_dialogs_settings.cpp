@@ -29,29 +29,11 @@ using test::click;
 
 namespace {
 
-// The emulator, keeping every byte written to it.
-class ListeningSim : public sim::SimTransport {
- public:
-  QByteArray received;
-  qint64 write(const QByteArray& bytes) override {
-    received += bytes;
-    return SimTransport::write(bytes);
-  }
-};
-
 // A command as the logger receives it (its bytes: tst_link_exchange).
 QByteArray frame(int code, int p2, int p3) { return CommandFrame(1, code, p2, p3); }
 
 struct Rig : test::EmulatorRig {
-  ListeningSim* listening;
-  explicit Rig(const QString& state, ListeningSim* emulator = new ListeningSim)
-      : EmulatorRig(state, QString(), emulator), listening(emulator) {}
-
-  bool connect() {
-    const bool ok = EmulatorRig::connect();
-    listening->received.clear();
-    return ok;
-  }
+  using EmulatorRig::EmulatorRig;
   // A download cancelled before its stream began holds no exchange, yet
   // is not over.
   bool idle() {
@@ -60,8 +42,8 @@ struct Rig : test::EmulatorRig {
       QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
     return !session.busy() && !session.download().downloading();
   }
-  // The received bytes, taken.
-  QByteArray take() { return std::exchange(listening->received, QByteArray()); }
+  // The frames sent since connecting or since the last take, end to end.
+  QByteArray take() { return std::exchange(frames, {}).join(); }
 };
 
 const QString kSetCompletion = QStringLiteral("Set completion");
