@@ -53,7 +53,7 @@ const QString kSetCompletion = QStringLiteral("Set completion");
 class TestSettingsDialogs : public QObject {
   Q_OBJECT
  private Q_SLOTS:
-  void alarmBoundsOpenOnTheLoggerAndAreWritten() {
+  void alarmBoundsAndMemoryModeOpenOnTheLoggerAndAreWritten() {
     Rig r(QStringLiteral("idle.json"));  // upper 30 C on, lower -5 C off
     QVERIFY(r.connect());
     {
@@ -95,21 +95,8 @@ class TestSettingsDialogs : public QObject {
       QVERIFY(r.idle());
       QVERIFY(r.take().startsWith(frame(45, 27, 48) + frame(46, 13 + 128, 132)));
     }
-  }
-
-  void alarmBoundsStayOneDegreeApartWithinTheirRanges() {
-    Rig r(QStringLiteral("idle.json"));  // never connected: the defaults
-    Form11 f(&r.session);
-    QCOMPARE(child<QAbstractSlider>(f, "VScroll1")->value(), Form11::kDefaultUpper);
-    QCOMPARE(child<QAbstractSlider>(f, "VScroll2")->value(), Form11::kDefaultLower);
-    QVERIFY(child<QRadioButton>(f, "Option2")->isChecked());
-    QVERIFY(child<QRadioButton>(f, "Option4")->isChecked());
-    test::checkBoundBars(f, "VScroll1", "VScroll2");
-  }
-
-  void memoryModeOpensOnTheLoggerAndIsWritten() {
-    Rig r(QStringLiteral("idle.json"));  // one time mode
-    QVERIFY(r.connect());
+    // The memory mode, one time on the logger.
+    r.prompt.calls.clear();
     {
       Form8 f(&r.session);
       QVERIFY(child<QPushButton>(f, "Command1")->isDefault());  // Enter presses OK
@@ -128,6 +115,16 @@ class TestSettingsDialogs : public QObject {
       QVERIFY(r.idle());
       QVERIFY(r.take().startsWith(frame(49, 0, 0) + frame(99, 0, 0)));
     }
+  }
+
+  void alarmBoundsStayOneDegreeApartWithinTheirRanges() {
+    Rig r(QStringLiteral("idle.json"));  // never connected: the defaults
+    Form11 f(&r.session);
+    QCOMPARE(child<QAbstractSlider>(f, "VScroll1")->value(), Form11::kDefaultUpper);
+    QCOMPARE(child<QAbstractSlider>(f, "VScroll2")->value(), Form11::kDefaultLower);
+    QVERIFY(child<QRadioButton>(f, "Option2")->isChecked());
+    QVERIFY(child<QRadioButton>(f, "Option4")->isChecked());
+    test::checkBoundBars(f, "VScroll1", "VScroll2");
   }
 
   void identNameIsRefusedWithForbiddenCharactersAndSentOtherwise() {
