@@ -162,7 +162,7 @@ class TstUiPrint : public QObject {
     QCOMPARE(rig.prompt.messages, QStringList{QStringLiteral("There is no data to print.")});
   }
 
-  void pdfGoesThroughTheProcedureOfTheSet() {
+  void printsGoThroughTheProcedureOfTheSetAndFailuresLoseNothing() {
     QTemporaryDir dir;
     Rig rig;
     DataSets& d = rig.session->data();
@@ -217,25 +217,16 @@ class TstUiPrint : public QObject {
     // The file name offered: the name and record 1's time, where CSVs went.
     QCOMPARE(rig.prompt.proposed.last(), QStringLiteral("Kitchen_100501_120000.pdf"));
     QVERIFY(rig.prompt.messages.isEmpty());
-  }
 
-  void failuresAreSaidAndLoseNothing() {
-    QTemporaryDir dir;
-    Rig rig;
-    DataSets& d = rig.session->data();
-    fillSeconds(d, LogData, 40, 60);
-    const double lastTime = d.Get(LogData, 40).Time;
-    Form1 w(rig.session.get(), &rig.prompt);
-    w.show();
-    QList<Printed> printed;
-    QObject::connect(&w, &Form1::printStarted, [&printed](const QString& p, const PrintJob& job) {
-      printed << Printed{p, job};
-    });
-
+    // Failures are said and lose nothing.
+    child<QRadioButton>(w, "Option5")->setChecked(true);
+    child<QRadioButton>(w, "Option8")->setChecked(true);
+    const double lastTime = d.Get(LogData, 30).Time;
     // A PDF that cannot be written: the message, no file, the dialog stays.
     child<QPushButton>(w, "Command23")->click();
     PrintDialog* dlg = openDialog();
     QVERIFY(dlg);
+    choose(dlg, "Option1");  // all records
     choose(dlg, "Option4");
     const QString badPath = dir.filePath(QStringLiteral("missing/out.pdf"));
     rig.prompt.savePaths.enqueue(badPath);
@@ -277,11 +268,11 @@ class TstUiPrint : public QObject {
     QCOMPARE(printed.size(), 1);
     QCOMPARE(printed.last().procedure, QStringLiteral("Log_G_Print"));
     QCOMPARE(printed.last().job.first, 1);
-    QCOMPARE(printed.last().job.last, 40);
+    QCOMPARE(printed.last().job.last, 30);
 
     // The data held is as it was.
-    QCOMPARE(int(d.info(LogData).Points), 40);
-    QCOMPARE(d.Get(LogData, 40).Time, lastTime);
+    QCOMPARE(int(d.info(LogData).Points), 30);
+    QCOMPARE(d.Get(LogData, 30).Time, lastTime);
     QVERIFY(!d.info(LogData).Modified);
   }
 };
