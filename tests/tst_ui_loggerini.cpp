@@ -44,11 +44,15 @@ class TestLoggerIni : public QObject {
     const QString path = dir.filePath(QStringLiteral("Logger.ini"));
     writeRaw(path, QByteArray(200, 'x') + "\r\n2,2,\"old\"\r\n");
     const QStringList v = values.split(u'|');
+    const LoggerIniExtras extras{v.value(3), v.value(4) == u"F"};
     QString error;
-    QVERIFY(LoggerIni_Save(path, {qint16(v[0].toInt()), qint16(v[1].toInt()), v[2]}, &error));
+    QVERIFY(
+        LoggerIni_Save(path, {qint16(v[0].toInt()), qint16(v[1].toInt()), v[2]}, &error, extras));
     QVERIFY(error.isEmpty());
     QCOMPARE(readAll(path), bytes.toUtf8());
-    QCOMPARE(describe(LoggerIni_Read(path)), values);
+    QCOMPARE(describe(LoggerIni_Read(path)), v.mid(0, 3).join(u'|'));
+    const LoggerIniExtras read = LoggerIni_ReadExtras(path);
+    QCOMPARE(QStringList({read.company, read.fahrenheit ? "F" : ""}), v.mid(3, 2));
     // No temporary file is left beside it.
     QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
              QStringList{QStringLiteral("Logger.ini")});
