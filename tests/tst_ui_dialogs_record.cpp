@@ -87,11 +87,9 @@ class TestRecordDialogs : public QObject {
     QCOMPARE(f.result(), int(QDialog::Accepted));
     QVERIFY(r.waitIdle());
     QCOMPARE(r.codes(), QList<int>({40, 41, 45, 46, 49, 1, 2, 3, 4, 5, 6, 25, 11}) + kStatusCodes);
-    QCOMPARE(r.frames[0], CommandFrame(1, 40, 'T', '1'));
-    QCOMPARE(r.frames[1], CommandFrame(1, 41, ' ', ' '));
-    QCOMPARE(r.frames[2], upper);
-    QCOMPARE(r.frames[3], lower);
-    QCOMPARE(r.frames[4], CommandFrame(1, 49, 1, 1));
+    QCOMPARE(r.frames.mid(0, 5),
+             (QByteArrayList{CommandFrame(1, 40, 'T', '1'), CommandFrame(1, 41, ' ', ' '), upper,
+                             lower, CommandFrame(1, 49, 1, 1)}));
     QCOMPARE(r.frame(25), CommandFrame(1, 25, 1, 1));  // every 2 s: the fast start
     QCOMPARE(r.frame(11), CommandFrame(1, 11, 0x82, 2));
     QVERIFY2(r.prompt.calls.isEmpty(), qPrintable(r.prompt.messages().join('|')));
@@ -127,14 +125,10 @@ class TestRecordDialogs : public QObject {
     QCOMPARE(upper->value(), 43);
 
     // The value list follows the unit; a value both lists hold is kept.
-    auto* combo = child<QComboBox>(f, "Combo2");
     child<QRadioButton>(f, "Option1")->setChecked(true);
-    QCOMPARE(combo->itemText(0), QStringLiteral("2"));
-    QCOMPARE(combo->itemText(combo->count() - 1), QStringLiteral("59"));
-    QCOMPARE(combo->currentText(), QStringLiteral("10"));
+    CHECK_SHOWN(f, QStringLiteral("window/shown.tsv"), QStringLiteral("interval in seconds"));
     child<QRadioButton>(f, "Option2")->setChecked(true);
-    QCOMPARE(combo->itemText(0), QStringLiteral("1"));
-    QCOMPARE(combo->itemText(combo->count() - 1), QStringLiteral("60"));
+    CHECK_SHOWN(f, QStringLiteral("window/shown.tsv"), QStringLiteral("interval in minutes"));
 
     // Settings no list holds open as five seconds; a whole hour as 60 min.
     LoggerStatus held = r.session.status();
@@ -202,10 +196,9 @@ class TestRecordDialogs : public QObject {
     QVERIFY(r.waitIdle());
     QCOMPARE(r.codes(),
              QList<int>({40, 41, 45, 46, 49, 1, 2, 3, 4, 5, 6, 25, 31, 32, 33, 17}) + kStatusCodes);
-    QCOMPARE(r.frame(31), CommandFrame(1, 31, 16, 0));
-    QCOMPARE(r.frame(32), CommandFrame(1, 32, 8, 0));
-    QCOMPARE(r.frame(33), CommandFrame(1, 33, 45, 0));
-    QCOMPARE(r.frame(17), CommandFrame(1, 17, 0x83, 10));
+    QCOMPARE(r.frames.mid(12, 4),
+             (QByteArrayList{CommandFrame(1, 31, 16, 0), CommandFrame(1, 32, 8, 0),
+                             CommandFrame(1, 33, 45, 0), CommandFrame(1, 17, 0x83, 10)}));
     QCOMPARE(r.session.view().Label16, QStringLiteral("Reserving"));
   }
 
@@ -220,15 +213,14 @@ class TestRecordDialogs : public QObject {
                               QStringLiteral("2030/01/15 08:00:21:"), 10000);
 
     // Seconds list 2..59, minutes 1..60, the chosen unit's caption beside it.
-    auto* combo = child<QComboBox>(f, "Combo2");
     child<QRadioButton>(f, "Option1")->setChecked(true);
-    QCOMPARE(combo->count(), 58);
+    CHECK_SHOWN(f, QStringLiteral("window/shown.tsv"), QStringLiteral("interval in seconds"));
     child<QRadioButton>(f, "Option2")->setChecked(true);
-    QCOMPARE(combo->count(), 60);
+    CHECK_SHOWN(f, QStringLiteral("window/shown.tsv"), QStringLiteral("interval in minutes"));
     QVERIFY(f.findChildren<QLabel*>().end() !=
             std::find_if(f.findChildren<QLabel*>().begin(), f.findChildren<QLabel*>().end(),
                          [](QLabel* l) { return l->text() == QLatin1String("Min"); }));
-    combo->setCurrentText(QStringLiteral("3"));
+    child<QComboBox>(f, "Combo2")->setCurrentText(QStringLiteral("3"));
 
     // The present minute itself may be reserved.
     click(f, "Command1");
@@ -236,11 +228,10 @@ class TestRecordDialogs : public QObject {
     QVERIFY(!f.isVisible());
     QVERIFY(r.waitIdle());
     QCOMPARE(r.codes(), QList<int>({1, 2, 3, 4, 5, 6, 25, 31, 32, 33, 17}) + kStatusCodes);
-    QCOMPARE(r.frame(25), CommandFrame(1, 25, 0, 0));
-    QCOMPARE(r.frame(31), CommandFrame(1, 31, 15, 0));
-    QCOMPARE(r.frame(32), CommandFrame(1, 32, 8, 0));
-    QCOMPARE(r.frame(33), CommandFrame(1, 33, 0, 0));
-    QCOMPARE(r.frame(17), CommandFrame(1, 17, 0x83, 3));
+    QCOMPARE(r.frames.mid(6, 5),
+             (QByteArrayList{CommandFrame(1, 25, 0, 0), CommandFrame(1, 31, 15, 0),
+                             CommandFrame(1, 32, 8, 0), CommandFrame(1, 33, 0, 0),
+                             CommandFrame(1, 17, 0x83, 3)}));
     QVERIFY2(r.prompt.calls.isEmpty(), qPrintable(r.prompt.messages().join('|')));
   }
 
