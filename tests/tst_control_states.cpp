@@ -100,8 +100,6 @@ void parseState(const QString& items, LoggerStatus* st, StatusLink* link) {
       st->UpperOn = n != 0;
     else if (key == "lower")
       st->LowerRaw = n;
-    else if (key == "lowerOn")
-      st->LowerOn = n != 0;
     else if (key == "battery")
       st->BatteryVoltage = v;
     else if (key == "error")
