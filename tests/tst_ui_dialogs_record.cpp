@@ -138,11 +138,8 @@ class TestRecordDialogs : public QObject {
     held.SetInterval = 3600;
     QCOMPARE(RecordingOperation::StartDefaultsFrom(held).intervalValue, 60);
     QVERIFY(RecordingOperation::StartDefaultsFrom(held).minutes);
-  }
 
-  void startDialogRefusesAForbiddenName() {
-    CONNECTED(r, QStringLiteral("idle.json"));
-    Form12 f(&r.session);
+    // A forbidden name is refused.
     f.show();
     auto* text = child<QLineEdit>(f, "Text1");
     text->setText(QStringLiteral("A/B"));

@@ -52,7 +52,7 @@ const QString kSetCompletion = QStringLiteral("Set completion");
 class TestSettingsDialogs : public QObject {
   Q_OBJECT
  private Q_SLOTS:
-  void alarmBoundsAndMemoryModeOpenOnTheLoggerAndAreWritten() {
+  void settingsOpenOnTheLoggerAndAreWritten() {
     Rig r(QStringLiteral("idle.json"));  // upper 30 C on, lower -5 C off
     QVERIFY(r.connect());
     {
@@ -109,21 +109,10 @@ class TestSettingsDialogs : public QObject {
       QVERIFY(r.idle());
       QVERIFY(r.take().startsWith(frame(49, 0, 0) + frame(99, 0, 0)));
     }
-  }
 
-  void alarmBoundsStayOneDegreeApartWithinTheirRanges() {
-    Rig r(QStringLiteral("idle.json"));  // never connected: the defaults
-    Form11 f(&r.session);
-    QCOMPARE(child<QAbstractSlider>(f, "VScroll1")->value(), Form11::kDefaultUpper);
-    QCOMPARE(child<QAbstractSlider>(f, "VScroll2")->value(), Form11::kDefaultLower);
-    QVERIFY(child<QRadioButton>(f, "Option2")->isChecked());
-    QVERIFY(child<QRadioButton>(f, "Option4")->isChecked());
-    test::checkBoundBars(f, "VScroll1", "VScroll2");
-  }
-
-  void identNameIsRefusedWithForbiddenCharactersAndSentOtherwise() {
-    Rig r(QStringLiteral("idle.json"));  // name LAB1
-    QVERIFY(r.connect());
+    // The identification name: refused with a forbidden character, sent
+    // otherwise.
+    r.prompt.calls.clear();
     Form2 f(&r.session);
     QVERIFY(child<QPushButton>(f, "Command1")->isDefault());  // Enter presses OK
     QCOMPARE(f.windowTitle(), QStringLiteral("Recognition name setting"));
@@ -156,6 +145,16 @@ class TestSettingsDialogs : public QObject {
     // Reopened: the padding is not in the way of typing on.
     Form2 again(&r.session);
     QCOMPARE(child<QLineEdit>(again, "Text1")->text(), QStringLiteral("AB"));
+  }
+
+  void alarmBoundsStayOneDegreeApartWithinTheirRanges() {
+    Rig r(QStringLiteral("idle.json"));  // never connected: the defaults
+    Form11 f(&r.session);
+    QCOMPARE(child<QAbstractSlider>(f, "VScroll1")->value(), Form11::kDefaultUpper);
+    QCOMPARE(child<QAbstractSlider>(f, "VScroll2")->value(), Form11::kDefaultLower);
+    QVERIFY(child<QRadioButton>(f, "Option2")->isChecked());
+    QVERIFY(child<QRadioButton>(f, "Option4")->isChecked());
+    test::checkBoundBars(f, "VScroll1", "VScroll2");
   }
 
   void communicationSettingConnectsAndDisconnects() {
