@@ -313,11 +313,10 @@ class TestRecordDialogs : public QObject {
     QDateTime now(QDate(2030, 1, 15), QTime(8, 0, 0));
     Form6 f(&r.session, nullptr, fixedClock(&now));
     f.show();
-    QCOMPARE(f.windowTitle(), QStringLiteral("Clock setting"));
-    auto* label = child<QLabel>(f, "Label1");
-    QCOMPARE(label->text(), QStringLiteral("2030/01/15 08:00:00"));
+    CHECK_SHOWN(f, QStringLiteral("window/shown.tsv"), QStringLiteral("clock at 08:00:00"));
     now = now.addSecs(5);
-    QTRY_COMPARE_WITH_TIMEOUT(label->text(), QStringLiteral("2030/01/15 08:00:05"), 10000);
+    QTRY_COMPARE_WITH_TIMEOUT(child<QLabel>(f, "Label1")->text(),
+                              QStringLiteral("2030/01/15 08:00:05"), 10000);
 
     click(f, "Command1");
     QVERIFY(!f.isVisible());
