@@ -129,8 +129,7 @@ class TstUiPrint : public QObject {
     // Each entry point opens the dialog of the view, modal, on the set shown.
     auto* graphButton = child<QPushButton>(w, "Command24");
     auto* listButton = child<QPushButton>(w, "Command25");
-    QCOMPARE(graphButton->text(), QStringLiteral("Print graphs…"));
-    QCOMPARE(listButton->text(), QStringLiteral("Print list…"));
+    // (Their captions: window/shown.tsv, first state.)
 
     const auto trigger = [&w](const char* control) {
       if (auto* b = w.findChild<QPushButton*>(QString::fromLatin1(control)))
