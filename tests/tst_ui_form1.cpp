@@ -191,23 +191,18 @@ class TestForm1 : public QObject {
     QCOMPARE(backColour(w, "Label49"), QColor(Qt::black));
     QVERIFY(!menuEnabled(w, "m33"));
 
-    // A logger plugged back in is said; the Tool menu turns this off.
+    // A logger plugged back in is said; the Tool menu turns this off (what
+    // either does to the link: tst_link_connection).
     rig.session->plugBack().timer_.setInterval(10);
     connectWindow(w, *rig.session);
     rig.sim->unplug();
-    QCOMPARE(label("StatusBar1_Panel1"), QStringLiteral("Unconnection"));
     rig.sim->plugIn();
     QTRY_VERIFY_WITH_TIMEOUT(rig.session->connected() && !rig.session->busy(), 20000);
-    QCOMPARE(label("StatusBar1_Panel1"), QStringLiteral("Communicating\u3000Port1"));
     QCOMPARE(label("StatusBar1_Panel2"), PlugBack::ReconnectedText(QStringLiteral("1")));
     auto* entry = w.findChild<QAction*>(QStringLiteral("mPlugBack"));
     QVERIFY(entry && entry->isChecked());
     entry->trigger();
     QVERIFY(!rig.session->plugBack().enabled());
-    rig.sim->unplug();
-    rig.sim->plugIn();
-    QTest::qWait(200);
-    QVERIFY(!rig.session->connected());
     QVERIFY(rig.prompt.messages.isEmpty());
   }
 
