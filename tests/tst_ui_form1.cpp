@@ -249,8 +249,7 @@ class TestForm1 : public QObject {
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && !frames.isEmpty(), 20000);
     QVERIFY(!opened("Form12"));
     QCOMPARE(frames.first().mid(0, 4), CommandFrame(1, 40, 0, 0).mid(0, 4));
-    QCOMPARE(child<QLabel>(w, "Label16")->text(), QStringLiteral("Recording"));
-    QCOMPARE(child<QPushButton>(w, "Command4")->text(), QStringLiteral("Stop"));
+    CHECK_SHOWN(w, QStringLiteral("window/shown.tsv"), QStringLiteral("recording"));
 
     // Stopped again, the download shows its progress window and ends on the
     // log, in the list sorted as it was: nothing but a continuous run's start
@@ -268,8 +267,7 @@ class TestForm1 : public QObject {
     QTRY_VERIFY(opened("DownloadProgress"));
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 30000);
     QTRY_VERIFY(!opened("DownloadProgress"));
-    QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("Log"));
-    QVERIFY(child<QRadioButton>(w, "Option5")->isChecked());
+    CHECK_SHOWN(w, QStringLiteral("window/shown.tsv"), QStringLiteral("log shown"));
     QCOMPARE(sorted(), int(DumpModel::TempColumn));
     const auto* model = list->model();
     const int rows = model->rowCount();
@@ -304,8 +302,7 @@ class TestForm1 : public QObject {
     rig.prompt.openPaths << csv;
     trigger("m11");
     QCOMPARE(rig.session->data().info(FileData).Points, rig.session->data().info(LogData).Points);
-    QVERIFY(child<QRadioButton>(w, "Option7")->isChecked());
-    QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("File"));
+    CHECK_SHOWN(w, QStringLiteral("window/shown.tsv"), QStringLiteral("file shown"));
     QCOMPARE(sorted(), int(DumpModel::TempColumn));
     QVERIFY(rig.prompt.messages.isEmpty());
     QTest::mouseClick(child<QPushButton>(w, "Command2"), Qt::LeftButton);
