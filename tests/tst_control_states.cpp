@@ -6,7 +6,6 @@
 #include "data/formats.h"
 #include "logger/controls.h"
 #include "logger/session.h"
-#include "support/data_fixtures.h"
 #include "support/data_table.h"
 #include "support/emulator_rig.h"
 
@@ -101,8 +100,6 @@ void parseState(const QString& items, LoggerStatus* st, StatusLink* link) {
       st->UpperOn = n != 0;
     else if (key == "lower")
       st->LowerRaw = n;
-    else if (key == "lowerOn")
-      st->LowerOn = n != 0;
     else if (key == "battery")
       st->BatteryVoltage = v;
     else if (key == "error")
@@ -172,15 +169,7 @@ class TestControlStates : public QObject {
   Q_OBJECT
  private Q_SLOTS:
   void statusDisplayIsAFunctionOfTheStatus_data() {
-    QTest::addColumn<QString>("state");
-    QTest::addColumn<QString>("expect");
-    const QString table =
-        QString::fromUtf8(test::readFile(QStringLiteral(HYGROTAB_TEST_DATA "/status/display.tsv")));
-    for (const QString& line : table.split(u'\n', Qt::SkipEmptyParts)) {
-      if (line.startsWith(u'#')) continue;
-      const QStringList cols = line.split(u'\t');
-      QTest::newRow(qPrintable(cols.value(0))) << cols.value(1) << cols.value(2);
-    }
+    test::addDataRows(QStringLiteral("status/display.tsv"), {"state", "expect"});
   }
   void statusDisplayIsAFunctionOfTheStatus() {
     QFETCH(QString, state);
@@ -239,7 +228,7 @@ class TestControlStates : public QObject {
   }
 
   void tableOfEachState_data() {
-    QTest::addColumn<QString>("state");  // the emulator's state; empty: never connected
+    QTest::addColumn<QString>("state");  // the emulator's state[@model]; empty: never connected
     QTest::addColumn<int>("shown");      // the DisplayState the status lands in
     QTest::addColumn<QString>("expect");
     static const QStringList states{"NotConnected", "Idle", "Recording", "Reserving", "Continuous"};
@@ -250,7 +239,7 @@ class TestControlStates : public QObject {
     QFETCH(QString, state);
     QFETCH(int, shown);
     QFETCH(QString, expect);
-    Rig r(state);
+    Rig r(state.section(u'@', 0, 0), state.section(u'@', 1));
     if (state.isEmpty()) {
       r.session.statusOp().Status_Disp();
     } else {
@@ -284,34 +273,6 @@ class TestControlStates : public QObject {
                 "Command2=Continuous|Command2+|Command4=Start|Command10+|Command12+|"
                 "Command22+|Command23+|Option5+|Option7+");
     CHECK_TABLE(after, each(kScrollBars, "^"));
-  }
-
-  void alarmsAndModels() {
-    // A low battery reads ＮＧ on red, and the end by low voltage is shown in red.
-    Rig low(QStringLiteral("lowbattery.json"));
-    QVERIFY(low.connect());
-    CHECK_TABLE(low.table(),
-                "Label7=ＮＧ 2.49 V|Label7@Red|"
-                "Label8=End due to the voltage decrease.|Label8@Red|"
-                "Command4=Start");
-
-    // The logger's error bit alone marks the battery, not the end message.
-    Rig err;
-    QString error;
-    QVERIFY2(err.sim->model().loadJson(R"({"model": "QM720-XC", "battery": 3.05,
-        "state": ["error"], "startTime": "2024-05-01 12:00:00", "interval": 60})",
-                                       &error),
-             qPrintable(error));
-    QVERIFY(err.connect());
-    CHECK_TABLE(err.table(), "Label7=ＮＧ 3.05 V|Label7@Red|Label8=|Label8@ButtonFace");
-
-    // Only the QM720-XC has bounds; another model's bound captions go.
-    for (const char* model : {"QM510-XC", "QM720-XCB"}) {
-      Rig r(QStringLiteral("idle.json"), QString::fromLatin1(model));
-      QVERIFY(r.connect());
-      QCOMPARE(r.session.ModelName(), QString::fromLatin1(model));
-      CHECK_TABLE(r.table(), "Label29_|Label31_|Label32_|Label46_|Label7@ButtonFace");
-    }
   }
 };
 

@@ -1,7 +1,7 @@
 // The window's evidence additions: "Show excursions" shades the stretches
 // outside the limits on the temperature graph and marks their rows in the
 // list (off, both are as they were); the company name and the unit reach the
-// summary page of a print and are kept in the settings file.
+// summary page of a print (their lines in the settings file: tst_ui_loggerini).
 #include <QAction>
 #include <QCheckBox>
 #include <QInputDialog>
@@ -15,7 +15,6 @@
 
 #include "app/form1.h"
 #include "app/graphpanel.h"
-#include "app/loggerini.h"
 #include "data/dump.h"
 #include "dialogs/form9.h"
 #include "logger/session.h"
@@ -49,7 +48,7 @@ QList<int> marks(const DumpModel& m) {
 class TstUiAnalysis : public QObject {
   Q_OBJECT
  private Q_SLOTS:
-  void shadedOnTheGraphAndMarkedInTheList() {
+  void shadedMarkedSummedUpAndExported() {
     test::WindowRig rig;
     Form1 w(rig.session.get(), &rig.prompt);
     w.resize(1200, 700);
@@ -77,13 +76,8 @@ class TstUiAnalysis : public QObject {
     QCOMPARE(marks(*model), QList<int>(11, 0));
     rig.session->dataView().setDumpView(false);
     QTRY_COMPARE(w.graphs()->ondo()->image(), plain);
-  }
 
-  void theSummaryPageAndTheWorkbookOfTheSetShown() {
-    test::WindowRig rig;
-    Form1 w(rig.session.get(), &rig.prompt);
-    w.show();
-    QVERIFY(rig.session->openFile(kSet));
+    // The summary page and the workbook of the set shown.
     test::child<QAction>(w, "mCompany")->trigger();
     auto* ask = w.findChild<QInputDialog*>(QStringLiteral("CompanyDialog"));
     QVERIFY(ask);
@@ -136,19 +130,6 @@ class TstUiAnalysis : public QObject {
       QVERIFY2(rows(QStringLiteral("window")).size() > 5, sheet);
       QCOMPARE(rows(QStringLiteral("window")), rows(QStringLiteral("tool")));
     }
-  }
-
-  void theSettingsFileKeepsThemAfterItsOwnLine() {
-    QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("Logger.ini"));
-    const LoggerIniValues v{3, 0, QStringLiteral("/data")};
-    const LoggerIniExtras extras{QStringLiteral("ACME, \"Cold\" Storage"), true};
-    QVERIFY(LoggerIni_Save(path, v, nullptr, extras));
-    QCOMPARE(test::readFile(path),
-             LoggerIni_Line(v) + "Company=ACME, \"Cold\" Storage\r\nUnit=F\r\n");
-    QCOMPARE(LoggerIni_Read(path).port, qint16(3));
-    QCOMPARE(LoggerIni_ReadExtras(path).company, extras.company);
-    QVERIFY(LoggerIni_ReadExtras(path).fahrenheit);
   }
 };
 

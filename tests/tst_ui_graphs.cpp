@@ -103,32 +103,11 @@ class TstUiGraphs : public QObject {
     QVERIFY(stack->currentWidget() != list);
   }
 
-  // The limits' arithmetic is tst_render_graph's; here, that the bars take
-  // the limits of the set shown, the wider span at the left end.
-  void scrollLimitsFollowTheData() {
-    Rig rig;
-    DataSets& d = rig.session->data();
-    addSample(d, LogData, 20, 50, {}, kNoon);
-    addSample(d, LogData, 21, 51, {}, kNoon + 32768 / 86400.0);
-    addSample(d, RealTimeData, 20, 50, {}, kNoon);
-    addSample(d, RealTimeData, 21, 51, {}, kNoon + 20 / 86400.0);
-    Form1 w(rig.session.get(), &rig.prompt);
-    w.show();
-    auto* span = child<QScrollBar>(w, "HScroll1");
-    QCOMPARE(span->maximum(), 32767);
-    QVERIFY(span->invertedAppearance());
-    QCOMPARE(child<QScrollBar>(w, "HScroll3")->maximum(), 32767);
-
-    // With the span wider than the data the position bar cannot move.
-    QTest::mouseClick(child<QRadioButton>(w, "Option6"), Qt::LeftButton);
-    QCOMPARE(span->maximum(), 50);
-    span->setValue(span->maximum());
-    QCOMPARE(child<QScrollBar>(w, "HScroll2")->maximum(), 0);
-  }
-
   void barsRedrawTheirGraphsOnRelease() {
     Rig rig;
     fillSeconds(rig.session->data(), LogData, 2000, 10);
+    addSample(rig.session->data(), RealTimeData, 20, 50, {}, kNoon);
+    addSample(rig.session->data(), RealTimeData, 21, 51, {}, kNoon + 20 / 86400.0);
     SHOW_WINDOW(w, rig, QSize(1200, 800));
     auto* span = child<QScrollBar>(w, "HScroll1");
     auto* hpos = child<QScrollBar>(w, "HScroll4");
@@ -192,6 +171,14 @@ class TstUiGraphs : public QObject {
     QCOMPARE(child<QScrollBar>(w, "HScroll3")->value(), 600);
     QCOMPARE(child<QScrollBar>(w, "VScroll4")->value(), 400);
     QVERIFY(pictureKey(w, "situdo") != h);
+
+    // The bars take the limits of the set shown (their arithmetic:
+    // tst_render_graph): with the span wider than the data the position bar
+    // cannot move.
+    QTest::mouseClick(child<QRadioButton>(w, "Option6"), Qt::LeftButton);
+    QCOMPARE(span->maximum(), 50);
+    span->setValue(span->maximum());
+    QCOMPARE(child<QScrollBar>(w, "HScroll2")->maximum(), 0);
   }
 
   void mouseReadOutInTheStatusBar() {
@@ -246,74 +233,32 @@ class TstUiGraphs : public QObject {
     QVERIFY(m);
     QCOMPARE(m->rowCount(), 4);
 
+    // A head clicked twice sorts the list down by it (the order of the
+    // texts: tst_dump_model).
     clickHeader(list, DumpModel::TempColumn);
-    QCOMPARE(column(m, DumpModel::TempColumn),
-             QStringList({"-5.00", "10.00", "23.46", "9.00"}));  // by text
     clickHeader(list, DumpModel::TempColumn);
     QCOMPARE(column(m, DumpModel::TempColumn), QStringList({"9.00", "23.46", "10.00", "-5.00"}));
     QCOMPARE(list->header()->sortIndicatorOrder(), Qt::DescendingOrder);
-    // Another column keeps the order: only the same column flips it.
-    clickHeader(list, DumpModel::RecordNoColumn);
-    QCOMPARE(column(m, DumpModel::RecordNoColumn),
-             QStringList({"00004", "00003", "00002", "00001"}));
-    clickHeader(list, DumpModel::RecordNoColumn);
-    QCOMPARE(column(m, DumpModel::RecordNoColumn),
-             QStringList({"00001", "00002", "00003", "00004"}));
 
     // A row clicked is read out in the status bar.
     auto* panel = child<QLabel>(w, "StatusBar1_Panel1");
     const QRect r = list->visualRect(m->index(3, 1));
     QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, r.center());
-    QCOMPARE(panel->text(), QStringLiteral("Date 2010/05/01 12:03:00   Temperature 23.46 C   "
+    QCOMPARE(panel->text(), QStringLiteral("Date 2010/05/01 12:02:00   Temperature -5.00 C   "
                                            "Humidity 55.10 %RH"));
 
     // Extremes marked afterwards show in their rows without the list being
     // refilled: the selected row stays selected.
-    list->setCurrentIndex(m->index(2, 0));
+    list->setCurrentIndex(m->index(3, 0));
     Stats_Mark(d, LogData);
     Q_EMIT rig.session->dataSetChanged(LogData);
-    QCOMPARE(list->currentIndex().row(), 2);
-    QVERIFY(m->cellText(2, DumpModel::RemarksColumn).trimmed().size() > 0);
+    QCOMPARE(list->currentIndex().row(), 3);
+    QVERIFY(m->cellText(3, DumpModel::RemarksColumn).trimmed().size() > 0);
   }
 
-  void droppedCsvIsShownAsTheFileSet() {
-    Rig rig;
-    fillSeconds(rig.session->data(), LogData, 10, 60);
-    SHOW_WINDOW(w, rig);
-    QVERIFY(w.acceptDrops());
-    const qint64 before = pictureKey(w, "ondo");
-
-    const auto drop = [&w](const QString& path) {
-      QMimeData mime;
-      mime.setUrls({QUrl::fromLocalFile(path)});
-      QDragEnterEvent enter(QPoint(50, 50), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
-      QApplication::sendEvent(&w, &enter);
-      QVERIFY(enter.isAccepted());
-      QDropEvent ev(QPointF(50, 50), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
-      QApplication::sendEvent(&w, &ev);
-    };
-    drop(test::csvFixture(QStringLiteral("qm720xc.csv")));
-    QVERIFY2(rig.prompt.messages.isEmpty(), qPrintable(rig.prompt.messages.join('|')));
-    QCOMPARE(w.shownSet(), int(FileData));
-    QVERIFY(child<QRadioButton>(w, "Option7")->isChecked());
-    QCOMPARE(rig.session->data().info(FileData).Points, qint16(4));
-    QVERIFY(pictureKey(w, "ondo") != before);
-    QVERIFY(child<QLabel>(w, "FileInfo")->text().contains(QStringLiteral(" Point")));
-
-    // A file of another kind: a message, and the file set stays as it was.
-    QTemporaryDir dir;
-    const QString junk = dir.filePath(QStringLiteral("notes.csv"));
-    QFile f(junk);
-    QVERIFY(f.open(QIODevice::WriteOnly));
-    f.write("hello,world\n");
-    f.close();
-    drop(junk);
-    QCOMPARE(rig.prompt.messages.size(), 1);
-    QCOMPARE(rig.session->data().info(FileData).Points, qint16(4));
-    QCOMPARE(w.shownSet(), int(FileData));
-  }
-
-  void graphImageIsSavedOrRefused() {
+  // The graphs are saved as one image (a path that cannot be written is
+  // said); a CSV file dropped on the window is shown as the file set.
+  void graphImageIsSavedAndADroppedCsvShown() {
     Rig rig;
     fillSeconds(rig.session->data(), LogData, 100, 30);
     SHOW_WINDOW(w, rig);
@@ -329,29 +274,27 @@ class TstUiGraphs : public QObject {
     QCOMPARE(saved.pixel(top.width() / 2, top.height() / 2),
              top.pixel(top.width() / 2, top.height() / 2));
     QVERIFY(rig.prompt.messages.isEmpty());
-
     action(w, "mSaveGraph")->trigger();
     QCOMPARE(rig.prompt.messages.size(), 1);
     QVERIFY(
         rig.prompt.messages[0].startsWith(QStringLiteral("The graph image could not be saved.")));
-  }
 
-  void realTimeSampleIsDrawn() {
-    Rig rig;
-    fillSeconds(rig.session->data(), LogData, 10, 60);
-    SHOW_WINDOW(w, rig);
-    w.connectOnce(QStringLiteral("1"));
-    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && rig.session->connected(), 20000);
+    rig.prompt.messages.clear();
+    QVERIFY(w.acceptDrops());
     const qint64 before = pictureKey(w, "ondo");
-    QTest::mouseClick(child<QPushButton>(w, "Command1"), Qt::LeftButton);
-    // Points counts the sample from its temperature on; it is complete (and
-    // shown) once its humidity is in and the exchange has ended.
-    QTRY_VERIFY_WITH_TIMEOUT(
-        rig.session->data().info(RealTimeData).Points == 1 && !rig.session->busy(), 20000);
-    QCOMPARE(w.shownSet(), int(RealTimeData));
-    QVERIFY(child<QRadioButton>(w, "Option6")->isChecked());
+    QMimeData mime;
+    mime.setUrls({QUrl::fromLocalFile(test::csvFixture(QStringLiteral("qm720xc.csv")))});
+    QDragEnterEvent enter(QPoint(50, 50), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&w, &enter);
+    QVERIFY(enter.isAccepted());
+    QDropEvent drop(QPointF(50, 50), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&w, &drop);
+    QVERIFY2(rig.prompt.messages.isEmpty(), qPrintable(rig.prompt.messages.join('|')));
+    QCOMPARE(w.shownSet(), int(FileData));
+    QVERIFY(child<QRadioButton>(w, "Option7")->isChecked());
+    QCOMPARE(rig.session->data().info(FileData).Points, qint16(4));
     QVERIFY(pictureKey(w, "ondo") != before);
-    QVERIFY(pictureKey(w, "situdo") != before);
+    QVERIFY(child<QLabel>(w, "FileInfo")->text().contains(QStringLiteral(" Point")));
   }
 };
 

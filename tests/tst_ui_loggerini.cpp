@@ -34,26 +34,25 @@ QString describe(const LoggerIniValues& v) {
 class TestLoggerIni : public QObject {
   Q_OBJECT
  private Q_SLOTS:
+  void writesOneLineAndReadsItBack_data() {
+    test::addDataRows(QStringLiteral("loggerini/write.tsv"), {"values", "bytes"});
+  }
   void writesOneLineAndReadsItBack() {
+    QFETCH(QString, values);
+    QFETCH(QString, bytes);
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("Logger.ini"));
-    // An older, longer file is replaced entirely.
     writeRaw(path, QByteArray(200, 'x') + "\r\n2,2,\"old\"\r\n");
+    const QStringList v = values.split(u'|');
+    const LoggerIniExtras extras{v.value(3), v.value(4) == u"F"};
     QString error;
-    QVERIFY(LoggerIni_Save(path, {3, 0, QStringLiteral("C:\\data")}, &error));
+    QVERIFY(
+        LoggerIni_Save(path, {qint16(v[0].toInt()), qint16(v[1].toInt()), v[2]}, &error, extras));
     QVERIFY(error.isEmpty());
-    QCOMPARE(readAll(path), QByteArray("3,0,\"C:\\data\"\r\n"));
-    QCOMPARE(describe(LoggerIni_Read(path)), QStringLiteral("3|0|C:\\data"));
-
-    // Commas and quotes inside the folder, negative numbers, non-ASCII.
-    const LoggerIniValues odd{-32768, 32767, QStringLiteral("/home/jürgen/a,b \"c\"")};
-    QVERIFY(LoggerIni_Save(path, odd));
-    QCOMPARE(readAll(path), QByteArray("-32768,32767,\"/home/j\xC3\xBCrgen/a,b \"\"c\"\"\"\r\n"));
-    QCOMPARE(describe(LoggerIni_Read(path)), describe(odd));
-
-    QVERIFY(LoggerIni_Save(path, {12, 5, QString()}));
-    QCOMPARE(readAll(path), QByteArray("12,5,\"\"\r\n"));
-    QCOMPARE(describe(LoggerIni_Read(path)), QStringLiteral("12|5|"));
+    QCOMPARE(readAll(path), bytes.toUtf8());
+    QCOMPARE(describe(LoggerIni_Read(path)), v.mid(0, 3).join(u'|'));
+    const LoggerIniExtras read = LoggerIni_ReadExtras(path);
+    QCOMPARE(QStringList({read.company, read.fahrenheit ? "F" : ""}), v.mid(3, 2));
     // No temporary file is left beside it.
     QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
              QStringList{QStringLiteral("Logger.ini")});
@@ -77,16 +76,11 @@ class TestLoggerIni : public QObject {
     QCOMPARE(describe(LoggerIni_Read(path)), expect);
   }
 
-  void aMissingFileGivesTheDefaults() {
-    QTemporaryDir dir;
-    QCOMPARE(describe(LoggerIni_Read(dir.filePath(QStringLiteral("Logger.ini")))),
-             QStringLiteral("1|0|"));
-    QCOMPARE(describe(LoggerIni_Read(dir.path())), QStringLiteral("1|0|"));  // a folder
-  }
-
-  void aFailedSaveKeepsTheOldFile() {
+  void aMissingFileGivesTheDefaultsAndAFailedSaveKeepsTheOldFile() {
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("Logger.ini"));
+    QCOMPARE(describe(LoggerIni_Read(path)), QStringLiteral("1|0|"));
+    QCOMPARE(describe(LoggerIni_Read(dir.path())), QStringLiteral("1|0|"));  // a folder
     QVERIFY(LoggerIni_Save(path, {3, 0, QStringLiteral("/data")}));
     const QByteArray old = readAll(path);
     const LoggerIniValues next{4, 0, QStringLiteral("/a/much/longer/folder/than/before")};

@@ -81,28 +81,26 @@ class TstUiPrompt : public QObject {
     QCOMPARE(QtPrompt::withExtension(typed, filter), saved);
   }
 
-  void saveDialogOffersAndGivesTheExtension() {
+  void saveDialogGivesTheExtensionAndAsksBeforeReplacing() {
     QTemporaryDir dir;
     QtPrompt prompt;
     prompt.startFolder = dir.path();
     QString offered;
-    ModalSteps steps({typeName(QStringLiteral("report"), &offered)});
     bool failed = true;
-    const auto path = prompt.saveFileName(QStringLiteral("ROOM1_100501_130405"), kCsv, &failed);
-    QVERIFY(steps.done());
+    {
+      ModalSteps steps({typeName(QStringLiteral("report"), &offered)});
+      const auto path = prompt.saveFileName(QStringLiteral("ROOM1_100501_130405"), kCsv, &failed);
+      QVERIFY(steps.done());
+      QCOMPARE(path, std::optional<QString>(dir.filePath(QStringLiteral("report.csv"))));
+    }
     QCOMPARE(offered, QStringLiteral("ROOM1_100501_130405.csv"));
-    QCOMPARE(path, std::optional<QString>(dir.filePath(QStringLiteral("report.csv"))));
     QVERIFY(!failed);
-  }
 
-  void replacingAFileIsAskedAboutWithNoAsTheDefault() {
-    QTemporaryDir dir;
+    // Replacing a file is asked about, with No as the default.
     const QString old = dir.filePath(QStringLiteral("old.csv"));
     QFile f(old);
     QVERIFY(f.open(QIODevice::WriteOnly));
     f.close();
-    QtPrompt prompt;
-    prompt.startFolder = dir.path();
 
     // Enter keeps the file: the dialog comes back on the same name.
     QString asked, offeredAgain;

@@ -44,28 +44,19 @@ void setWindow(Session& s, int span, int position) {
 class TstUiStats : public QObject {
   Q_OBJECT
  private Q_SLOTS:
-  void theSetAndTheWindowGiveTheToolsFigures() {
-    test::EmulatorRig rig;
-    QVERIFY(rig.session.openFile(kSet));
-    // Records 5 (10:40) to 9 (12:20) of a set ending at 12:40, across its gap.
-    setWindow(rig.session, 6000, 1200);
-    StatsPanel panel(&rig.session);
-    panel.refresh();
-    QCOMPARE(panel.windowStatistics().records, 5);
-    compareWithTool(panel, StatsPanel::SetColumn, {"stats", "--csv", kSet});
-    compareWithTool(
-        panel, StatsPanel::WindowColumn,
-        {"stats", "--csv", kSet, "--from", "2024/07/01 10:40:00", "--to", "2024/07/01 12:20:00"});
-  }
-
-  void itFollowsTheWindowAndTheSamplesOfARun() {
+  void theSetAndTheWindowGiveTheToolsFiguresAndFollowARun() {
     test::EmulatorRig rig(QStringLiteral("idle.json"));
     QVERIFY(rig.session.openFile(kSet));
     StatsPanel panel(&rig.session);
     panel.show();
     QTRY_COMPARE(panel.windowStatistics().records, 11);
+    // Records 5 (10:40) to 9 (12:20) of a set ending at 12:40, across its gap.
     setWindow(rig.session, 6000, 1200);
     QTRY_COMPARE(panel.windowStatistics().records, 5);
+    compareWithTool(panel, StatsPanel::SetColumn, {"stats", "--csv", kSet});
+    compareWithTool(
+        panel, StatsPanel::WindowColumn,
+        {"stats", "--csv", kSet, "--from", "2024/07/01 10:40:00", "--to", "2024/07/01 12:20:00"});
 
     QVERIFY(rig.connect());
     rig.session.showSet(RealTimeData);
