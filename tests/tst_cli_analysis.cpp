@@ -1,5 +1,6 @@
 // hygrotab-cli stats and export: the figures of a hand-checked set as JSON and
-// as lines, and the workbook read back by LibreOffice.
+// as lines, and the workbook (of a file and of a log in the archive) read
+// back by LibreOffice.
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
@@ -71,83 +72,15 @@ QJsonValue lookUp(const QJsonObject& root, const QString& path) {
   return v;
 }
 
-// One CSV cell as LibreOffice writes it: its text, and whether it was quoted
-// (a text cell) or bare (a number or a date).
-struct Cell {
-  QString text;
-  bool quoted = false;
-};
-
-QList<QList<Cell>> readCsv(const QString& path) {
-  QFile f(path);
-  if (!f.open(QIODevice::ReadOnly)) return {};
-  QList<QList<Cell>> rows;
-  for (const QString& line : QString::fromUtf8(f.readAll()).split(u'\n', Qt::SkipEmptyParts)) {
-    QList<Cell> row;
-    Cell cell;
-    bool inQuotes = false;
-    for (qsizetype i = 0; i < line.size(); ++i) {
-      const QChar c = line[i];
-      if (inQuotes) {
-        if (c == u'"' && i + 1 < line.size() && line[i + 1] == u'"')
-          cell.text += line[++i];
-        else if (c == u'"')
-          inQuotes = false;
-        else
-          cell.text += c;
-      } else if (c == u'"') {
-        inQuotes = cell.quoted = true;
-      } else if (c == u',') {
-        row << cell;
-        cell = {};
-      } else if (c != u'\r') {
-        cell.text += c;
-      }
-    }
-    row << cell;
-    while (!row.isEmpty() && row.last().text.isEmpty() && !row.last().quoted) row.removeLast();
-    rows << row;
-  }
-  return rows;
-}
-
-// Compares a sheet with its reference: text cells exactly, numbers to 1e-12,
-// "<now>" any date cell.
-bool sameSheet(const QString& gotPath, const QString& wantPath, QString* why) {
-  const QList<QList<Cell>> got = readCsv(gotPath), want = readCsv(wantPath);
-  if (got.size() != want.size()) {
-    *why = QStringLiteral("%1 rows instead of %2").arg(got.size()).arg(want.size());
-    return false;
-  }
-  static const QRegularExpression date(
-      QStringLiteral("^\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}$"));
-  for (qsizetype r = 0; r < want.size(); ++r) {
-    const QString where = QStringLiteral("row %1: ").arg(r + 1);
-    if (got[r].size() != want[r].size()) {
-      *why =
-          where + QStringLiteral("%1 cells instead of %2").arg(got[r].size()).arg(want[r].size());
-      return false;
-    }
-    for (qsizetype c = 0; c < want[r].size(); ++c) {
-      const Cell& g = got[r][c];
-      const Cell& w = want[r][c];
-      bool ok = g.quoted == w.quoted;
-      if (ok && w.text == QLatin1String("<now>")) {
-        ok = !g.quoted && date.match(g.text).hasMatch();
-      } else if (ok && g.text != w.text) {
-        bool gn = false, wn = false;
-        const double gv = g.text.toDouble(&gn), wv = w.text.toDouble(&wn);
-        ok = !w.quoted && gn && wn && std::fabs(gv - wv) <= 1e-12 * std::max(1.0, std::fabs(wv));
-      }
-      if (!ok) {
-        *why = where + QStringLiteral("%1%2%1 instead of %3%4%3")
-                           .arg(g.quoted ? QStringLiteral("\"") : QString(), g.text,
-                                w.quoted ? QStringLiteral("\"") : QString(), w.text);
-        return false;
-      }
-    }
-  }
-  return true;
+// The non-empty lines of a sheet LibreOffice wrote as CSV, the time of the
+// export as "<now>" (as the references under tests/data/analysis have it).
+QStringList sheetLines(const QString& path) {
+  static const QRegularExpression now(QStringLiteral(
+      "^(\"Exported at \\(PC time\\)\"),\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}$"));
+  QStringList lines =
+      QString::fromUtf8(hygro::test::readFile(path)).remove(u'\r').split(u'\n', Qt::SkipEmptyParts);
+  lines.replaceInStrings(now, QStringLiteral("\\1,<now>"));
+  return lines;
 }
 
 }  // namespace
@@ -265,6 +198,20 @@ void TstCliAnalysis::exportReadBackByLibreOffice() {
   QVERIFY(dir.isValid());
   const QString xlsx = dir.filePath(QStringLiteral("set.xlsx"));
   CLI_RUN(r, 0, runCli({"export", "--csv", kSet, "--xlsx", xlsx}));
+  // A log in the archive is the workbook of its CSV file (which adds the
+  // extremes' remarks), with the same output rules: an existing file stays.
+  const QStringList at{QStringLiteral("--archive"), dir.filePath(QStringLiteral("a.sqlite"))};
+  const QString archived = dir.filePath(QStringLiteral("archived.xlsx"));
+  const QString ofFile = dir.filePath(QStringLiteral("file.xlsx"));
+  const QString csv = dir.filePath(QStringLiteral("archived.csv"));
+  CLI_RUN(imp, 0, runCli(at + words("archive import") << kSet));
+  CLI_RUN(exp, 0, runCli(at + words("archive export 1 --xlsx") << archived));
+  CLI_RUN(asCsv, 0, runCli(at + words("archive export 1 --csv") << csv));
+  CLI_RUN(fromCsv, 0, runCli(words("export --xlsx") << ofFile << QStringLiteral("--csv") << csv));
+  const QByteArray before = hygro::test::readFile(archived);
+  CLI_RUN(again, 1, runCli(at + words("archive export 1 --xlsx") << archived));
+  QVERIFY2(again.err.contains(QStringLiteral("--overwrite")), CLI_DIAG(again));
+  QCOMPARE(hygro::test::readFile(archived), before);
 
   // Every sheet as CSV: text quoted, numbers and dates bare, as shown.
   QProcess lo;
@@ -275,19 +222,22 @@ void TstCliAnalysis::exportReadBackByLibreOffice() {
        QStringLiteral("--headless"), QStringLiteral("--convert-to"),
        QStringLiteral("csv:Text - txt - csv (StarCalc):44,34,76,1,,0,true,true,false,false,"
                       "false,-1"),
-       QStringLiteral("--outdir"), dir.path(), xlsx});
+       QStringLiteral("--outdir"), dir.path(), xlsx, archived, ofFile});
   QVERIFY(lo.waitForFinished(300000));
   const QString said = QString::fromUtf8(lo.readAllStandardOutput() + lo.readAllStandardError());
   QVERIFY2(lo.exitCode() == 0, qPrintable(said));
-  for (const char* sheet : {"Records", "Header", "Statistics"}) {
-    const QString got = dir.filePath(QStringLiteral("set-%1.csv").arg(QLatin1String(sheet)));
-    QVERIFY2(QFile::exists(got), qPrintable(said));
-    QString why;
-    QVERIFY2(
-        sameSheet(got,
-                  analysisFixture(QStringLiteral("excursions-%1.csv").arg(QLatin1String(sheet))),
-                  &why),
-        qPrintable(QLatin1String(sheet) + QStringLiteral(": ") + why));
+  for (const QString& name :
+       {QStringLiteral("Records"), QStringLiteral("Header"), QStringLiteral("Statistics")}) {
+    const auto sheet = [&](const QString& book) {
+      return dir.filePath(book + u'-' + name + QStringLiteral(".csv"));
+    };
+    for (const QString& book : {QStringLiteral("set"), QStringLiteral("archived")})
+      QVERIFY2(QFile::exists(sheet(book)), qPrintable(said));
+    QCOMPARE(
+        sheetLines(sheet(QStringLiteral("set"))),
+        sheetLines(analysisFixture(QStringLiteral("excursions-") + name + QStringLiteral(".csv"))));
+    QCOMPARE(sheetLines(sheet(QStringLiteral("archived"))),
+             sheetLines(sheet(QStringLiteral("file"))));
   }
 }
 

@@ -1,5 +1,5 @@
-// hygrotab-cli print: a CSV file or the logger's log written as a PDF,
-// read back with pdftotext.
+// hygrotab-cli print and plot: a CSV file or the logger's log written as a
+// PDF, read back with pdftotext, or drawn into a PNG picture.
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -44,13 +44,28 @@ QString pdfText(const QString& pdf) {
   return lines.join(QLatin1Char('\n'));
 }
 
+// The size a PNG file states in its header; invalid when it is no PNG. The
+// tool's tests do without Qt Gui, so the picture is not decoded here (the
+// drawing itself is checked by the render tests).
+QSize pngSize(const QString& path) {
+  const QByteArray h = hygro::test::readFile(path).left(24);
+  if (h.size() < 24 || !h.startsWith("\x89PNG\r\n\x1a\n") || h.mid(12, 4) != "IHDR") return {};
+  auto be32 = [&](int at) {
+    return int((quint32(quint8(h[at])) << 24) | (quint32(quint8(h[at + 1])) << 16) |
+               (quint32(quint8(h[at + 2])) << 8) | quint32(quint8(h[at + 3])));
+  };
+  return QSize(be32(16), be32(20));
+}
+
 }  // namespace
 
 class TstCliPrint : public QObject {
   Q_OBJECT
  private slots:
   void printsACsvFile();
-  void unreadableInputOrOutputLeavesNoPdf();
+  void writesThePictureAtTheRequestedSize();
+  void unreadableInputOrOutputLeavesNothing_data();
+  void unreadableInputOrOutputLeavesNothing();
   void usageErrors_data();
   void usageErrors();
   void printsTheLoggersLog();
@@ -88,42 +103,43 @@ void TstCliPrint::printsACsvFile() {
                         QStringLiteral("2010/05/01 13:14:05") + kSp + QStringLiteral("0.04 C")));
 }
 
-void TstCliPrint::unreadableInputOrOutputLeavesNoPdf() {
+void TstCliPrint::writesThePictureAtTheRequestedSize() {
   QTemporaryDir dir;
-  QVERIFY(dir.isValid());
-  const QString pdf = dir.filePath(QStringLiteral("out.pdf"));
-  {
-    CLI_RUN(r, 1, runCli({"print", "--csv", dir.filePath("missing.csv"), "--pdf", pdf}));
-    QVERIFY2(r.err.contains(QStringLiteral("File error")), qPrintable(r.err));
-    QVERIFY(!QFile::exists(pdf));
-  }
-  {
-    // Broken off in the middle of the records: what was read is not printed.
-    QByteArray bytes = hygro::test::readFile(fixture("qm720xc.csv"));
-    bytes.append("5,\"not a date\",\"1\",\"2\",\"x\"\r\n");
-    QFile bad(dir.filePath(QStringLiteral("bad.csv")));
-    QVERIFY(bad.open(QIODevice::WriteOnly));
-    bad.write(bytes);
-    bad.close();
-    CLI_RUN(r, 1, runCli({"print", "--dump", "--csv", bad.fileName(), "--pdf", pdf}));
-    QVERIFY2(r.err.contains(QStringLiteral("File error")), qPrintable(r.err));
-    QVERIFY(!QFile::exists(pdf));
-  }
-  {
-    CLI_RUN(r, 1, runCli({"print", "--csv", fixture("points0.csv"), "--pdf", pdf}));
-    QVERIFY2(r.err.contains(QStringLiteral("no records")), qPrintable(r.err));
-    QVERIFY(!QFile::exists(pdf));
-  }
-  {
-    const QString nowhere = dir.filePath(QStringLiteral("missing/out.pdf"));
-    CLI_RUN(r, 1, runCli({"print", "--csv", fixture("qm720xc.csv"), "--pdf", nowhere}));
-    QVERIFY2(r.err.contains(QStringLiteral("File error")), qPrintable(r.err));
-    QVERIFY(!QFileInfo::exists(dir.filePath(QStringLiteral("missing"))));
-  }
-  // Nothing else was left in the folder (no temporary file either).
-  QStringList left = QDir(dir.path()).entryList(QDir::Files | QDir::Hidden);
-  left.removeAll(QStringLiteral("bad.csv"));
-  QVERIFY2(left.isEmpty(), qPrintable(left.join(QLatin1Char(' '))));
+  const QString png = dir.filePath(QStringLiteral("out.png"));
+  CLI_RUN(r, 0, runCli({"plot", "--csv", fixture("qm720xc.csv"), "--png", png}));
+  QCOMPARE(pngSize(png), QSize(1280, 800));
+  CLI_RUN(sized, 0,
+          runCli({"plot", "--csv", fixture("qm720xc.csv"), "--png", png, "--overwrite", "--size",
+                  "640x360", "--span", "3600", "--position", "60", "--temperature-range", "10:15",
+                  "--humidity-range", "50:50"}));
+  QCOMPARE(pngSize(png), QSize(640, 360));
+}
+
+void TstCliPrint::unreadableInputOrOutputLeavesNothing_data() {
+  hygro::test::addDataRows(QStringLiteral("cli/unreadable.tsv"), {"args", "says"});
+}
+
+void TstCliPrint::unreadableInputOrOutputLeavesNothing() {
+  QFETCH(QString, args);
+  QFETCH(QString, says);
+  QTemporaryDir dir;
+  QByteArray bytes = hygro::test::readFile(fixture("qm720xc.csv"));
+  bytes.append("5,\"not a date\",\"1\",\"2\",\"x\"\r\n");
+  QFile bad(dir.filePath(QStringLiteral("bad.csv")));
+  QVERIFY(bad.open(QIODevice::WriteOnly) && bad.write(bytes) == bytes.size());
+  bad.close();
+  QStringList argv = words(args);
+  argv.replaceInStrings(QStringLiteral("MISSING"), dir.filePath(QStringLiteral("missing.csv")));
+  argv.replaceInStrings(QStringLiteral("BAD"), bad.fileName());
+  argv.replaceInStrings(QStringLiteral("POINTS0"), fixture("points0.csv"));
+  argv.replaceInStrings(QStringLiteral("CSV"), fixture("qm720xc.csv"));
+  argv.replaceInStrings(QStringLiteral("OUT"), dir.filePath(QStringLiteral("out")));
+  argv.replaceInStrings(QStringLiteral("NOWHERE"), dir.filePath(QStringLiteral("missing/out")));
+  CLI_RUN(r, 1, runCli(argv));
+  QVERIFY2(r.err.contains(says), CLI_DIAG(r));
+  // No output, no temporary file, no folder made for it.
+  QCOMPARE(QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+           QStringList{QStringLiteral("bad.csv")});
 }
 
 void TstCliPrint::usageErrors_data() {
@@ -134,14 +150,12 @@ void TstCliPrint::usageErrors() {
   QFETCH(QString, args);
   QFETCH(QString, says);
   QTemporaryDir dir;
-  QVERIFY(dir.isValid());
-  const QString pdf = dir.filePath(QStringLiteral("out.pdf"));
   QStringList argv = words(args);
   argv.replaceInStrings(QStringLiteral("CSV"), fixture("qm720xc.csv"));
-  argv.replaceInStrings(QStringLiteral("OUT"), pdf);
+  argv.replaceInStrings(QStringLiteral("OUT"), dir.filePath(QStringLiteral("out")));
   CLI_RUN(r, 2, runCli(argv));
   QVERIFY2(r.err.contains(says), CLI_DIAG(r));
-  QVERIFY(!QFile::exists(pdf));
+  QVERIFY(QDir(dir.path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
 }
 
 void TstCliPrint::printsTheLoggersLog() {
