@@ -99,8 +99,6 @@ class TestArchive : public QObject {
     QTest::addColumn<QString>("model");
     QTest::newRow("bounds") << "idle.json"
                             << "";
-    QTest::newRow("two segments") << "two_segments.json"
-                                  << "";
     QTest::newRow("2 s, QM720-XCB") << "download_2s.json"
                                     << "QM720-XCB";
     QTest::newRow("wrapped loop") << "wrapped_loop.json"
@@ -150,7 +148,8 @@ class TestArchive : public QObject {
 
   void downloadsOfOneLogJoinWithoutDuplicates() {
     // Downloaded twice (the first never marked), then its CSV file imported:
-    // one log, each record once, exported as the first download saved it.
+    // one log, each record once, exported as the first download saved it (a
+    // log in two segments).
     Fixture f;
     test::EmulatorRig r(QStringLiteral("two_segments.json"));
     QVERIFY(r.connect());
