@@ -140,13 +140,8 @@ void TstCliAnalysis::statsOfTheLoggersLog() {
   CLI_RUN(r, 0, runCli({"--demo", "stats", "--json"}, 120000));
   const QJsonObject root = QJsonDocument::fromJson(r.out.toUtf8()).object();
   QVERIFY2(lookUp(root, "records").toInt() > 0, qPrintable(r.out));
-  const double min = lookUp(root, "temperature/min").toDouble();
-  const double max = lookUp(root, "temperature/max").toDouble();
-  for (const char* p : {"temperature/mean", "temperature/mkt"}) {
-    const double v = lookUp(root, p).toDouble();
-    QVERIFY2(min <= v && v <= max, p);
-  }
-  // The emulated logger's upper bound is on at 30 C.
+  // The figures themselves: tst_analysis. The emulated logger's upper bound
+  // is on at 30 C.
   QCOMPARE(lookUp(root, "limits/upper").toDouble(), 30.0);
 }
 

@@ -17,9 +17,6 @@ using hygro::test::words;
 
 namespace {
 
-// An ideographic space as pdfText() gives it.
-const QString kSp = QStringLiteral(" ");
-
 QString fixture(const char* name) {
   return QStringLiteral(HYGROTAB_TEST_DATA "/csv/") + QLatin1String(name);
 }
@@ -95,10 +92,9 @@ void TstCliPrint::printsACsvFile() {
   for (const char* row : {"00001", "00002", "00003", "00004"})
     QVERIFY2(text.contains(QRegularExpression(QStringLiteral("\\n\\s*%1\\s+2010/05/0").arg(row))),
              row);
-  // Records 2 and 3 only in the second block.
+  // Records 2 and 3 only in the second block (its texts: tst_render_print).
   QCOMPARE(text.count(QStringLiteral("Minimum temperature") + QStringLiteral(" 00003")), 1);
-  QVERIFY(text.contains(QStringLiteral("Maximum temperature") + QStringLiteral(" 00002") + kSp +
-                        QStringLiteral("2010/05/01 13:14:05") + kSp + QStringLiteral("0.04 C")));
+  QCOMPARE(text.count(QStringLiteral("Maximum temperature") + QStringLiteral(" 00002")), 1);
 }
 
 void TstCliPrint::writesThePictureAtTheRequestedSize() {
