@@ -62,13 +62,11 @@ class TestCliSim : public QObject {
   void statusAndOneMeasurement();
   void aLoggerFreshFromTheFactory();
   void measureContinuousRunToCsv();
-  void downloadWrappedLoopToCsv();
-  void startStopAndReserve();
+  void aRecordingLoggerAndItsLog();
   void whatAFaultyLoggerCannotDo();
   void settingCommands();
   void waitsForALoggerPluggedInLater();
   void loggerPulledOutDuringARun();
-  void downloadKeepsTheLogUntilItIsSaved();
   void signalsEndARunCleanly_data();
   void signalsEndARunCleanly();
   void aSignalWhileConnectingCleansUp();
@@ -107,12 +105,6 @@ void TestCliSim::statusAndOneMeasurement() {
   QCOMPARE(o.outLines().size(), 9);
   CLI_RUN(alarm, 1, other.run(words("set-alarm --upper 30:on --lower -5:off")));
   QVERIFY2(alarm.err.contains(QStringLiteral("QM510-XC has no alarm bounds")), CLI_DIAG(alarm));
-
-  // A logger that never answers.
-  START_SIM(silent, "idle.json", "--silence all");
-  CLI_RUN(none, 1, silent.run(words("status")));
-  QCOMPARE(none.errLines().value(0), QStringLiteral("Hygrotab not connected."));
-  QVERIFY(none.out.isEmpty());
 }
 
 void TestCliSim::aLoggerFreshFromTheFactory() {
@@ -162,28 +154,11 @@ void TestCliSim::measureContinuousRunToCsv() {
             lines[i].section(QLatin1Char('\t'), 0, 1).replace(QLatin1Char('\t'), u','));
 }
 
-void TestCliSim::downloadWrappedLoopToCsv() {
-  // The whole memory of a log that wrapped (a log in segments: in-process).
-  START_SIM(sim, "wrapped_loop.json", "");
-  QTemporaryDir dir;
-  const QString csv = dir.filePath(QStringLiteral("log.csv"));
-  CLI_RUN(r, 0, sim.run(words("download --csv") << csv));
-  QVERIFY2(r.out.isEmpty(), CLI_DIAG(r));  // the points went to the file
-  // Not a terminal: a progress line a tenth of the way, not a line a point.
-  QCOMPARE(r.errLines().first(), QStringLiteral("ダウンロード　(0/15000)"));
-  QVERIFY2(r.errLines().contains(QStringLiteral("Download　(15000/15000)")), CLI_DIAG(r));
-  QCOMPARE(r.errLines().last(), QStringLiteral("15000 points downloaded"));
-  QVERIFY2(r.errLines().size() <= 13, CLI_DIAG(r));
-  const QList<QByteArray> rows = csvLines(csv);
-  QCOMPARE(rows.size(), 3 + 15000);
-  // A start at midnight in the general date form, without the time.
-  QVERIFY2(rows[1].startsWith("\"LOOP\",\"2024/05/01\",\" 15000\",\" 60\""), rows[1].constData());
-  QVERIFY(rows.last().startsWith("15000,"));
-}
-
-void TestCliSim::startStopAndReserve() {
+void TestCliSim::aRecordingLoggerAndItsLog() {
   // A logger recording a log nobody downloaded yet.
   START_SIM(sim, "recording.json", "");
+  QTemporaryDir dir;
+  const QString csv = dir.filePath(QStringLiteral("log.csv"));
   // Left alone, as the window's locked buttons leave it.
   CLI_RUN(measure, 1, sim.run(words("measure")));
   QVERIFY2(measure.out.isEmpty(), CLI_DIAG(measure));
@@ -191,12 +166,36 @@ void TestCliSim::startStopAndReserve() {
   CLI_RUN(recording, 1, sim.run(words("start --interval 1m")));  // the record button would stop it
   QVERIFY2(recording.err.contains(QStringLiteral("already recording")), CLI_DIAG(recording));
 
+  // An archive that cannot be opened (here: no room to create it) is refused
+  // before the logger is touched: the download would end the recording. (So
+  // is a CSV file that cannot be written: tst_cli_offline's port refusals.)
+  hygro::test::CliSetup full;
+  full.fileSizeLimit = 50 * 80 + 40;
+  CLI_RUN(noArchive, 1, sim.run(words("download --csv") << csv, full));
+  QVERIFY2(noArchive.err.contains(QStringLiteral("archive.sqlite could not be opened")) &&
+               noArchive.err.contains(QStringLiteral("the logger was left alone")),
+           CLI_DIAG(noArchive));
+  QCOMPARE(sim.run(words("status")).field("State"), QStringLiteral("Recording"));
+
   CLI_RUN(stop, 0, sim.run(words("stop")));
   QCOMPARE(stop.outLines(), QStringList{QStringLiteral("State: Record stop")});
   // Stopping what is stopped changes nothing and is no error.
   CLI_RUN(again, 0, sim.run(words("stop")));
   QCOMPARE(again.outLines(), QStringList{QStringLiteral("State: Record stop")});
 
+  // The disk fills up during the download: the scratch file fails (said
+  // once, with the reason), the CSV and the spare copy fail, so the points
+  // come on stdout, and the logger is not told the log is downloaded.
+  CLI_RUN(r, 1, sim.run(words("--no-archive download --csv") << csv, full));
+  QCOMPARE(r.outLines().size(), 120);
+  for (const QString& line : r.outLines())
+    QVERIFY2(kSampleLine.match(line).hasMatch(), CLI_DIAG(r));
+  QCOMPARE(r.err.count(QStringLiteral("The scratch file could not be written.")), 1);
+  QVERIFY2(r.err.contains(QStringLiteral("log.rand: File too large.")), CLI_DIAG(r));
+  QVERIFY2(r.err.contains(QStringLiteral("the 120 points follow on stdout")), CLI_DIAG(r));
+  QVERIFY2(r.err.contains(QStringLiteral("the logger keeps its log as never downloaded")),
+           CLI_DIAG(r));
+  QVERIFY(!QFile::exists(csv));
   // The window would ask; without --force the tool refuses with the question.
   CLI_RUN(asked, 1, sim.run(words("start --interval 1m")));
   QVERIFY2(asked.err.startsWith(QStringLiteral("There is data never downloaded. \n"
@@ -204,16 +203,23 @@ void TestCliSim::startStopAndReserve() {
            CLI_DIAG(asked));
   QCOMPARE(sim.run(words("status")).field("State"), QStringLiteral("Record stop"));
 
+  // Saved, then marked. Not a terminal: a progress line a tenth of the way,
+  // not a line a point.
+  CLI_RUN(saved, 0, sim.run(words("download --csv") << csv));
+  QVERIFY2(saved.out.isEmpty(), CLI_DIAG(saved));  // the points went to the file
+  QCOMPARE(saved.errLines().first(), QStringLiteral("ダウンロード　(0/120)"));
+  QVERIFY2(saved.errLines().contains(QStringLiteral("Download　(120/120)")), CLI_DIAG(saved));
+  QCOMPARE(saved.errLines().last(), QStringLiteral("120 points downloaded"));
+  QVERIFY2(saved.errLines().size() <= 13, CLI_DIAG(saved));
+  QCOMPARE(csvLines(csv).size(), 3 + 120);
+
+  // A new recording asks nothing any more.
   CLI_RUN(started, 0,
-          sim.run(words("start --interval 2s --name AB --mode loop --upper 30:on --lower -5:off "
-                        "--force")));
+          sim.run(words("start --interval 2s --name AB --mode loop --upper 30:on --lower -5:off")));
   QCOMPARE(started.field("State"), QStringLiteral("Recording"));
   QVERIFY2(started.err.isEmpty(), CLI_DIAG(started));  // no "Set completion" boxes
   CLI_RUN(status, 0, sim.run(words("status")));
   CHECK_STATUS(status, "started");
-  const QDateTime startedAt =
-      QDateTime::fromString(status.field("Start time"), QStringLiteral("yyyy/MM/dd HH:mm:ss"));
-  QVERIFY2(qAbs(startedAt.secsTo(QDateTime::currentDateTime())) < 30, CLI_DIAG(status));
   QCOMPARE(sim.run(words("stop")).field("State"), QStringLiteral("Record stop"));
 
   // A reserved start for tomorrow; the settings not given stay as they were.
@@ -240,20 +246,6 @@ void TestCliSim::whatAFaultyLoggerCannotDo() {
                QStringLiteral("The clock was not set.\n\nThe logger's clock was not set to ")),
            CLI_DIAG(clock));
   QVERIFY2(clock.field("Clock").startsWith(QStringLiteral("2024/05/02 09:0")), CLI_DIAG(clock));
-
-  // The logger keeps the day of the month, not the month: a start more than
-  // a month ahead would come a month early. Refused before the logger is
-  // touched, with the last time that can be reserved.
-  const QString later =
-      QDateTime::currentDateTime().addDays(40).toString(QStringLiteral("yyyy-MM-dd 08:05"));
-  for (const QString& when : {later, QStringLiteral("2100-01-01 10:00")}) {
-    CLI_RUN(far, 2, sim.run(words("start --interval 5m --force --reserve") << when));
-    QVERIFY2(far.err.startsWith(QStringLiteral("The reservation time is too far ahead.\n\n")),
-             CLI_DIAG(far));
-    QVERIFY2(far.err.contains(QStringLiteral("The last time that can be reserved now is ")),
-             CLI_DIAG(far));
-  }
-  QCOMPARE(sim.run(words("status")).field("State"), QStringLiteral("Record stop"));
 
   // The stream stops after 50 points: the watchdog gives up, nothing saved.
   // (No log at all: aLoggerFreshFromTheFactory.)
@@ -326,61 +318,21 @@ void TestCliSim::loggerPulledOutDuringARun() {
   QVERIFY2(rows[1].startsWith("\"LAB1\","), rows[1].constData());
 }
 
-void TestCliSim::downloadKeepsTheLogUntilItIsSaved() {
-  // A recording nobody downloaded yet.
-  START_SIM(sim, "recording.json", "");
-  QTemporaryDir dir;
-  const QString csv = dir.filePath(QStringLiteral("log.csv"));
-
-  // A file that cannot be written is refused before the logger is touched:
-  // the download would have ended the recording.
-  CLI_RUN(bad, 1, sim.run(words("download --csv /nonexistent/x.csv")));
-  QVERIFY2(bad.err.contains(QStringLiteral("cannot write the CSV file /nonexistent/x.csv")),
-           CLI_DIAG(bad));
-  QVERIFY2(bad.out.isEmpty(), CLI_DIAG(bad));
-  QCOMPARE(sim.run(words("status")).field("State"), QStringLiteral("Recording"));
-
-  // So is an archive that cannot be opened (here: no room to create it).
-  hygro::test::CliSetup full;
-  full.fileSizeLimit = 50 * 80 + 40;
-  CLI_RUN(noArchive, 1, sim.run(words("download --csv") << csv, full));
-  QVERIFY2(noArchive.err.contains(QStringLiteral("archive.sqlite could not be opened")) &&
-               noArchive.err.contains(QStringLiteral("the logger was left alone")),
-           CLI_DIAG(noArchive));
-  QCOMPARE(sim.run(words("status")).field("State"), QStringLiteral("Recording"));
-
-  // The disk fills up during the download: the scratch file fails (said
-  // once, with the reason), the CSV and the spare copy fail, so the points
-  // come on stdout, and the logger is not told the log is downloaded.
-  CLI_RUN(r, 1, sim.run(words("--no-archive download --csv") << csv, full));
-  QCOMPARE(r.outLines().size(), 120);
-  for (const QString& line : r.outLines())
-    QVERIFY2(kSampleLine.match(line).hasMatch(), CLI_DIAG(r));
-  QCOMPARE(r.err.count(QStringLiteral("The scratch file could not be written.")), 1);
-  QVERIFY2(r.err.contains(QStringLiteral("log.rand: File too large.")), CLI_DIAG(r));
-  QVERIFY2(r.err.contains(QStringLiteral("the 120 points follow on stdout")), CLI_DIAG(r));
-  QVERIFY2(r.err.contains(QStringLiteral("the logger keeps its log as never downloaded")),
-           CLI_DIAG(r));
-  QVERIFY(!QFile::exists(csv));
-  CLI_RUN(asked, 1, sim.run(words("start --interval 1m")));
-  QVERIFY2(asked.err.startsWith(QStringLiteral("There is data never downloaded.")),
-           CLI_DIAG(asked));
-
-  // Saved, then marked: a new recording asks nothing any more.
-  CLI_RUN(saved, 0, sim.run(words("download --csv") << csv));
-  QCOMPARE(csvLines(csv).size(), 3 + 120);
-  CLI_RUN(start, 0, sim.run(words("start --interval 1m")));
-}
-
 namespace {
+
+// The tool without --data-dir: it makes its private data folder under `tmp`.
+hygro::test::CliSetup inTemp(const QString& tmp) {
+  hygro::test::CliSetup setup;
+  setup.dataDir = false;
+  setup.tempDir = tmp;
+  return setup;
+}
 
 // A continuous run of the tool on `sim`, its private data folder made under
 // `tmp` (no --data-dir), saving to `csv`; returns once `samples` lines came.
 bool startRun(QProcess& cli, const SimLogger& sim, const QString& tmp, const QString& csv,
               int samples, QByteArray* out) {
-  hygro::test::CliSetup setup;
-  setup.dataDir = false;
-  setup.tempDir = tmp;
+  const hygro::test::CliSetup setup = inTemp(tmp);
   hygro::test::prepareCli(
       cli, sim.portArgs() + words("measure --count 100 --interval 2 --csv") << csv, setup);
   cli.start();
@@ -388,6 +340,22 @@ bool startRun(QProcess& cli, const SimLogger& sim, const QString& tmp, const QSt
   while (out->count('\n') < samples && cli.waitForReadyRead(10000))
     *out += cli.readAllStandardOutput();
   return out->count('\n') == samples;
+}
+
+// Runs the tool with `args` into `head -1`: `out` is what head printed.
+hygro::test::CliResult intoHead(const QStringList& args, const hygro::test::CliSetup& setup) {
+  QProcess cli, head;
+  hygro::test::prepareCli(cli, args, setup);
+  cli.setStandardOutputProcess(&head);
+  head.start(QStringLiteral("head"), {QStringLiteral("-1")});
+  cli.start();
+  hygro::test::CliResult r;
+  const bool ended = cli.waitForFinished(60000) && cli.exitStatus() == QProcess::NormalExit;
+  head.waitForFinished(10000);
+  r.exitCode = ended ? cli.exitCode() : -1;
+  r.err = QString::fromUtf8(cli.readAllStandardError());
+  r.out = QString::fromUtf8(head.readAllStandardOutput());
+  return r;
 }
 
 const QRegularExpression kCsvRow(
@@ -442,9 +410,7 @@ void TestCliSim::aSignalWhileConnectingCleansUp() {
   // A slow logger: connecting and the first status read take seconds.
   START_SIM(sim, "idle.json", "--delay 100");
   QTemporaryDir tmp;
-  hygro::test::CliSetup setup;
-  setup.dataDir = false;
-  setup.tempDir = tmp.path();
+  const hygro::test::CliSetup setup = inTemp(tmp.path());
   QProcess cli;
   hygro::test::prepareCli(cli, sim.portArgs() << QStringLiteral("status"), setup);
   cli.start();
@@ -478,8 +444,6 @@ void TestCliSim::aKilledRunLeavesItsSamples() {
   QVERIFY(bytes.endsWith("\r\n"));
   const QList<QByteArray> rows = csvLines(csv);
   QVERIFY2(rows.size() == 3 + printed || rows.size() == 4 + printed, bytes.constData());
-  QCOMPARE(rows[2],
-           QByteArray("\"Record number\",\"Date\",\"Temperature\",\"Humidity \",\"Remarks \""));
   for (int i = 3; i < rows.size(); ++i) {
     QVERIFY2(kCsvRow.match(QString::fromLatin1(rows[i])).hasMatch(), rows[i].constData());
     QVERIFY(rows[i].startsWith(QByteArray::number(i - 2) + ','));
@@ -487,9 +451,7 @@ void TestCliSim::aKilledRunLeavesItsSamples() {
 
   // The tool's private folder stays in the temporary folder, and recover
   // finds the samples there (with a global option after the command).
-  hygro::test::CliSetup setup;
-  setup.dataDir = false;
-  setup.tempDir = tmp.path();
+  const hygro::test::CliSetup setup = inTemp(tmp.path());
   const QStringList folders = QDir(tmp.path()).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
   QCOMPARE(folders.size(), 1);
   CLI_RUN(list, 0, hygro::test::runCli(words("recover --baud 9600"), setup));
@@ -505,80 +467,50 @@ void TestCliSim::aKilledRunLeavesItsSamples() {
 void TestCliSim::aReaderThatGoesAwayLosesNothing() {
   START_SIM(sim, "download_15000.json", "");
   QTemporaryDir work, tmp;
-  hygro::test::CliSetup setup;
-  setup.dataDir = false;
-  setup.tempDir = tmp.path();
+  hygro::test::CliSetup setup = inTemp(tmp.path());
   setup.workingDir = work.path();
-  {
-    // download | head -1: far more than a pipe holds, so the tool's writes
-    // fail once head has gone.
-    QProcess cli, head;
-    // Without --data-dir the default archive would be the window's.
-    hygro::test::prepareCli(cli, sim.portArgs() << words("--no-archive download"), setup);
-    cli.setStandardOutputProcess(&head);
-    head.start(QStringLiteral("head"), {QStringLiteral("-1")});
-    cli.start();
-    QVERIFY(cli.waitForFinished(60000));
-    QVERIFY(head.waitForFinished(10000));
-    const QString err = QString::fromUtf8(cli.readAllStandardError());
-    QCOMPARE(cli.exitStatus(), QProcess::NormalExit);  // not killed by SIGPIPE
-    QVERIFY2(cli.exitCode() == 1, qPrintable(err));
-    QVERIFY(
-        kSampleLine.match(QString::fromUtf8(head.readAllStandardOutput()).trimmed()).hasMatch());
-    QVERIFY2(err.contains(QStringLiteral("Broken pipe")), qPrintable(err));
-    // The log was kept in the current folder under the window's name.
-    const QString kept = QDir(work.path()).filePath(QStringLiteral("FULL_240502_000000.csv"));
-    QVERIFY2(err.contains(QStringLiteral("the 15000 points were saved to ") + kept),
-             qPrintable(err));
-    QCOMPARE(csvLines(kept).size(), 3 + 15000);
-    QVERIFY(QDir(tmp.path()).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
-    // Not marked: the log is still the logger's, never downloaded.
-    CLI_RUN(asked, 1, sim.run(words("start --interval 1m")));
-    QVERIFY2(asked.err.startsWith(QStringLiteral("There is data never downloaded.")),
-             CLI_DIAG(asked));
-  }
-  {
-    // measure | head -1: the run ends at the next sample, and is saved.
-    const QString csv = work.filePath(QStringLiteral("run.csv"));
-    QProcess cli, head;
-    hygro::test::prepareCli(
-        cli, sim.portArgs() + words("measure --count 100 --interval 2 --csv") << csv, setup);
-    cli.setStandardOutputProcess(&head);
-    head.start(QStringLiteral("head"), {QStringLiteral("-1")});
-    cli.start();
-    QVERIFY(cli.waitForFinished(30000));
-    QVERIFY(head.waitForFinished(10000));
-    const QString err = QString::fromUtf8(cli.readAllStandardError());
-    QCOMPARE(cli.exitStatus(), QProcess::NormalExit);
-    QVERIFY2(cli.exitCode() == 1, qPrintable(err));
-    const QRegularExpression closed(
-        QStringLiteral("stdout was closed \\(Broken pipe\\) after (\\d+) of 100"));
-    const auto m = closed.match(err);
-    QVERIFY2(m.hasMatch(), qPrintable(err));
-    QVERIFY2(m.captured(1).toInt() >= 2, qPrintable(err));
-    QCOMPARE(csvLines(csv).size(), 3 + m.captured(1).toInt());
-    QVERIFY(QDir(tmp.path()).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
-  }
+  // download | head -1: far more than a pipe holds, so the tool's writes fail
+  // once head has gone. Not killed by SIGPIPE. Without --data-dir the default
+  // archive would be the window's.
+  CLI_RUN(down, 1, intoHead(sim.portArgs() << words("--no-archive download"), setup));
+  QVERIFY2(kSampleLine.match(down.out.trimmed()).hasMatch(), CLI_DIAG(down));
+  QVERIFY2(down.err.contains(QStringLiteral("Broken pipe")), CLI_DIAG(down));
+  // The log was kept in the current folder under the window's name.
+  const QString kept = QDir(work.path()).filePath(QStringLiteral("FULL_240502_000000.csv"));
+  QVERIFY2(down.err.contains(QStringLiteral("the 15000 points were saved to ") + kept),
+           CLI_DIAG(down));
+  QCOMPARE(csvLines(kept).size(), 3 + 15000);
+  QVERIFY(QDir(tmp.path()).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
+  // Not marked: the log is still the logger's, never downloaded.
+  CLI_RUN(asked, 1, sim.run(words("start --interval 1m")));
+  QVERIFY2(asked.err.startsWith(QStringLiteral("There is data never downloaded.")),
+           CLI_DIAG(asked));
+
+  // measure | head -1: the run ends at the next sample, and is saved.
+  const QString csv = work.filePath(QStringLiteral("run.csv"));
+  CLI_RUN(run, 1,
+          intoHead(sim.portArgs() + words("measure --count 100 --interval 2 --csv") << csv, setup));
+  const auto m =
+      QRegularExpression(QStringLiteral("stdout was closed \\(Broken pipe\\) after (\\d+) of 100"))
+          .match(run.err);
+  QVERIFY2(m.hasMatch() && m.captured(1).toInt() >= 2, CLI_DIAG(run));
+  QCOMPARE(csvLines(csv).size(), 3 + m.captured(1).toInt());
+  QVERIFY(QDir(tmp.path()).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
 }
 
 void TestCliSim::anInterruptedDownloadLetsTheStreamEnd() {
   QTemporaryDir dir;
-  // 5000 points: about 4 s at 115200 baud, which the first tool waits out.
-  QFile shorter(dir.filePath(QStringLiteral("download_5000.json")));
-  QVERIFY(shorter.open(QIODevice::WriteOnly));
-  shorter.write(hygro::test::readFile(hygro::test::SimProcess::state("download_15000.json"))
-                    .replace("\"generate\": 15000", "\"generate\": 5000"));
-  shorter.close();
   for (const bool twice : {false, true}) {
-    // Paced at the wire speed. After a second Ctrl-C the stream must still be
+    // Paced at the wire speed: 5000 points, about 4 s at 115200 baud, which
+    // the first tool waits out. After a second Ctrl-C the stream must still be
     // running when the next command starts, even on a loaded machine: 15000
     // points, 23 s at 57600, within the identification's 30 s wait.
     hygro::test::SimProcess sim;
     QString simError;
-    QVERIFY2(sim.start(QStringList{"--state",
-                                   twice ? hygro::test::SimProcess::state("download_15000.json")
-                                         : shorter.fileName(),
-                                   "--baud", twice ? "57600" : "115200"},
+    QVERIFY2(sim.start({"--state",
+                        hygro::test::SimProcess::state(twice ? "download_15000.json"
+                                                             : "download_5000.json"),
+                        "--baud", twice ? "57600" : "115200"},
                        &simError),
              qPrintable(simError));
     QProcess cli;
@@ -605,8 +537,6 @@ void TestCliSim::anInterruptedDownloadLetsTheStreamEnd() {
     // running, and the identification lets it pass.
     CLI_RUN(status, 0, hygro::test::runCli(QStringList{"--port", sim.path(), "status"}, 60000));
     QCOMPARE(status.field("Points"), QStringLiteral("%1 point").arg(twice ? 15000 : 5000));
-    // Whether the identification had to say it waits depends on how much of
-    // the stream was left when it began; what matters is that it works.
   }
 }
 
