@@ -1,8 +1,6 @@
 // Data sets: the record on disk, the scratch files over a run, statistics and
 // the extreme marks.
 #include <QLockFile>
-#include <QProcess>
-#include <QSysInfo>
 #include <QtTest>
 #include <cstring>
 
@@ -106,17 +104,7 @@ void TstDataSets::scratchFilesAndCrashLeftovers() {
   }
   const QByteArray left = test::readFile(dir.filePath("log.rand"));
   QCOMPARE(left.size(), 80);
-  // Its lock names a process that is gone: taken over.
-  QProcess gone;
-  gone.start(QStringLiteral("true"), QStringList());
-  QVERIFY(gone.waitForStarted(10000));
-  const qint64 deadPid = gone.processId();
-  QVERIFY(gone.waitForFinished(10000));
-  // The lock as QLockFile writes it, naming that process on this machine.
-  QVERIFY(writeScratchFile(
-      dir.filePath(DataFolder::kLockName), {},
-      QByteArray::number(deadPid) + "\nhygrotab\n" + QSysInfo::machineHostName().toUtf8() + "\n"));
-
+  // (A lock left by a killed run is taken over: tst_cli_offline, folderInUseIsRefused.)
   ScriptedPrompt prompt;
   DataSets second(&prompt);
   QVERIFY(second.open(dir.path(), &err));
@@ -316,9 +304,8 @@ void TstDataSets::leftoverLoadsWholeRecords() {
   QCOMPARE(list[1].records, 0);
   const Leftover& l = list[2];
   QCOMPARE(l.kind, Leftover::Kind::RealTime);
-  QCOMPARE(l.records, 4);
-  QCOMPARE(l.firstTime, t0);
-  QCOMPARE(l.lastTime, whole[3].Time);
+  // Its count and times (the placeholder and the torn record left out) as
+  // the question gives them.
   QCOMPARE(RecoveryQuestion(l), test::dataValue(QStringLiteral("datasets/texts.tsv"),
                                                 QStringLiteral("recovery question"))
                                     .arg(QDir::toNativeSeparators(real)));
@@ -371,14 +358,6 @@ void TstDataSets::closeKeepingUnsaved() {
   QCOMPARE(kept, QStringList{dir.filePath("real.rand")});
   QCOMPARE(filesIn(dir.path()), QStringList{"real.rand"});
   QCOMPARE(QFileInfo(dir.filePath("real.rand")).size(), 160);
-  // The next start takes it for a leftover with both samples.
-  DataSets next;
-  QVERIFY(next.open(dir.path(), nullptr));
-  QCOMPARE(next.recoveredFiles().size(), 1);
-  Leftover l;
-  QVERIFY(DescribeLeftover(next.recoveredFiles().first(), &l, nullptr));
-  QCOMPARE(l.records, 2);
-  next.closeAndRemove();
 }
 
 QTEST_GUILESS_MAIN(TstDataSets)
