@@ -173,16 +173,7 @@ void TstRenderPrint::graphPdfCarriesHeaderBlocksAndFullWidthText() {
   QVERIFY(darkRowsIn(at + h / 2, at + h * 7 / 10) > 20);
   QVERIFY(darkRowsIn(at + h * 8 / 10, area.bottom() - 5) > 20);
 
-  // A file that cannot be written is said and leaves nothing: in a missing
-  // folder, or where a folder is in the way.
-  const QString missing = dir.filePath(QStringLiteral("no-such-folder/out.pdf"));
-  QVERIFY(!WritePdf(missing, graphs, &error));
-  QCOMPARE(error, QStringLiteral("File error"));
-  QVERIFY(!QFileInfo::exists(dir.filePath(QStringLiteral("no-such-folder"))));
-  QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("taken.pdf")));
-  error.clear();
-  QVERIFY(!WritePdf(dir.filePath(QStringLiteral("taken.pdf")), graphs, &error));
-  QCOMPARE(error, QStringLiteral("File error"));
+  // (A file that cannot be written: tst_cli_print and tst_ui_print, a missing folder.)
   // Nothing to print: no graph page, and an older file stays as it was.
   DataSets empty;
   ImageOutput none;
