@@ -108,9 +108,6 @@ void TstDataSets::scratchFilesAndCrashLeftovers() {
   ScriptedPrompt prompt;
   DataSets second(&prompt);
   QVERIFY(second.open(dir.path(), &err));
-  DataSets third;  // ours now: another opener is refused
-  QVERIFY(!third.open(dir.path(), &err));
-  QCOMPARE(third.openError(), DataSets::OpenError::InUse);
   // Only the file that held data is moved aside, and the user is told where.
   QCOMPARE(second.recoveredFiles().size(), 1);
   const QString aside = second.recoveredFiles().first();
@@ -124,8 +121,6 @@ void TstDataSets::scratchFilesAndCrashLeftovers() {
   second.closeAndRemove();
   QVERIFY(second.Put(RealTimeData, 1, MeasurementRecord{}));
   QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QFileInfo(aside).fileName()});
-  QVERIFY(third.open(dir.path(), &err));
-  third.closeAndRemove();
 
   // A folder is created when needed; a scratch file that cannot be is named.
   QVERIFY(QDir().mkpath(dir.filePath("new/folder/real.rand")));
@@ -237,13 +232,10 @@ void TstDataSets::folderInUseOrUnusable() {
     QString err;
     QVERIFY(!ds.open(dir.path(), &err));
     QCOMPARE(ds.openError(), DataSets::OpenError::InUse);
-    QVERIFY2(err.contains(QDir::toNativeSeparators(dir.path())), qPrintable(err));
-    QVERIFY(err.contains(QStringLiteral("another Hygrotab program")));
-    // The window's rule: in use ends silently.
+    // The window's rule: in use ends silently. (The text, and the holder's
+    // files untouched: tst_cli_offline folderInUseIsRefused.)
     QCOMPARE(OpenDataFolder(ds, dir.path(), &prompt), FolderOpen::InUse);
     QVERIFY(prompt.calls.isEmpty());
-    QCOMPARE(filesIn(dir.path()), QStringList({"hygrotab.lock", "real.rand"}));
-    QCOMPARE(QFileInfo(dir.filePath("real.rand")).size(), 80);
   }
 
   // A lock file that names nobody (cut short) does not keep everyone out.
