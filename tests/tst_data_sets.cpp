@@ -121,14 +121,6 @@ void TstDataSets::scratchFilesAndCrashLeftovers() {
   second.closeAndRemove();
   QVERIFY(second.Put(RealTimeData, 1, MeasurementRecord{}));
   QCOMPARE(QDir(dir.path()).entryList(QDir::Files), QStringList{QFileInfo(aside).fileName()});
-
-  // A folder is created when needed; a scratch file that cannot be is named.
-  QVERIFY(QDir().mkpath(dir.filePath("new/folder/real.rand")));
-  DataSets blocked;
-  QVERIFY(!blocked.open(dir.filePath("new/folder"), &err));
-  QVERIFY(err.contains(QStringLiteral("real.rand")));
-  QVERIFY(err.contains(QStringLiteral("--data-dir")));
-  QVERIFY(!QFile::exists(dir.filePath("new/folder/hygrotab.lock")));
 }
 
 void TstDataSets::statistics() {
@@ -245,26 +237,31 @@ void TstDataSets::folderInUseOrUnusable() {
   QVERIFY2(third.open(dir.path(), &err), qPrintable(err));
   third.closeAndRemove();
 
-  // Runs as root in CI, where permissions do not stop anything: a path below
-  // a regular file fails for everyone.
+  // Unusable folders, each said once with the folder and the way out. CI
+  // runs as root, where permissions stop nothing: a path below a regular
+  // file fails for everyone. A folder is created when needed, and left
+  // without a lock when a scratch file in it cannot be made.
   const QString file = dir.filePath("plain");
   QVERIFY(writeScratchFile(file, {}, "x"));
-  for (const QString& folder : {file + QStringLiteral("/sub"), file}) {
+  QVERIFY(QDir().mkpath(dir.filePath("new/folder/real.rand")));
+  QVERIFY(QDir().mkpath(dir.filePath("taken/") + DataFolder::kLockName));
+  const QList<std::pair<QString, QString>> unusable = {
+      {file + "/sub", "it cannot be created"},
+      {file, "it is a file, not a folder"},
+      {dir.filePath("taken"), "in the way of the lock file"},
+      {dir.filePath("new/folder"), "real.rand"}};
+  for (const auto& [folder, why] : unusable) {
     ScriptedPrompt prompt;
     DataSets ds(&prompt);
     QCOMPARE(OpenDataFolder(ds, folder, &prompt), FolderOpen::Failed);
     QCOMPARE(ds.openError(), DataSets::OpenError::Unusable);
     QCOMPARE(prompt.messages().size(), 1);
     const QString text = prompt.messages().first();
-    QVERIFY2(text.contains(QDir::toNativeSeparators(folder)), qPrintable(text));
-    QVERIFY2(text.contains(QStringLiteral("--data-dir")), qPrintable(text));
+    QVERIFY2(text.contains(QDir::toNativeSeparators(folder)) && text.contains(why) &&
+                 text.contains(QStringLiteral("--data-dir")),
+             qPrintable(text));
   }
-  // Something other than a file where the lock belongs.
-  QVERIFY(QDir(dir.path()).mkpath(DataFolder::kLockName));
-  ScriptedPrompt prompt;
-  DataSets ds(&prompt);
-  QCOMPARE(OpenDataFolder(ds, dir.path(), &prompt), FolderOpen::Failed);
-  QVERIFY(prompt.messages().value(0).contains(QStringLiteral("in the way")));
+  QVERIFY(!QFile::exists(dir.filePath("new/folder/hygrotab.lock")));
 }
 
 void TstDataSets::leftoverLoadsWholeRecords() {
