@@ -58,25 +58,20 @@ void TstDumpModel::cellsStatusTextAndSorting() {
   for (float t : {9.0f, 10.0f, -5.0f, 25.5f, -10.0f, 0.5f}) addSample(ds, LogData, t, 50);
   m.Dump_Fill(LogData);
   QVERIFY(!m.isSorted());
-  // Texts, not numbers: "-" sorts first, "10.00" before "9.00".
+  // (Texts, not numbers, the same column flipping the order and another
+  // keeping it: tst_ui_graphs dumpListSortsAndShowsRows.) The read-out and
+  // the records follow the sort: "-10.00" sorts first.
   m.columnClick(DumpModel::TempColumn);
-  QCOMPARE(m.sortOrder(), Qt::AscendingOrder);
-  QCOMPARE(column(m, 2), QStringList({"-10.00", "-5.00", "0.50", "10.00", "25.50", "9.00"}));
   QCOMPARE(m.itemClickText(0).left(24), QStringLiteral("Date 2010/05/01 12:04:00"));
-  // The same column again flips the order; a persistent index (a view's
-  // selection) stays on its record.
+  // A persistent index (a view's selection) stays on its record.
   const QPersistentModelIndex sel = m.index(0, 1);
   m.columnClick(DumpModel::TempColumn);
-  QCOMPARE(column(m, 2), QStringList({"9.00", "25.50", "10.00", "0.50", "-5.00", "-10.00"}));
   QCOMPARE(sel.row(), 5);
   QCOMPARE(m.recordAt(sel.row()), 5);
-  // Another column keeps the order and changes the key; leading zeros make
-  // record numbers sort as numbers.
+  // A refill of a sorted list comes back sorted: records descending.
   m.columnClick(DumpModel::RecordNoColumn);
-  QCOMPARE(column(m, 0), QStringList({"00006", "00005", "00004", "00003", "00002", "00001"}));
-  // A refill of a sorted list comes back m.
   m.Dump_Fill(LogData);
-  QCOMPARE(column(m, 0).first(), QStringLiteral("00006"));
+  QCOMPARE(column(m, 0), QStringList({"00006", "00005", "00004", "00003", "00002", "00001"}));
 }
 
 void TstDumpModel::rowsDuringAMeasurement() {

@@ -96,10 +96,9 @@ class TstGraphNav : public QObject {
     const GraphView v = TemperatureView(panel.state());
     const int record = 1001 - qRound((static_cast<double>(v.P) + v.S / 2) / 10);  // mid-window
     const double age = (1001 - record) * 10.0 - static_cast<double>(v.P);
-    QSignalSpy readOut(&panel, &GraphPanel::cursorText);  // the crosshair agrees with it
+    // The crosshair names the record under the pointer (read-out: tst_ui_graphs).
     moveTo(ondo, QPointF(qRound(XOfAge(age, w, v.S)), y));
     const QString date = fmt::formatDateTime(d.Get(LogData, record).Time);
-    QVERIFY(readOut.last().at(0).toString().startsWith(QStringLiteral("Date ") + date));
     const auto stamp = [](const QString& t) {
       return QDateTime::fromString(t.left(19), "yyyy/MM/dd HH:mm:ss");
     };
