@@ -206,27 +206,6 @@ class TestControlStates : public QObject {
              kLockNames + QStringLiteral("|Option5|Option6|Option7|Option8|Option9"));
   }
 
-  void laterSettingsWinPerAttribute() {
-    ControlTable first;
-    first.enable(QStringLiteral("A"), true);
-    first.setText(QStringLiteral("A"), QStringLiteral("one"));
-    first.setBack(QStringLiteral("B"), BackColour::Red);
-    ControlTable later;
-    later.setText(QStringLiteral("C"), QStringLiteral("three"));
-    later.enable(QStringLiteral("A"), false);
-    later.show(QStringLiteral("B"), false);
-    later.setText(QStringLiteral("A"), QStringLiteral("two"));
-    first.merge(later);
-    CHECK_TABLE(first, "A-|A=two|B@Red|B_|C=three|D?");
-    QCOMPARE(first.find(QStringLiteral("B"))->enabled, std::nullopt);
-    QStringList order;
-    for (const auto& e : first.entries()) order << e.first;
-    QCOMPARE(order, (QStringList{"A", "B", "C"}));
-    // Setting again keeps one entry per name.
-    first.enable(QStringLiteral("B"), true);
-    QCOMPARE(first.entries().size(), std::size_t(3));
-  }
-
   void tableOfEachState_data() {
     QTest::addColumn<QString>("state");  // the emulator's state[@model]; empty: never connected
     QTest::addColumn<int>("shown");      // the DisplayState the status lands in
