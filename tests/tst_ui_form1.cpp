@@ -155,15 +155,14 @@ class TestForm1 : public QObject {
     rig.sim->model().setStateBits(sim::DeviceModel::Recording);
     update(w, *rig.session);
     QCOMPARE(record->text(), QStringLiteral("Stop"));
-    QVERIFY(!once->isEnabled() && !menuEnabled(w, "m22") && menuEnabled(w, "m21"));
-    QVERIFY(!w.findChild<QAction*>(QStringLiteral("mAlarm"))->isEnabled());
+    QVERIFY(!menuEnabled(w, "m22") &&
+            !w.findChild<QAction*>(QStringLiteral("mAlarm"))->isEnabled());
 
     rig.sim->model().setStateBits(0);
     update(w, *rig.session);
     child<QComboBox>(w, "Combo5")->setCurrentText(QStringLiteral("2"));
     QTest::mouseClick(continuous, Qt::LeftButton);
     QCOMPARE(continuous->text(), QStringLiteral("Stop"));
-    QVERIFY(continuous->isEnabled() && !record->isEnabled() && !menuEnabled(w, "m2"));
     // The print button's table entry (tst_control_states) takes the other
     // print controls with it.
     const auto printing = [&w] {
@@ -173,10 +172,8 @@ class TestForm1 : public QObject {
     QCOMPARE(printing(), (QList<bool>{false, false, false}));
     // Samples arrive and are shown.
     QTRY_VERIFY_WITH_TIMEOUT(rig.session->data().info(RealTimeData).Points > 1, 20000);
-    QVERIFY(child<QRadioButton>(w, "Option6")->isChecked());
     QTest::mouseClick(continuous, Qt::LeftButton);  // stop; the save question is declined
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && continuous->text() == "Continuous", 20000);
-    QVERIFY(record->isEnabled());
     QCOMPARE(printing(), (QList<bool>{true, true, true}));
 
     // During an exchange the operating controls are locked.
@@ -188,8 +185,6 @@ class TestForm1 : public QObject {
 
     QTest::mouseClick(child<QPushButton>(w, "Command20"), Qt::LeftButton);
     CHECK_SHOWN(w, QStringLiteral("window/shown.tsv"), QStringLiteral("disconnected"));
-    QCOMPARE(backColour(w, "Label49"), QColor(Qt::black));
-    QVERIFY(!menuEnabled(w, "m33"));
 
     // A logger plugged back in is said; the Tool menu turns this off (what
     // either does to the link: tst_link_connection).
@@ -256,7 +251,6 @@ class TestForm1 : public QObject {
     // puts the list back in record order.
     child<QPushButton>(w, "Command4")->click();
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 20000);
-    QCOMPARE(child<QPushButton>(w, "Command4")->text(), QStringLiteral("Start"));
     trigger("mDisplayLogDump");
     auto* list = child<QTreeView>(w, "ListView1");
     const auto sorted = [list] {
@@ -283,7 +277,6 @@ class TestForm1 : public QObject {
     // The record entry presses the record button: stopping here.
     trigger("m21");
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 20000);
-    QCOMPARE(child<QLabel>(w, "Label16")->text(), QStringLiteral("Record stop"));
     QVERIFY(!rig.sim->model().isRecording());
     // Download fills the log set and shows it.
     QSignalSpy downloads(&rig.session->download(), &DownloadOperation::started);
@@ -456,13 +449,12 @@ class TestForm1 : public QObject {
     QVERIFY(shown.first() != shown.last());
     QCOMPARE(captions, QStringList(16, QStringLiteral("Cancel")));
     QCOMPARE(button->text(), QStringLiteral("Disconnect"));
-    QCOMPARE(panel->text(), QStringLiteral("Communicating\u3000Port1"));
     disconnect(watch);
     QTest::mouseClick(button, Qt::LeftButton);
     QVERIFY(!rig.session->connected());
 
-    // Cancelled at the first port: no more are tried, nothing is open,
-    // nothing is said.
+    // The button cancels at the first port: no more are tried (what a
+    // cancelled search leaves and says: tst_link_connection).
     int tried = 0;
     connect(&rig.session->connection(), &Connection::searchingPort, &w, [&] {
       if (++tried == 1) QTest::mouseClick(button, Qt::LeftButton);
@@ -472,8 +464,6 @@ class TestForm1 : public QObject {
     QCOMPARE(tried, 1);
     QVERIFY(!rig.session->connected());
     QCOMPARE(button->text(), QStringLiteral("Connect"));
-    QCOMPARE(panel->text(), QStringLiteral("Unconnection"));
-    QVERIFY(rig.prompt.messages.isEmpty());
   }
 
   void offersLeftoversAtStartAndASignalKeepsThemUnsaved() {
