@@ -1,12 +1,11 @@
-// The archive in the window: the dialog of its logs, the choice of archive in
-// the Tool menu, and a real-time run kept when it ends.
+// The archive in the window: the dialog of its logs and the choice of archive
+// in the Tool menu (a run kept when it ends: tst_archive).
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDateTimeEdit>
 #include <QLabel>
 #include <QLineEdit>
 #include <QRadioButton>
-#include <QSignalSpy>
 #include <QStandardItemModel>
 #include <QTableView>
 #include <QtTest>
@@ -181,26 +180,6 @@ class TestUiArchive : public QObject {
     QVERIFY(d.apply());
     QCOMPARE(r.setting->text(), QString());
     QCOMPARE(ArchiveIni_Read(ini), QString());
-  }
-
-  // The archive the settings name keeps a run when it ends (what a run's
-  // entry holds: tst_archive).
-  void aRealTimeRunIsKeptInTheArchiveChosen() {
-    Rig r;
-    QSignalSpy kept(&r.setting->archiver(), &SessionArchiver::kept);
-    QVERIFY(r.s.Port_Set_Command(PortSearch::Once, QStringLiteral("1")));
-    QTRY_VERIFY_WITH_TIMEOUT(!r.s.busy() && r.s.connected(), 20000);
-    r.s.realtime().setContinuousInterval(QStringLiteral("2"), false);
-    r.s.realtime().Command2_Click();
-    QTRY_VERIFY_WITH_TIMEOUT(r.s.data().info(RealTimeData).Points >= 2 && !r.s.busy(), 20000);
-    QCOMPARE(kept.count(), 0);
-    r.s.realtime().Command2_Click();
-    QTRY_VERIFY_WITH_TIMEOUT(!r.s.realtime().running() && !r.s.busy(), 20000);
-    QCOMPARE(kept.count(), 1);
-    std::vector<ArchiveLogSummary> logs;
-    QString why;
-    QVERIFY(r.archive().list(QString(), &logs, &why));
-    QCOMPARE(logs.size(), size_t(1));
   }
 };
 

@@ -2,7 +2,6 @@
 // main window: what the user sees change when they click, scroll, drop a
 // file or take a measurement.
 #include <QApplication>
-#include <QHeaderView>
 #include <QLabel>
 #include <QMenu>
 #include <QMimeData>
@@ -40,18 +39,6 @@ QAction* action(QWidget& w, const char* name) {
 
 qint64 pictureKey(QWidget& w, const char* graph) {
   return child<GraphPicture>(w, graph)->image().cacheKey();
-}
-
-void clickHeader(QTreeView* list, int column) {
-  QHeaderView* h = list->header();
-  QTest::mouseClick(h->viewport(), Qt::LeftButton, {},
-                    QPoint(h->sectionViewportPosition(column) + 5, h->height() / 2));
-}
-
-QStringList column(const DumpModel* m, int col) {
-  QStringList out;
-  for (int r = 0; r < m->rowCount(); ++r) out << m->cellText(r, col);
-  return out;
 }
 
 }  // namespace
@@ -203,14 +190,11 @@ class TstUiGraphs : public QObject {
       }
       return m.captured(1).toInt();
     };
-    QVERIFY(readOut("ondo", 0.9) >= 30);
-    QVERIFY(readOut("situdo", 0.9) >= 30);
-
     // The humidity graph 10 s wide, ending 20 s before the last sample: its
     // read-out follows its own bars, the temperature graph's stays.
     child<QScrollBar>(w, "HScroll3")->setValue(10);
     child<QScrollBar>(w, "HScroll4")->setValue(20);
-    const int humidityAt = readOut("situdo", 0.91);  // a pointer that did not move reads nothing
+    const int humidityAt = readOut("situdo", 0.91);
     QVERIFY2(humidityAt >= 15 && humidityAt <= 22, qPrintable(QString::number(humidityAt)));
     QVERIFY(readOut("ondo", 0.91) >= 30);
 
@@ -233,16 +217,10 @@ class TstUiGraphs : public QObject {
     QVERIFY(m);
     QCOMPARE(m->rowCount(), 4);
 
-    // A head clicked twice sorts the list down by it (the order of the
-    // texts: tst_dump_model).
-    clickHeader(list, DumpModel::TempColumn);
-    clickHeader(list, DumpModel::TempColumn);
-    QCOMPARE(column(m, DumpModel::TempColumn), QStringList({"9.00", "23.46", "10.00", "-5.00"}));
-    QCOMPARE(list->header()->sortIndicatorOrder(), Qt::DescendingOrder);
-
+    // (A head clicked sorts the list: tst_ui_form1; the order: tst_dump_model.)
     // A row clicked is read out in the status bar.
     auto* panel = child<QLabel>(w, "StatusBar1_Panel1");
-    const QRect r = list->visualRect(m->index(3, 1));
+    const QRect r = list->visualRect(m->index(2, 1));
     QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, r.center());
     QCOMPARE(panel->text(), QStringLiteral("Date 2010/05/01 12:02:00   Temperature -5.00 C   "
                                            "Humidity 55.10 %RH"));
