@@ -148,16 +148,7 @@ class TstUiGraphs : public QObject {
     DataView& view = rig.session->dataView();
     QCOMPARE(view.scrollState().VScroll1.value, trange->value());
 
-    // A window set from code, one graph's: its bars follow, its graph is redrawn.
     g->setContinuousRun({});
-    GraphWindow humidity = view.window(Graph::Humidity);
-    humidity.span.value = 600;
-    humidity.centre.value = 400;
-    h = pictureKey(w, "situdo");
-    view.setWindow(Graph::Humidity, humidity);
-    QCOMPARE(child<QScrollBar>(w, "HScroll3")->value(), 600);
-    QCOMPARE(child<QScrollBar>(w, "VScroll4")->value(), 400);
-    QVERIFY(pictureKey(w, "situdo") != h);
 
     // The bars take the limits of the set shown (their arithmetic:
     // tst_render_graph): with the span wider than the data the position bar
