@@ -212,7 +212,7 @@ class TestControlStates : public QObject {
     CHECK_TABLE(r.table(), expect);
   }
 
-  void continuousRunAndBackToIdle() {
+  void continuousRun() {
     Rig r(QStringLiteral("idle.json"));
     QVERIFY(r.connect());
     r.session.realtime().Command2_Click();
@@ -226,16 +226,7 @@ class TestControlStates : public QObject {
     // their texts stay as the last status showed them.
     QVERIFY(!t.find(QStringLiteral("Command4"))->text);
     CHECK_TABLE(t, each(kScrollBars, "_"));
-
-    r.prompt.questionAnswers.enqueue(false);
-    r.session.realtime().Command2_Click();
-    QVERIFY(r.waitIdle());
-    QCOMPARE(r.session.view().state, DisplayState::Idle);
-    const ControlTable after = r.table();
-    CHECK_TABLE(after,
-                "Command2=Continuous|Command2+|Command4=Start|Command10+|Command12+|"
-                "Command22+|Command23+|Option5+|Option7+");
-    CHECK_TABLE(after, each(kScrollBars, "^"));
+    // (Back to idle the table is the idle row's: StatusControls of the same view.)
   }
 };
 
