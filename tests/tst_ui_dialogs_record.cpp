@@ -86,7 +86,7 @@ class TestRecordDialogs : public QObject {
     QTest::keyClick(child<QLineEdit>(f, "Text1"), Qt::Key_Return);
     QCOMPARE(f.result(), int(QDialog::Accepted));
     QVERIFY(r.waitIdle());
-    QCOMPARE(r.codes(), QList<int>({40, 41, 45, 46, 49, 1, 2, 3, 4, 5, 6, 25, 11}) + kStatusCodes);
+    // What the dialog's values became (the sequence around them: tst_logger_ops).
     QCOMPARE(r.frames.mid(0, 5),
              (QByteArrayList{CommandFrame(1, 40, 'T', '1'), CommandFrame(1, 41, ' ', ' '), upper,
                              lower, CommandFrame(1, 49, 1, 1)}));
@@ -220,7 +220,6 @@ class TestRecordDialogs : public QObject {
     QCOMPARE(f.result(), int(QDialog::Accepted));
     QVERIFY(!f.isVisible());
     QVERIFY(r.waitIdle());
-    QCOMPARE(r.codes(), QList<int>({1, 2, 3, 4, 5, 6, 25, 31, 32, 33, 17}) + kStatusCodes);
     QCOMPARE(r.frames.mid(6, 5),
              (QByteArrayList{CommandFrame(1, 25, 0, 0), CommandFrame(1, 31, 15, 0),
                              CommandFrame(1, 32, 8, 0), CommandFrame(1, 33, 0, 0),
@@ -306,7 +305,6 @@ class TestRecordDialogs : public QObject {
     QVERIFY(!f.isVisible());
     QCOMPARE(f.result(), int(QDialog::Accepted));
     QVERIFY(r.waitIdle());
-    QCOMPARE(r.codes(), (QList<int>{1, 2, 3, 4, 5, 6}));
     // The logger's clock as read back: the computer's time of a moment ago.
     QCOMPARE(r.prompt.messages().size(), 1);
     const QString text = r.prompt.messages().first();
