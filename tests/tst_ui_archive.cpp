@@ -159,12 +159,14 @@ class TestUiArchive : public QObject {
     text.replace(QStringLiteral("DIR"), r.dir.path());
     Form1 w(&r.s, &r.prompt);
     w.setArchive(r.setting.get());
-    ArchiveTargetDialog d(&r.s, r.setting.get(), &r.prompt);
-    QObject::connect(&d, &ArchiveTargetDialog::chosen, &w, [&] { w.Save(); });
-    child<QRadioButton>(d, "ArchiveOther")->setChecked(true);
-    child<QLineEdit>(d, "ArchiveTarget")->setText(text);
+    // The Tool menu's entry: what the dialog takes is written at once.
+    w.findChild<QAction*>(QStringLiteral("mArchiveTarget"))->trigger();
+    auto* d = w.findChild<ArchiveTargetDialog*>();
+    QVERIFY(d);
+    child<QRadioButton>(*d, "ArchiveOther")->setChecked(true);
+    child<QLineEdit>(*d, "ArchiveTarget")->setText(text);
     for (bool a : answers) r.prompt.answers << a;
-    QCOMPARE(d.apply(), taken);
+    QCOMPARE(d->apply(), taken);
     const QStringList told = r.prompt.messages + r.prompt.questions;
     QCOMPARE(told.size(), said.isEmpty() ? 0 : 1);
     if (!said.isEmpty()) QVERIFY2(told[0].contains(said), qPrintable(told[0]));
@@ -176,8 +178,8 @@ class TestUiArchive : public QObject {
     QCOMPARE(ArchiveIni_Read(ini), taken ? text : QString());
     if (!taken) return;
     // Back to the data folder's own.
-    child<QRadioButton>(d, "ArchiveDefault")->setChecked(true);
-    QVERIFY(d.apply());
+    child<QRadioButton>(*d, "ArchiveDefault")->setChecked(true);
+    QVERIFY(d->apply());
     QCOMPARE(r.setting->text(), QString());
     QCOMPARE(ArchiveIni_Read(ini), QString());
   }
