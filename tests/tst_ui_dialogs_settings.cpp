@@ -154,8 +154,17 @@ class TestSettingsDialogs : public QObject {
     QCOMPARE(child<QLineEdit>(again, "Text1")->text(), QStringLiteral("AB"));
   }
 
-  void communicationSettingConnectsAndDisconnects() {
+  // The communication setting connects and disconnects; the version dialog
+  // shows the hardware line only after a status read.
+  void communicationSettingAndVersion() {
     Rig r(QStringLiteral("idle.json"));
+    {
+      Form4 f(&r.session);
+      CHECK_SHOWN(f, QStringLiteral("window/shown.tsv"), QStringLiteral("version"));
+      QVERIFY(!child<QLabel>(f, "Label1")->isHidden() &&
+              !child<QLabel>(f, "Label1")->text().isEmpty());
+      QCOMPARE(child<QLabel>(f, "Label3")->text(), r.session.ModelName());
+    }
     {
       Form5 f(&r.session, QStringLiteral("1"));
       QVERIFY(child<QPushButton>(f, "Command1")->isDefault());  // Enter presses OK
@@ -167,6 +176,13 @@ class TestSettingsDialogs : public QObject {
       QVERIFY(r.idle());
       QVERIFY(r.session.connected());
       r.take();
+    }
+    {
+      Form4 f(&r.session);
+      // 1.02: the emulator's firmware byte.
+      CHECK_SHOWN(f, QStringLiteral("window/shown.tsv"), QStringLiteral("version, connected"));
+      click(f, "Command_ok");
+      QCOMPARE(f.result(), int(QDialog::Accepted));
     }
     {
       Form5 f(&r.session, QStringLiteral("1"));
@@ -187,25 +203,6 @@ class TestSettingsDialogs : public QObject {
     // (Online on a port without a logger: tst_link_connection says so.)
     QCOMPARE(Form5::PortSetMode(QStringLiteral(" 3 ")), PortSearch::Once);
     QCOMPARE(Form5::PortSetMode(QString()), PortSearch::Search);
-  }
-
-  void versionShowsTheHardwareLineOnlyAfterAStatusRead() {
-    Rig r(QStringLiteral("idle.json"));
-    {
-      Form4 f(&r.session);
-      CHECK_SHOWN(f, QStringLiteral("window/shown.tsv"), QStringLiteral("version"));
-      QVERIFY(!child<QLabel>(f, "Label1")->isHidden() &&
-              !child<QLabel>(f, "Label1")->text().isEmpty());
-      QCOMPARE(child<QLabel>(f, "Label3")->text(), r.session.ModelName());
-    }
-    QVERIFY(r.connect());
-    {
-      Form4 f(&r.session);
-      // 1.02: the emulator's firmware byte.
-      CHECK_SHOWN(f, QStringLiteral("window/shown.tsv"), QStringLiteral("version, connected"));
-      click(f, "Command_ok");
-      QCOMPARE(f.result(), int(QDialog::Accepted));
-    }
   }
 
   // The window shows the download's progress (its texts and the frames
