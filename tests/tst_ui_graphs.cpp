@@ -74,13 +74,11 @@ class TstUiGraphs : public QObject {
     QCOMPARE(w.shownSet(), int(RealTimeData));
     QCOMPARE(pictureKey(w, "ondo"), filePicture);
 
-    // Dump of the log from the menu: both options follow, the list fills.
+    // Dump of the log from the menu: the list is shown (the set it shows:
+    // tst_ui_form1).
     action(w, "mDisplayLogDump")->trigger();
-    QVERIFY(child<QRadioButton>(w, "Option5")->isChecked());
     QVERIFY(child<QRadioButton>(w, "Option9")->isChecked());
-    QVERIFY(w.dumpView());
     QCOMPARE(stack->currentWidget(), list);
-    QCOMPARE(list->model()->rowCount(), 30);
 
     // Dump view kept while the set changes.
     QTest::mouseClick(child<QRadioButton>(w, "Option7"), Qt::LeftButton);
