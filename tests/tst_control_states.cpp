@@ -138,6 +138,7 @@ const QString kLockNames = QStringLiteral(
     "Combo2|Combo4|Combo5|Command1|Command2|Command4|Command5|Command6|Command7|"
     "Command11|Command13|Command19|Command26|Command28|Option1|Option2|Option3|"
     "Option4|m1|m2|m3|m11|m12|m21|m22|m23|m31|m32|m33|m34");
+
 }  // namespace
 
 class TestControlStates : public QObject {
