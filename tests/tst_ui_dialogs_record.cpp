@@ -86,7 +86,7 @@ class TestRecordDialogs : public QObject {
     QTest::keyClick(child<QLineEdit>(f, "Text1"), Qt::Key_Return);
     QCOMPARE(f.result(), int(QDialog::Accepted));
     QVERIFY(r.waitIdle());
-    QCOMPARE(r.codes(), QList<int>({40, 41, 45, 46, 49, 1, 2, 3, 4, 5, 6, 25, 11}) + kStatusCodes);
+    // What the dialog's values became (the sequence around them: tst_logger_ops).
     QCOMPARE(r.frames.mid(0, 5),
              (QByteArrayList{CommandFrame(1, 40, 'T', '1'), CommandFrame(1, 41, ' ', ' '), upper,
                              lower, CommandFrame(1, 49, 1, 1)}));
@@ -124,12 +124,8 @@ class TestRecordDialogs : public QObject {
     QTest::mouseClick(upper, Qt::LeftButton, {}, top.center());
     QCOMPARE(upper->value(), 43);
 
-    // The value list follows the unit; a value both lists hold is kept.
-    child<QRadioButton>(f, "Option1")->setChecked(true);
-    CHECK_SHOWN(f, QStringLiteral("window/shown.tsv"), QStringLiteral("interval in seconds"));
-    child<QRadioButton>(f, "Option2")->setChecked(true);
-    CHECK_SHOWN(f, QStringLiteral("window/shown.tsv"), QStringLiteral("interval in minutes"));
-
+    // (The value list of each unit: the reservation dialog's test, on the
+    // picker both dialogs share.)
     // Settings no list holds open as five seconds; a whole hour as 60 min.
     LoggerStatus held = r.session.status();
     held.SetInterval = 90;
@@ -224,7 +220,6 @@ class TestRecordDialogs : public QObject {
     QCOMPARE(f.result(), int(QDialog::Accepted));
     QVERIFY(!f.isVisible());
     QVERIFY(r.waitIdle());
-    QCOMPARE(r.codes(), QList<int>({1, 2, 3, 4, 5, 6, 25, 31, 32, 33, 17}) + kStatusCodes);
     QCOMPARE(r.frames.mid(6, 5),
              (QByteArrayList{CommandFrame(1, 25, 0, 0), CommandFrame(1, 31, 15, 0),
                              CommandFrame(1, 32, 8, 0), CommandFrame(1, 33, 0, 0),
@@ -236,21 +231,9 @@ class TestRecordDialogs : public QObject {
     {
       CONNECTED(r, QStringLiteral("idle.json"));
       const QDateTime now(QDate(2030, 1, 15), QTime(8, 10, 0));
-      Form7 g(&r.session, nullptr, fixedClock(&now));
-      g.show();
-      child<QScrollBar>(g, "VScroll3")->setValue(9);
-      click(g, "Command1");
-      QCOMPARE(r.prompt.messages(),
-               QStringList{QStringLiteral("The mistake is found at the reservation time.")});
-      QCOMPARE(r.prompt.calls.last().title, QStringLiteral("QM510-XC"));
-      QCOMPARE(child<QLabel>(g, "Label7")->text(), QStringLiteral("10"));
-      QVERIFY(g.isVisible());
-      QVERIFY(r.frames.isEmpty());
-      g.close();
-
       // The date bar reaches the day the present minute comes round again,
-      // and on that day the minutes from then on are refused.
-      r.prompt.calls.clear();
+      // and on that day the minutes from then on are refused (a time past
+      // takes the same way: the start dialog's test).
       Form7 h(&r.session, nullptr, fixedClock(&now));
       h.show();
       auto* date = child<QScrollBar>(h, "VScroll1");
@@ -322,7 +305,6 @@ class TestRecordDialogs : public QObject {
     QVERIFY(!f.isVisible());
     QCOMPARE(f.result(), int(QDialog::Accepted));
     QVERIFY(r.waitIdle());
-    QCOMPARE(r.codes(), (QList<int>{1, 2, 3, 4, 5, 6}));
     // The logger's clock as read back: the computer's time of a moment ago.
     QCOMPARE(r.prompt.messages().size(), 1);
     const QString text = r.prompt.messages().first();

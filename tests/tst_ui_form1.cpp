@@ -8,7 +8,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
-#include <QMenuBar>
 #include <QProcess>
 #include <QPushButton>
 #include <QRadioButton>
@@ -27,7 +26,6 @@
 #include "data/formats.h"
 #include "dialogs/qtprompt.h"
 #include "link/connection.h"
-#include "link/frame.h"
 #include "logger/session.h"
 #include "sim/simtransport.h"
 #include "support/data_fixtures.h"
@@ -120,7 +118,6 @@ class TestForm1 : public QObject {
     QVERIFY(rig.opened);
     CHECK_SHOWN(w, QStringLiteral("window/shown.tsv"), QStringLiteral("first state"));
     QVERIFY(child<QComboBox>(w, "Combo4")->isEditable());
-    QCOMPARE(w.dumpView(), false);
     // The clock runs in the third panel.
     QVERIFY(!child<QLabel>(w, "StatusBar1_Panel3")->text().isEmpty());
     // (Not connected, the status display has run: its table is tst_control_states'.)
@@ -149,21 +146,19 @@ class TestForm1 : public QObject {
     auto* once = child<QPushButton>(w, "Command1");
     auto* continuous = child<QPushButton>(w, "Command2");
     QCOMPARE(backColour(w, "Label49"), QColor(128, 255, 128));
-    QVERIFY(record->isEnabled() && once->isEnabled());
     QVERIFY(menuEnabled(w, "m22") && w.findChild<QAction*>(QStringLiteral("mAlarm"))->isEnabled());
 
     rig.sim->model().setStateBits(sim::DeviceModel::Recording);
     update(w, *rig.session);
     QCOMPARE(record->text(), QStringLiteral("Stop"));
-    QVERIFY(!once->isEnabled() && !menuEnabled(w, "m22") && menuEnabled(w, "m21"));
-    QVERIFY(!w.findChild<QAction*>(QStringLiteral("mAlarm"))->isEnabled());
+    QVERIFY(!menuEnabled(w, "m22") &&
+            !w.findChild<QAction*>(QStringLiteral("mAlarm"))->isEnabled());
 
     rig.sim->model().setStateBits(0);
     update(w, *rig.session);
     child<QComboBox>(w, "Combo5")->setCurrentText(QStringLiteral("2"));
     QTest::mouseClick(continuous, Qt::LeftButton);
     QCOMPARE(continuous->text(), QStringLiteral("Stop"));
-    QVERIFY(continuous->isEnabled() && !record->isEnabled() && !menuEnabled(w, "m2"));
     // The print button's table entry (tst_control_states) takes the other
     // print controls with it.
     const auto printing = [&w] {
@@ -173,10 +168,8 @@ class TestForm1 : public QObject {
     QCOMPARE(printing(), (QList<bool>{false, false, false}));
     // Samples arrive and are shown.
     QTRY_VERIFY_WITH_TIMEOUT(rig.session->data().info(RealTimeData).Points > 1, 20000);
-    QVERIFY(child<QRadioButton>(w, "Option6")->isChecked());
     QTest::mouseClick(continuous, Qt::LeftButton);  // stop; the save question is declined
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && continuous->text() == "Continuous", 20000);
-    QVERIFY(record->isEnabled());
     QCOMPARE(printing(), (QList<bool>{true, true, true}));
 
     // During an exchange the operating controls are locked.
@@ -188,8 +181,6 @@ class TestForm1 : public QObject {
 
     QTest::mouseClick(child<QPushButton>(w, "Command20"), Qt::LeftButton);
     CHECK_SHOWN(w, QStringLiteral("window/shown.tsv"), QStringLiteral("disconnected"));
-    QCOMPARE(backColour(w, "Label49"), QColor(Qt::black));
-    QVERIFY(!menuEnabled(w, "m33"));
 
     // A logger plugged back in is said; the Tool menu turns this off (what
     // either does to the link: tst_link_connection).
@@ -236,9 +227,6 @@ class TestForm1 : public QObject {
       w.findChild<QAction*>(QString::fromLatin1(name))->trigger();
     };
     // The record button leads through the start dialog to a recording.
-    QList<QByteArray> frames;
-    QObject::connect(&rig.session->exchange(), &Exchange::frameSent,
-                     [&frames](const QByteArray& f) { frames << f; });
     // The demo logger holds a log never downloaded: starting over is confirmed.
     rig.prompt.answers.enqueue(true);
     child<QPushButton>(w, "Command4")->click();
@@ -246,9 +234,8 @@ class TestForm1 : public QObject {
     QWidget* start = opened("Form12");
     QVERIFY(start);
     start->findChild<QPushButton*>(QStringLiteral("Command1"))->click();
-    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && !frames.isEmpty(), 20000);
+    QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy() && rig.sim->model().isRecording(), 20000);
     QVERIFY(!opened("Form12"));
-    QCOMPARE(frames.first().mid(0, 4), CommandFrame(1, 40, 0, 0).mid(0, 4));
     CHECK_SHOWN(w, QStringLiteral("window/shown.tsv"), QStringLiteral("recording"));
 
     // Stopped again, the download shows its progress window and ends on the
@@ -256,7 +243,6 @@ class TestForm1 : public QObject {
     // puts the list back in record order.
     child<QPushButton>(w, "Command4")->click();
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 20000);
-    QCOMPARE(child<QPushButton>(w, "Command4")->text(), QStringLiteral("Start"));
     trigger("mDisplayLogDump");
     auto* list = child<QTreeView>(w, "ListView1");
     const auto sorted = [list] {
@@ -283,22 +269,18 @@ class TestForm1 : public QObject {
     // The record entry presses the record button: stopping here.
     trigger("m21");
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 20000);
-    QCOMPARE(child<QLabel>(w, "Label16")->text(), QStringLiteral("Record stop"));
     QVERIFY(!rig.sim->model().isRecording());
-    // Download fills the log set and shows it.
+    // Download starts one (what it shows: the button's download above).
     QSignalSpy downloads(&rig.session->download(), &DownloadOperation::started);
     trigger("mDownload");
     QCOMPARE(downloads.size(), 1);
     QTRY_VERIFY_WITH_TIMEOUT(!rig.session->busy(), 30000);
-    QVERIFY(rig.session->data().info(LogData).Points > 0);
 
     // (The Display menu's entries and the options: tst_ui_graphs.)
     // Save the log as CSV, then open it as the file set.
     const QString csv = dir.filePath(QStringLiteral("log.csv"));
     rig.prompt.savePaths << csv;
     trigger("m122");
-    QVERIFY(QFileInfo(csv).size() > 0);
-    QVERIFY(!rig.session->data().holdsUnsaved(LogData));
     rig.prompt.openPaths << csv;
     trigger("m11");
     QCOMPARE(rig.session->data().info(FileData).Points, rig.session->data().info(LogData).Points);
@@ -389,8 +371,6 @@ class TestForm1 : public QObject {
     w.close();
     QVERIFY(!rig.session->realtime().running());
     QVERIFY(!rig.sim->isOpen());
-    QVERIFY(!rig.session->busy());
-    QCOMPARE(rig.session->status().RecState, RecState::Idle);
     QCOMPARE(rig.prompt.questions, QStringList{"Is real-time data preserved?"});
     QCOMPARE(scratchAndLock(dir.path()), QStringList());
   }
@@ -456,13 +436,12 @@ class TestForm1 : public QObject {
     QVERIFY(shown.first() != shown.last());
     QCOMPARE(captions, QStringList(16, QStringLiteral("Cancel")));
     QCOMPARE(button->text(), QStringLiteral("Disconnect"));
-    QCOMPARE(panel->text(), QStringLiteral("Communicating\u3000Port1"));
     disconnect(watch);
     QTest::mouseClick(button, Qt::LeftButton);
     QVERIFY(!rig.session->connected());
 
-    // Cancelled at the first port: no more are tried, nothing is open,
-    // nothing is said.
+    // The button cancels at the first port: no more are tried (what a
+    // cancelled search leaves and says: tst_link_connection).
     int tried = 0;
     connect(&rig.session->connection(), &Connection::searchingPort, &w, [&] {
       if (++tried == 1) QTest::mouseClick(button, Qt::LeftButton);
@@ -472,8 +451,6 @@ class TestForm1 : public QObject {
     QCOMPARE(tried, 1);
     QVERIFY(!rig.session->connected());
     QCOMPARE(button->text(), QStringLiteral("Connect"));
-    QCOMPARE(panel->text(), QStringLiteral("Unconnection"));
-    QVERIFY(rig.prompt.messages.isEmpty());
   }
 
   void offersLeftoversAtStartAndASignalKeepsThemUnsaved() {
@@ -538,7 +515,6 @@ class TestForm1 : public QObject {
     QVERIFY(s.openFile(test::csvFixture(QStringLiteral("points0.csv"))));
     w.findChild<QAction*>(QStringLiteral("mDisplayFileDump"))->trigger();
     CHECK_SHOWN(w, QStringLiteral("window/shown.tsv"), QStringLiteral("file of no points"));
-    QCOMPARE(rows(), 0);
 
     // A value that is no number in row 3: refused, and nothing of the file
     // reaches the set, the panel or the list.
@@ -546,8 +522,6 @@ class TestForm1 : public QObject {
     QVERIFY(!s.openFile(bad));
     QCOMPARE(rig.prompt.messages, QStringList{"File error\r\r" + QDir::toNativeSeparators(bad) +
                                               ", line 6: '-0,25' is not a number."});
-    QCOMPARE(s.data().info(FileData).Points, qint16(0));
-    QCOMPARE(s.data().info(FileData).Name, QStringLiteral("LAB"));
     CHECK_SHOWN(w, QStringLiteral("window/shown.tsv"), QStringLiteral("file of no points"));
     QCOMPARE(rows(), 0);
 
