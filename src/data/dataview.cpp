@@ -34,12 +34,6 @@ void DataView::setScrollState(const ScrollState& bars) {
   Q_EMIT scrollStateChanged();
 }
 
-void DataView::setWindow(Graph graph, const GraphWindow& window) {
-  ScrollState bars = bars_;
-  SetWindow(bars, graph, window);
-  setScrollState(bars);
-}
-
 void DataView::fitTime(const DataSets& sets, int set) {
   if (sets.info(set).Points <= 0) return;
   ScrollState bars = Scroll_Set(sets, set, bars_, false);

@@ -51,9 +51,8 @@ class DataView : public QObject {
   // The eight bars, with the limits and times Scroll_Set last computed.
   const ScrollState& scrollState() const { return bars_; }
   void setScrollState(const ScrollState& bars);
-  // One graph's four bars, read and set on their own (through the above).
+  // One graph's four bars, read on their own.
   GraphWindow window(Graph graph) const { return WindowOf(bars_, graph); }
-  void setWindow(Graph graph, const GraphWindow& window);
   // Both graphs' time windows take in the whole of `set` (its limits
   // computed first), the value bands as they are: how a set that has just
   // been brought in is first shown, so that a zoom left from another set does
