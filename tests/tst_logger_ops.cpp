@@ -423,56 +423,49 @@ class TestLoggerOps : public QObject {
   }
 
   void aDownloadNotKeptIsNeverMarked() {
-    // The window marks at once, the tool on its own: neither once the keeper
-    // (the archive) has failed, and both once it has kept the log.
-    for (const bool atOnce : {true, false}) {
-      CONNECTED_RIG(r, "two_segments.json");
-      bool keep = false;
-      int asked = 0;
-      int pointsSeen = 0;
-      r.session.download().setMarkAtOnce(atOnce);
-      r.session.download().setKeeper([&] {
-        ++asked;
-        pointsSeen = r.session.data().info(LogData).Points;
-        return keep;
-      });
-      QVERIFY(r.run(&DownloadOperation::Command5_Click));
-      QCOMPARE(asked, 1);
-      QCOMPARE(pointsSeen, 200);  // the whole log is in, its two runs kept apart
-      QCOMPARE(int(r.session.download().segments().size()), 2);
-      QCOMPARE(fmt::formatDateTime(r.rec(LogData, 120).Time),
-               QStringLiteral("2024/05/01 11:59:00"));
-      QCOMPARE(fmt::formatDateTime(r.rec(LogData, 121).Time),
-               QStringLiteral("2024/05/01 14:00:00"));
-      QCOMPARE(r.rec(LogData, 120).Block, 1.0f);
-      QCOMPARE(r.rec(LogData, 121).Block, 2.0f);
-      QVERIFY(!r.takeCodes().contains(56));
-      QVERIFY(!r.session.download().Download_Mark());
-      QVERIFY(r.session.status().NeverDownloaded);
-      // A new recording would lose that log: asked, No first.
-      QCOMPARE(r.session.recording().Command4_Click(), RecordButton::Declined);
-      QCOMPARE(r.prompt.texts(QStringLiteral("question")),
-               QStringList{message("never downloaded")});
-      QCOMPARE(r.prompt.calls.last().safe, SafeAnswer::No);
+    // The tool marks on its own, once the keeper (the archive) has kept the
+    // log; the window, which marks at once: tst_archive.
+    CONNECTED_RIG(r, "two_segments.json");
+    bool keep = false;
+    int asked = 0;
+    int pointsSeen = 0;
+    r.session.download().setMarkAtOnce(false);
+    r.session.download().setKeeper([&] {
+      ++asked;
+      pointsSeen = r.session.data().info(LogData).Points;
+      return keep;
+    });
+    QVERIFY(r.run(&DownloadOperation::Command5_Click));
+    QCOMPARE(asked, 1);
+    QCOMPARE(pointsSeen, 200);  // the whole log is in, its two runs kept apart
+    QCOMPARE(int(r.session.download().segments().size()), 2);
+    QCOMPARE(fmt::formatDateTime(r.rec(LogData, 120).Time), QStringLiteral("2024/05/01 11:59:00"));
+    QCOMPARE(fmt::formatDateTime(r.rec(LogData, 121).Time), QStringLiteral("2024/05/01 14:00:00"));
+    QCOMPARE(r.rec(LogData, 120).Block, 1.0f);
+    QCOMPARE(r.rec(LogData, 121).Block, 2.0f);
+    QVERIFY(!r.takeCodes().contains(56));
+    QVERIFY(!r.session.download().Download_Mark());
+    QVERIFY(r.session.status().NeverDownloaded);
+    // A new recording would lose that log: asked, No first.
+    QCOMPARE(r.session.recording().Command4_Click(), RecordButton::Declined);
+    QCOMPARE(r.prompt.texts(QStringLiteral("question")), QStringList{message("never downloaded")});
+    QCOMPARE(r.prompt.calls.last().safe, SafeAnswer::No);
 
-      keep = true;
-      QVERIFY(r.run(&DownloadOperation::Command5_Click));
-      QCOMPARE(asked, 2);
-      if (!atOnce) {
-        // Saved first, marked afterwards: the log ends with the stream.
-        QCOMPARE(r.takeCodes().last(), 44);
-        QVERIFY(r.session.download().Download_Mark());
-        QVERIFY(!r.session.download().Download_Mark());  // one exchange at a time
-        QVERIFY(r.waitIdle());
-      }
-      QCOMPARE(r.takeCodes().count(56), 1);
-      QVERIFY(!r.session.status().NeverDownloaded);
-      // The logger agrees: a new recording asks nothing.
-      QVERIFY(r.run(&StatusOperation::Command11_Click));
-      r.prompt.calls.clear();
-      QCOMPARE(r.session.recording().Command4_Click(), RecordButton::ShowStartDialog);
-      QVERIFY(r.prompt.calls.isEmpty());
-    }
+    keep = true;
+    QVERIFY(r.run(&DownloadOperation::Command5_Click));
+    QCOMPARE(asked, 2);
+    // Saved first, marked afterwards: the log ends with the stream.
+    QCOMPARE(r.takeCodes().last(), 44);
+    QVERIFY(r.session.download().Download_Mark());
+    QVERIFY(!r.session.download().Download_Mark());  // one exchange at a time
+    QVERIFY(r.waitIdle());
+    QCOMPARE(r.takeCodes().count(56), 1);
+    QVERIFY(!r.session.status().NeverDownloaded);
+    // The logger agrees: a new recording asks nothing.
+    QVERIFY(r.run(&StatusOperation::Command11_Click));
+    r.prompt.calls.clear();
+    QCOMPARE(r.session.recording().Command4_Click(), RecordButton::ShowStartDialog);
+    QVERIFY(r.prompt.calls.isEmpty());
   }
 
   // A logger without a start time holds no log, whatever its other words
