@@ -580,24 +580,12 @@ class TestLoggerOps : public QObject {
   }
 
   void startAndStopARecording_data() {
-    QTest::addColumn<QString>("model");
-    QTest::addColumn<bool>("minutes");
-    QTest::addColumn<QByteArrayList>("sent");  // the frames 45, 46, 25 and 11
-    // Every 2 s: the fast start; 30 C on and -5 C off as bytes.
-    QTest::newRow("QM720-XC") << "QM720-XC" << false
-                              << QByteArrayList{
-                                     CommandFrame(1, 45, 155, 48), CommandFrame(1, 46, 13, 132),
-                                     CommandFrame(1, 25, 1, 1), CommandFrame(1, 11, 0x82, 2)};
-    // Other models send no bounds; every 2 min is no fast start.
-    QTest::newRow("QM510-XC") << "QM510-XC" << true
-                              << QByteArrayList{
-                                     CommandFrame(1, 45, 0, 0), CommandFrame(1, 46, 0, 0),
-                                     CommandFrame(1, 25, 0, 0), CommandFrame(1, 11, 0x83, 2)};
+    test::addDataRows(QStringLiteral("logger/start_frames.tsv"), {"minutes", "sent"});
   }
   void startAndStopARecording() {
-    QFETCH(QString, model);
-    QFETCH(bool, minutes);
-    QFETCH(QByteArrayList, sent);
+    const QString model = QString::fromLatin1(QTest::currentDataTag());
+    QFETCH(QString, minutes);
+    QFETCH(QString, sent);
     Rig r(QStringLiteral("idle.json"));
     r.sim->model().setModel(model);
     QVERIFY(r.connect());
@@ -605,7 +593,7 @@ class TestLoggerOps : public QObject {
     StartSettings s;
     s.name = QStringLiteral("T1");
     s.intervalValue = 2;
-    s.minutes = minutes;
+    s.minutes = minutes == u'1';
     s.upperDegrees = 30;
     s.upperOn = true;
     s.lowerDegrees = -5;
@@ -613,7 +601,9 @@ class TestLoggerOps : public QObject {
     const QList<QByteArray> frames = r.frames;
     QCOMPARE(r.takeCodes(),
              QList<int>({40, 41, 45, 46, 49, 1, 2, 3, 4, 5, 6, 25, 11}) + kStatusCodes);
-    QCOMPARE((QByteArrayList{frames[2], frames[3], frames[11], frames[12]}), sent);
+    QStringList wire;
+    for (const int i : {2, 3, 11, 12}) wire << QString::fromLatin1(frames.value(i).toHex(' '));
+    QCOMPARE(wire.join(u'|'), sent);
     QVERIFY2(r.prompt.calls.isEmpty(), "a start shows no confirmation");
     QCOMPARE(r.session.view().boundsVisible, model == QLatin1String("QM720-XC"));
     QCOMPARE(r.session.view().Label16, QStringLiteral("Recording"));
@@ -694,11 +684,8 @@ class TestLoggerOps : public QObject {
   // The logger's clock is set with a two-digit year and reads it back in
   // five bits; what it reads back is compared with what was sent.
   void theClockIsConfirmedOnlyAsSent() {
-    const QList<std::pair<int, bool>> years{
-        {1929, false}, {1930, true},  {1931, true},  {1932, false}, {1999, false}, {2000, true},
-        {2029, true},  {2030, false}, {2031, false}, {2032, false}, {2035, false}};
-    for (const auto& [year, kept] : years)
-      QVERIFY2(LoggerClockKeepsYear(year) == kept, qPrintable(QString::number(year)));
+    for (const QStringList& row : test::dataRows(QStringLiteral("logger/clock_years.tsv")))
+      QVERIFY2(LoggerClockKeepsYear(row[0].toInt()) == (row[1] == u'1'), qPrintable(row[0]));
 
     CONNECTED_RIG(r, "idle.json");
     RecordingOperation& rec = r.session.recording();
