@@ -222,17 +222,13 @@ class TestConnection : public QObject {
   }
 
   void theLongerModelNameWins_data() {
-    QTest::addColumn<QByteArray>("answer");
-    QTest::addColumn<QString>("model");
-    QTest::newRow("XCB") << QByteArray("QM720-XCB V\x02\xFF") << "QM720-XCB";
-    QTest::newRow("XC") << QByteArray("xxQM720-XC V\x03\xFF") << "QM720-XC";
-    QTest::newRow("510") << QByteArray("QM510-XC\x01\xFF") << "QM510-XC";
-    QTest::newRow("none") << QByteArray("QM999\xFF") << "";
+    test::addDataRows(QStringLiteral("link/model_answers.tsv"), {"answer", "model"});
   }
   void theLongerModelNameWins() {
-    QFETCH(QByteArray, answer);
+    QFETCH(QString, answer);
     QFETCH(QString, model);
-    QCOMPARE(Connection::ModelFromAnswer(answer), model);
+    QCOMPARE(Connection::ModelFromAnswer(QByteArray::fromHex(answer.toLatin1())),
+             model == u'-' ? QString() : model);
   }
 
   // Connecting wakes the logger through the bridge of the port in use, under
