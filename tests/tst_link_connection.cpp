@@ -90,15 +90,6 @@ struct SilentRig {
       c.PulseHighMs = 1;
     });
   }
-  // Cancels while the next port tried is open and the answer awaited (a
-  // wait the cancel ends long before it would run out).
-  void cancelAtNextQuery() {
-    c.AnswerWaitMs = 15000;
-    port.onWrite = [this] {
-      port.onWrite = nullptr;
-      clickCancel();
-    };
-  }
   // Cancels during the next wake pulse, with the port closed.
   void cancelAtNextPulse() {
     c.PulseHighMs = 15000;
@@ -231,17 +222,13 @@ class TestConnection : public QObject {
   }
 
   void theLongerModelNameWins_data() {
-    QTest::addColumn<QByteArray>("answer");
-    QTest::addColumn<QString>("model");
-    QTest::newRow("XCB") << QByteArray("QM720-XCB V\x02\xFF") << "QM720-XCB";
-    QTest::newRow("XC") << QByteArray("xxQM720-XC V\x03\xFF") << "QM720-XC";
-    QTest::newRow("510") << QByteArray("QM510-XC\x01\xFF") << "QM510-XC";
-    QTest::newRow("none") << QByteArray("QM999\xFF") << "";
+    test::addDataRows(QStringLiteral("link/model_answers.tsv"), {"answer", "model"});
   }
   void theLongerModelNameWins() {
-    QFETCH(QByteArray, answer);
+    QFETCH(QString, answer);
     QFETCH(QString, model);
-    QCOMPARE(Connection::ModelFromAnswer(answer), model);
+    QCOMPARE(Connection::ModelFromAnswer(QByteArray::fromHex(answer.toLatin1())),
+             model == u'-' ? QString() : model);
   }
 
   // Connecting wakes the logger through the bridge of the port in use, under
@@ -375,21 +362,6 @@ class TestConnection : public QObject {
 
   void aCancelledSearchStopsWithThePortClosed() {
     {
-      // Cancelled while the first port is open and asked: nothing more is
-      // tried, and the port is closed.
-      SilentRig r;
-      QSignalSpy status(&r.c, &Connection::statusTextChanged);
-      r.cancelAtNextQuery();
-      QVERIFY(r.c.Port_Set_Command(QStringLiteral("Search"), QString()));
-      QCOMPARE(r.announced, QStringList{QStringLiteral("5")});
-      QCOMPARE(r.port.writes.size(), 1);
-      QVERIFY(r.refusedWhileSearching);
-      QVERIFY(!r.port.isOpen());
-      QVERIFY(r.prompt.calls.isEmpty());
-      QCOMPARE(status.last().at(0).toString(), QStringLiteral("Unconnection"));
-      QVERIFY(!r.c.searching());
-    }
-    {
       // Cancelled after the first port, while the second is woken.
       SilentRig r;
       QObject::connect(&r.c, &Connection::searchingPort, [&r](const QString& name) {
@@ -398,6 +370,7 @@ class TestConnection : public QObject {
       QVERIFY(r.c.Port_Set_Command(QStringLiteral("Search"), QString()));
       QCOMPARE(r.announced, (QStringList{QStringLiteral("5"), QStringLiteral("16")}));
       QCOMPARE(r.port.writes.size(), 1);  // only the first port was asked
+      QVERIFY(r.refusedWhileSearching);
       QCOMPARE(r.bridge.values, (QList<quint8>{0xFF, 0, 0xFF, 0}));  // pins left low
       QVERIFY(!r.port.isOpen());
       QVERIFY(r.prompt.calls.isEmpty());
@@ -437,14 +410,17 @@ class TestConnection : public QObject {
     QTest::addColumn<bool>("enabled");
     QTest::addColumn<bool>("userDisconnects");
     QTest::addColumn<bool>("reconnects");
-    QTest::newRow("on") << true << false << true;
-    QTest::newRow("off") << false << false << false;
-    QTest::newRow("user disconnected") << true << true << false;
+    QTest::addColumn<bool>("silent");  // comes back without answering
+    QTest::newRow("on") << true << false << true << false;
+    QTest::newRow("off") << false << false << false << false;
+    QTest::newRow("user disconnected") << true << true << false << false;
+    QTest::newRow("silent") << true << false << false << true;
   }
   void aPulledOutBridgeReconnectsWhenItComesBack() {
     QFETCH(bool, enabled);
     QFETCH(bool, userDisconnects);
     QFETCH(bool, reconnects);
+    QFETCH(bool, silent);
     SimRig r;
     r.session.plugBack().setEnabled(enabled);
     r.session.plugBack().timer_.setInterval(10);
@@ -469,6 +445,10 @@ class TestConnection : public QObject {
     QCOMPARE(ended.count(), endedBefore + (userDisconnects ? 0 : 1));
     QVERIFY(r.prompt.calls.isEmpty());
     QCOMPARE(r.session.view().statusBar, QStringLiteral("Unconnection"));
+    if (silent) {
+      r.sim->faults().silenceNext = -1;
+      r.session.connection().AnswerWaitMs = 20;
+    }
     r.sim->plugIn();
     if (reconnects) {
       QTRY_VERIFY(r.session.connected());
@@ -477,28 +457,15 @@ class TestConnection : public QObject {
       QCOMPARE(notices.at(0).at(0).toString(), PlugBack::ReconnectedText(QStringLiteral("1")));
       QCOMPARE(r.session.view().statusBar, QStringLiteral("Communicating\u3000Port1"));
     } else {
-      QTest::qWait(200);
+      // A silent one is tried three times on its return, each without a
+      // word, then left alone; one given up is never woken.
+      const int pulses = 1 + (silent ? 3 * r.session.connection().IdentifyAttempts : 0);
+      QTRY_COMPARE_WITH_TIMEOUT(r.bridge->values.size(), 2 * pulses, 10000);
+      QTest::qWait(300);
+      QCOMPARE(r.bridge->values.size(), 2 * pulses);
       QVERIFY(!r.session.connected());
       QVERIFY(notices.isEmpty());
     }
-    QVERIFY(r.prompt.messages().isEmpty());
-  }
-
-  void aBridgeThatComesBackSilentIsNotAnnounced() {
-    SimRig r;
-    r.session.plugBack().timer_.setInterval(10);
-    QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("1")));
-    QTRY_VERIFY(!r.session.busy());
-    r.sim->unplug();
-    r.sim->faults().silenceNext = -1;
-    r.session.connection().AnswerWaitMs = 20;
-    r.sim->plugIn();
-    // Three tries on its return, each without a word, then it is left alone.
-    const int pulses = 1 + 3 * r.session.connection().IdentifyAttempts;
-    QTRY_COMPARE_WITH_TIMEOUT(r.bridge->values.size(), 2 * pulses, 10000);
-    QTest::qWait(300);
-    QCOMPARE(r.bridge->values.size(), 2 * pulses);
-    QVERIFY(!r.session.connected());
     QVERIFY(r.prompt.messages().isEmpty());
   }
 

@@ -79,29 +79,10 @@ class TestExchange : public QObject {
     QCOMPARE(shortOne[3], 234);
   }
 
-  void queueRunsInOrderAndEndsOnce() {
-    Rig r;
-    QSignalSpy ended(&r.x, &Exchange::exchangeEnded);
-    r.port.autoAnswer = true;
-    r.port.script = {Answer(1, 25, 0, 0), Answer(1, 16, 0, 0), Answer(1, 22, 25, 0),
-                     Answer(1, 21, 5, 220)};
-    r.x.Queue_Reset();
-    r.x.Command_Add(1, 25, 0, 0, CommMode::Real);
-    r.x.Real_Read_Add(CommMode::Real);
-    QCOMPARE(int(r.x.queue.Count), 4);
-    r.x.Command_Send();
-    QTRY_COMPARE(ended.count(), 1);
-    // The frames sent, in this order: tst_logger_ops, oneMeasurement.
-    QCOMPARE(r.port.writes.size(), 4);
-    QCOMPARE(r.dispatched, (QList<int>{25, 16, 22, 21}));
-    QVERIFY(!r.x.busy());
-    QVERIFY(r.prompt.calls.isEmpty());
-    QTest::qWait(30);
-    QCOMPARE(ended.count(), 1);
-  }
-
+  // The queue runs in order however its answers are cut, and ends once.
   void splitAnswersAndAnswersInOneChunk() {
     Rig r;
+    QSignalSpy ended(&r.x, &Exchange::exchangeEnded);
     r.start({16, 22, 21});
     const QByteArray a = Answer(1, 16, 0, 0);
     r.port.feedNow(a.left(3));
@@ -115,6 +96,9 @@ class TestExchange : public QObject {
     r.port.feedNow(Answer(1, 21, 0, 0) + Hex("01 02 03 FF"));
     QCOMPARE(r.dispatched, (QList<int>{16, 22, 21}));
     QVERIFY(!r.x.busy());  // trailing noise after the last answer is dropped
+    QVERIFY(r.prompt.calls.isEmpty());
+    QTest::qWait(30);
+    QCOMPARE(ended.count(), 1);
   }
 
   void refusalsResendThenGiveUpOnTheEleventh() {

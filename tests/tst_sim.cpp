@@ -22,6 +22,7 @@
 #include "sim/devicemodel.h"
 #include "sim/simline.h"
 #include "sim/simtransport.h"
+#include "support/data_table.h"
 #include "support/sim_process.h"
 
 using hygro::sim::DeviceModel;
@@ -117,12 +118,8 @@ class TestSim : public QObject {
     m.setEnvironment(24.4, 50.45);
     QCOMPARE(ask(m, 22), hex("0001002200250000ff"));  // 6400 = 0x19 0x00
 
-    // Refused: no code 77, stop takes 14 only, no interval unit 0x84, month 13,
-    // P0 not 1, not BCD, hundreds > 2, a byte over 255, too short.
-    for (const char* bad : {"0001007700000000ff", "0001001200130000ff", "0001001101320001ff",
-                            "0001000100240013ff", "0002001500000000ff", "00010a1500000000ff",
-                            "0301001500000000ff", "0001001502560000ff", "0002ff"})
-      QVERIFY2(m.handleFrame(hex(bad)).join() == hex("eeff"), bad);
+    for (const QStringList& row : hygro::test::dataRows(QStringLiteral("link/refused_frames.tsv")))
+      QVERIFY2(m.handleFrame(hex(qPrintable(row[1]))).join() == hex("eeff"), qPrintable(row[0]));
     QCOMPARE(ask(m, 15), hex("0001001500000000ff"));  // and still answering
   }
 
