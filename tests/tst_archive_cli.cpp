@@ -83,9 +83,6 @@ class TestArchiveCli : public QObject {
                  refused.err.contains(QStringLiteral("the logger keeps it as never downloaded")),
              CLI_DIAG(refused));
     QVERIFY(QFile::exists(saved));
-    CLI_RUN(asked, 1, sim.run(words("--no-archive start --interval 1m")));
-    QVERIFY2(asked.err.startsWith(QStringLiteral("There is data never downloaded.")),
-             CLI_DIAG(asked));
 
     const QString archive = dir.filePath(QStringLiteral("site.sqlite"));
     const QStringList at{QStringLiteral("--archive"), archive};

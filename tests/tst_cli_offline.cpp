@@ -150,7 +150,7 @@ void TestCliOffline::recoverWritesLeftovers() {
   const QString leftover = dir.filePath(QStringLiteral("real.rand.crash-20261123_100300"));
   QVERIFY(hygro::test::writeScratchFile(leftover, recs + QList{makeRecord(0, 0, t0 + 0.01, 0)},
                                         QByteArray(41, 'z')));
-  const QStringList base{QStringLiteral("--data-dir"), d, QStringLiteral("recover")};
+  const QStringList base{"--data-dir", d, "recover"};
 
   CLI_RUN(list, 0, runCli(base));
   QCOMPARE(list.outLines(),
@@ -159,7 +159,7 @@ void TestCliOffline::recoverWritesLeftovers() {
 
   // The CSV of exactly those three samples.
   const QString csv = dir.filePath(QStringLiteral("out.csv"));
-  CLI_RUN(one, 0, runCli(base + QStringList{QStringLiteral("--csv"), csv}));
+  CLI_RUN(one, 0, runCli(base + QStringList{"--csv", csv}));
   QCOMPARE(hygro::test::readFile(csv),
            hygro::test::readFile(QStringLiteral(HYGROTAB_TEST_DATA "/cli/recovered.csv")));
 
@@ -169,23 +169,19 @@ void TestCliOffline::recoverWritesLeftovers() {
   CLI_RUN(two, 0, runCli(base));
   QCOMPARE(two.outLines().size(), 2);
   QVERIFY(two.outLines()[0].startsWith(QStringLiteral("1\tlog.rand.crash-1\tlog\t1\t")));
-  CLI_RUN(unnamed, 2, runCli(base + QStringList{QStringLiteral("--csv"), csv}));
+  CLI_RUN(unnamed, 2, runCli(base + QStringList{"--csv", csv}));
   QVERIFY2(unnamed.err.contains(QStringLiteral("2 leftovers")), CLI_DIAG(unnamed));
-  CLI_RUN(unknown, 2,
-          runCli(base + QStringList{QStringLiteral("--csv"), csv, QStringLiteral("3")}));
+  CLI_RUN(unknown, 2, runCli(base + QStringList{"--csv", csv, "3"}));
   const QString csv2 = dir.filePath(QStringLiteral("log.csv"));
-  CLI_RUN(byNumber, 0,
-          runCli(base + QStringList{QStringLiteral("--csv"), csv2, QStringLiteral("1")}));
+  CLI_RUN(byNumber, 0, runCli(base + QStringList{"--csv", csv2, "1"}));
   QVERIFY(hygro::test::readFile(csv2).contains(",\"2026/11/23 10:00:00\",\"5.00\",\"6.00\","));
-  CLI_RUN(byName, 0,
-          runCli(base + QStringList{QStringLiteral("--csv"), csv2, QStringLiteral("--overwrite"),
-                                    leftover}));
+  CLI_RUN(byName, 0, runCli(base + QStringList{"--csv", csv2, "--overwrite", leftover}));
   QCOMPARE(hygro::test::readFile(csv2), hygro::test::readFile(csv));
   // Nothing is ever removed from a leftover.
   QCOMPARE(QFileInfo(leftover).size(), 4 * 80 + 41);
 
   QTemporaryDir empty;
-  CLI_RUN(none, 0, runCli({QStringLiteral("--data-dir"), empty.path(), QStringLiteral("recover")}));
+  CLI_RUN(none, 0, runCli({"--data-dir", empty.path(), "recover"}));
   QVERIFY(none.out.isEmpty());
   QVERIFY(none.err.contains(QStringLiteral("no leftovers")));
 }
