@@ -105,14 +105,10 @@ void TstCliPrint::refusalsLeaveNothing() {
   QFETCH(QString, exit);
   QFETCH(QString, says);
   QTemporaryDir dir;
-  QByteArray bytes = hygro::test::readFile(fixture("qm720xc.csv"));
-  bytes.append("5,\"not a date\",\"1\",\"2\",\"x\"\r\n");
-  QFile bad(dir.filePath(QStringLiteral("bad.csv")));
-  QVERIFY(bad.open(QIODevice::WriteOnly) && bad.write(bytes) == bytes.size());
-  bad.close();
   QStringList argv = words(args);
   argv.replaceInStrings(QStringLiteral("MISSING"), dir.filePath(QStringLiteral("missing.csv")));
-  argv.replaceInStrings(QStringLiteral("BAD"), bad.fileName());
+  argv.replaceInStrings(QStringLiteral("BAD"),
+                        QStringLiteral(HYGROTAB_TEST_DATA "/cli/broken.csv"));
   argv.replaceInStrings(QStringLiteral("NOTCSV"),
                         QStringLiteral(HYGROTAB_TEST_DATA "/analysis/not_a_log.csv"));
   argv.replaceInStrings(QStringLiteral("POINTS0"), fixture("points0.csv"));
@@ -122,8 +118,7 @@ void TstCliPrint::refusalsLeaveNothing() {
   CLI_RUN(r, exit.toInt(), runCli(argv));
   QVERIFY2(r.err.contains(says) && r.out.isEmpty(), CLI_DIAG(r));
   // No output, no temporary file, no folder made for it.
-  QCOMPARE(QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-           QStringList{QStringLiteral("bad.csv")});
+  QVERIFY(QDir(dir.path()).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
 }
 
 void TstCliPrint::printsTheLoggersLog() {
