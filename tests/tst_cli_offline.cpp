@@ -1,9 +1,7 @@
 // hygrotab-cli without a logger on a serial line: help, usage errors (which
 // must be caught before the tool talks to any port), a missing port, and the
 // built-in demo logger.
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <QDateTime>
@@ -34,8 +32,6 @@ class TestCliOffline : public QObject {
  private slots:
   void commandHelp_data();
   void commandHelp();
-  void usageErrors_data();
-  void usageErrors();
   void stoppedAtOrBeforeThePort_data();
   void stoppedAtOrBeforeThePort();
   void demoLogger();
@@ -71,26 +67,8 @@ void TestCliOffline::commandHelp() {
            qPrintable(tool.out));
 }
 
-void TestCliOffline::usageErrors_data() {
-  QTest::addColumn<QStringList>("args");
-  QTest::addColumn<QString>("says");
-  for (const QStringList& row : hygro::test::dataRows(QStringLiteral("cli/usage_errors.tsv")))
-    QTest::newRow(row[0].isEmpty() ? "(nothing)" : qPrintable(row[0])) << words(row[0]) << row[1];
-}
-
-void TestCliOffline::usageErrors() {
-  QFETCH(QStringList, args);
-  QFETCH(QString, says);
-  // Every row but those about --port itself gets a port that does not exist.
-  const QStringList port{QStringLiteral("--port"), kNoPort};
-  CLI_RUN(r, 2, runCli(args.value(0) == QStringLiteral("--port") ? args : port + args));
-  QVERIFY2(r.err.contains(says), CLI_DIAG(r));
-  QVERIFY2(r.err.contains(QStringLiteral("--help")), CLI_DIAG(r));  // where to look
-  QVERIFY2(r.out.isEmpty(), CLI_DIAG(r));
-}
-
 void TestCliOffline::stoppedAtOrBeforeThePort_data() {
-  hygro::test::addDataRows(QStringLiteral("cli/port_refusals.tsv"), {"args", "exit", "says"});
+  hygro::test::addDataRows(QStringLiteral("cli/refusals.tsv"), {"args", "exit", "says"});
 }
 
 void TestCliOffline::stoppedAtOrBeforeThePort() {
@@ -104,9 +82,10 @@ void TestCliOffline::stoppedAtOrBeforeThePort() {
   argv.replaceInStrings(QStringLiteral("PAST"), QDateTime::currentDateTime().addSecs(-120).toString(
                                                     QStringLiteral("yyyy-MM-dd HH:mm")));
   CLI_RUN(r, exit.toInt(), runCli(argv));
-  QVERIFY2(r.errLines().value(0).startsWith(says), CLI_DIAG(r));
+  QVERIFY2(r.err.contains(says), CLI_DIAG(r));
   // An unwritable CSV is all that is said: the port was never tried.
-  if (says.contains(QStringLiteral("CSV"))) QCOMPARE(r.errLines().size(), 1);
+  if (says.startsWith(QStringLiteral("hygrotab-cli: cannot write the CSV")))
+    QCOMPARE(r.errLines().size(), 1);
   QVERIFY(r.out.isEmpty());
   QVERIFY(!QFile::exists(QStringLiteral("x.csv")));
 }
@@ -170,7 +149,7 @@ void TestCliOffline::recoverWritesLeftovers() {
   const QString leftover = dir.filePath(QStringLiteral("real.rand.crash-20261123_100300"));
   QVERIFY(hygro::test::writeScratchFile(leftover, recs + QList{makeRecord(0, 0, t0 + 0.01, 0)},
                                         QByteArray(41, 'z')));
-  const QStringList base{QStringLiteral("--data-dir"), d, QStringLiteral("recover")};
+  const QStringList base{"--data-dir", d, "recover"};
 
   CLI_RUN(list, 0, runCli(base));
   QCOMPARE(list.outLines(),
@@ -179,7 +158,7 @@ void TestCliOffline::recoverWritesLeftovers() {
 
   // The CSV of exactly those three samples.
   const QString csv = dir.filePath(QStringLiteral("out.csv"));
-  CLI_RUN(one, 0, runCli(base + QStringList{QStringLiteral("--csv"), csv}));
+  CLI_RUN(one, 0, runCli(base + QStringList{"--csv", csv}));
   QCOMPARE(hygro::test::readFile(csv),
            hygro::test::readFile(QStringLiteral(HYGROTAB_TEST_DATA "/cli/recovered.csv")));
 
@@ -189,68 +168,70 @@ void TestCliOffline::recoverWritesLeftovers() {
   CLI_RUN(two, 0, runCli(base));
   QCOMPARE(two.outLines().size(), 2);
   QVERIFY(two.outLines()[0].startsWith(QStringLiteral("1\tlog.rand.crash-1\tlog\t1\t")));
-  CLI_RUN(unnamed, 2, runCli(base + QStringList{QStringLiteral("--csv"), csv}));
+  CLI_RUN(unnamed, 2, runCli(base + QStringList{"--csv", csv}));
   QVERIFY2(unnamed.err.contains(QStringLiteral("2 leftovers")), CLI_DIAG(unnamed));
-  CLI_RUN(unknown, 2,
-          runCli(base + QStringList{QStringLiteral("--csv"), csv, QStringLiteral("3")}));
+  CLI_RUN(unknown, 2, runCli(base + QStringList{"--csv", csv, "3"}));
   const QString csv2 = dir.filePath(QStringLiteral("log.csv"));
-  CLI_RUN(byNumber, 0,
-          runCli(base + QStringList{QStringLiteral("--csv"), csv2, QStringLiteral("1")}));
+  CLI_RUN(byNumber, 0, runCli(base + QStringList{"--csv", csv2, "1"}));
   QVERIFY(hygro::test::readFile(csv2).contains(",\"2026/11/23 10:00:00\",\"5.00\",\"6.00\","));
-  CLI_RUN(byName, 0,
-          runCli(base + QStringList{QStringLiteral("--csv"), csv2, QStringLiteral("--overwrite"),
-                                    leftover}));
+  CLI_RUN(byName, 0, runCli(base + QStringList{"--csv", csv2, "--overwrite", leftover}));
   QCOMPARE(hygro::test::readFile(csv2), hygro::test::readFile(csv));
   // Nothing is ever removed from a leftover.
   QCOMPARE(QFileInfo(leftover).size(), 4 * 80 + 41);
 
   QTemporaryDir empty;
-  CLI_RUN(none, 0, runCli({QStringLiteral("--data-dir"), empty.path(), QStringLiteral("recover")}));
+  CLI_RUN(none, 0, runCli({"--data-dir", empty.path(), "recover"}));
   QVERIFY(none.out.isEmpty());
   QVERIFY(none.err.contains(QStringLiteral("no leftovers")));
 }
 
 void TestCliOffline::outputsNeverDestroyFiles_data() {
-  hygro::test::addDataRows(QStringLiteral("cli/outputs.tsv"), {"args", "exit", "says"});
+  hygro::test::addDataRows(QStringLiteral("cli/outputs.tsv"), {"args", "exit", "says", "old"});
 }
 
 void TestCliOffline::outputsNeverDestroyFiles() {
   QFETCH(QString, args);
   QFETCH(QString, exit);
   QFETCH(QString, says);
-  const int exitCode = exit.toInt();
+  QFETCH(QString, old);
   QTemporaryDir dir;
   const QString in = dir.filePath(QStringLiteral("in.csv"));
-  const QString old = dir.filePath(QStringLiteral("old.csv"));
+  const QString oldFile = dir.filePath(QStringLiteral("old.csv"));
   QVERIFY(QFile::copy(hygro::test::csvFixture(QStringLiteral("qm720xc.csv")), in));
   QVERIFY(QFile::link(in, dir.filePath(QStringLiteral("alias.csv"))));
   QCOMPARE(::link(QFile::encodeName(in).constData(),
                   QFile::encodeName(dir.filePath(QStringLiteral("link.csv"))).constData()),
            0);
-  QFile keep(old);
+  QFile keep(oldFile);
   QVERIFY(keep.open(QIODevice::WriteOnly) && keep.write("yesterday's log\n") > 0);
   keep.close();
   QVERIFY(QDir(dir.path()).mkdir(QStringLiteral("data")));
   QVERIFY(hygro::test::writeScratchFile(dir.filePath(QStringLiteral("data/log.rand.crash-1")),
                                         {hygro::test::makeRecord(5, 6, 46000)}));
+  const QStringList files = QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden);
+  const QMap<QString, QString> names{{QStringLiteral("IN"), in},
+                                     {QStringLiteral("OLD"), oldFile},
+                                     {QStringLiteral("LINK"), dir.filePath("link.csv")},
+                                     {QStringLiteral("ALIAS"), dir.filePath("alias.csv")},
+                                     {QStringLiteral("DATA"), dir.filePath("data")}};
   QStringList argv = words(args);
-  argv.replaceInStrings(QStringLiteral("LINK"), dir.filePath(QStringLiteral("link.csv")));
-  argv.replaceInStrings(QStringLiteral("IN"), in);
-  argv.replaceInStrings(QStringLiteral("OLD"), old);
-  argv.replaceInStrings(QStringLiteral("DATA"), dir.filePath(QStringLiteral("data")));
-  CLI_RUN(r, exitCode, runCli(argv));
+  for (QString& a : argv) {
+    a = names.value(a, a);
+    if (a.startsWith(QLatin1String("DIR/"))) a.replace(0, 3, dir.path());
+  }
+  CLI_RUN(r, exit.toInt(), runCli(argv));
   QVERIFY2(r.err.contains(says), CLI_DIAG(r));
   QCOMPARE(hygro::test::readFile(in),
            hygro::test::readFile(hygro::test::csvFixture(QStringLiteral("qm720xc.csv"))));
-  QCOMPARE(hygro::test::readFile(old), QByteArray("yesterday's log\n"));
-  // With --overwrite the existing file is replaced; the input, under any
-  // name, never is.
-  if (exitCode == 1 && args.startsWith(QLatin1String("print"))) {
-    CLI_RUN(again, 0, runCli(argv << QStringLiteral("--overwrite")));
-    QVERIFY(hygro::test::readFile(old).startsWith("%PDF"));
-    argv.replaceInStrings(old, dir.filePath(QStringLiteral("alias.csv")));
-    CLI_RUN(alias, 2, runCli(argv));
-  }
+  if (old == QLatin1String("kept"))
+    QCOMPARE(hygro::test::readFile(oldFile), QByteArray("yesterday's log\n"));
+  else
+    QVERIFY(hygro::test::readFile(oldFile).startsWith(old.toLatin1()));
+  // "-" is stdout: the workbook alone.
+  if (args.contains(QLatin1String(" - ")))
+    QVERIFY2(r.out.startsWith(QStringLiteral("PK\x03\x04")) && r.out.size() > 4000, CLI_DIAG(r));
+  // Nothing else is left behind.
+  QCOMPARE(QDir(dir.path()).entryList(QDir::AllEntries | QDir::Hidden), files);
 }
 
 void TestCliOffline::outputsToStreams() {
@@ -259,41 +240,19 @@ void TestCliOffline::outputsToStreams() {
   QVERIFY2(csv.out.startsWith(QStringLiteral("\"Recognition name\",")), CLI_DIAG(csv));
   QCOMPARE(csv.outLines().size(), 3 + 216);
 
-  // A pipe is written to, not replaced by a file.
+  // A pipe is written to, not replaced by a file. (A device node: the
+  // /dev/null row of the outputs' table, the same writer.)
   QTemporaryDir dir;
   const QString fifo = dir.filePath(QStringLiteral("pipe"));
   QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
-  const int reader = ::open(QFile::encodeName(fifo).constData(), O_RDONLY | O_NONBLOCK);
-  QVERIFY(reader >= 0);
-  QProcess cli;
-  hygro::test::prepareCli(
-      cli,
-      {QStringLiteral("plot"), QStringLiteral("--csv"),
-       hygro::test::csvFixture(QStringLiteral("qm720xc.csv")), QStringLiteral("--png"), fifo},
-      {});
-  cli.start();
-  QByteArray picture;
-  for (bool running = true; running;) {
-    running = !cli.waitForFinished(20);
-    char buf[65536];
-    for (ssize_t n; (n = ::read(reader, buf, sizeof buf)) > 0;) picture.append(buf, n);
-  }
-  ::close(reader);
-  QVERIFY2(cli.exitCode() == 0, cli.readAllStandardError().constData());
-  QVERIFY(picture.startsWith("\x89PNG"));
+  QProcess reader;
+  reader.start(QStringLiteral("cat"), {fifo});
+  QVERIFY(reader.waitForStarted());
+  CLI_RUN(plot, 0,
+          runCli({"plot", "--csv", hygro::test::csvFixture("qm720xc.csv"), "--png", fifo}));
+  QVERIFY(reader.waitForFinished(10000));
+  QVERIFY(reader.readAllStandardOutput().startsWith("\x89PNG"));
   QVERIFY(QFileInfo(fifo).exists() && !QFileInfo(fifo).isFile());
-  // A device node is written in place: a copy of /dev/full stays a device
-  // and the write fails as it should. Only root may make one.
-  const QString full = dir.filePath(QStringLiteral("full"));
-  if (::mknod(QFile::encodeName(full).constData(), S_IFCHR | 0600, makedev(1, 7)) != 0)
-    QSKIP("a device node can be made only as root");
-  CLI_RUN(r, 1,
-          runCli({QStringLiteral("print"), QStringLiteral("--csv"),
-                  hygro::test::csvFixture(QStringLiteral("qm720xc.csv")), QStringLiteral("--pdf"),
-                  full}));
-  struct stat st {};
-  QCOMPARE(::stat(QFile::encodeName(full).constData(), &st), 0);
-  QVERIFY(S_ISCHR(st.st_mode));
 }
 
 void TestCliOffline::namesThatAreNotUtf8AreRefused() {

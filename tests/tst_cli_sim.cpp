@@ -36,11 +36,6 @@ QList<QByteArray> csvLines(const QString& path) {
   return lines;
 }
 
-QDateTime sampleTime(const QString& line) {
-  return QDateTime::fromString(kSampleLine.match(line).captured(1),
-                               QStringLiteral("yyyy/MM/dd HH:mm:ss"));
-}
-
 // The lines of tests/data/cli/status.tsv under `key`.
 QStringList statusLines(const QString& key) {
   QStringList lines;
@@ -60,13 +55,9 @@ class TestCliSim : public QObject {
   Q_OBJECT
  private slots:
   void statusAndOneMeasurement();
-  void aLoggerFreshFromTheFactory();
-  void measureContinuousRunToCsv();
   void aRecordingLoggerAndItsLog();
-  void whatAFaultyLoggerCannotDo();
   void settingCommands();
-  void waitsForALoggerPluggedInLater();
-  void loggerPulledOutDuringARun();
+  void pluggedInLaterAndPulledOut();
   void signalsEndARunCleanly_data();
   void signalsEndARunCleanly();
   void aSignalWhileConnectingCleansUp();
@@ -76,7 +67,9 @@ class TestCliSim : public QObject {
 };
 
 void TestCliSim::statusAndOneMeasurement() {
-  START_SIM(sim, "idle.json", "");
+  // A logger whose clock takes no setting and whose log stream stops after 50
+  // points: what it can do is done all the same.
+  START_SIM(sim, "idle.json", "--clock-stuck --stall-after 50");
   CLI_RUN(r, 0, sim.run(words("status")));
   QCOMPARE(r.outLines(), statusLines(QStringLiteral("idle")));
   QVERIFY2(r.err.isEmpty(), CLI_DIAG(r));
@@ -89,8 +82,30 @@ void TestCliSim::statusAndOneMeasurement() {
   QVERIFY2(m.hasMatch(), CLI_DIAG(once));
   QCOMPARE(m.captured(2), QStringLiteral("24.40"));
   QVERIFY2(qAbs(m.captured(3).toDouble() - 50.45) <= 0.02, CLI_DIAG(once));
-  const QDateTime at = sampleTime(once.outLines()[0]);
+  const QDateTime at = QDateTime::fromString(m.captured(1), QStringLiteral("yyyy/MM/dd HH:mm:ss"));
   QVERIFY2(at >= before && at <= QDateTime::currentDateTime().addSecs(1), CLI_DIAG(once));
+  // A run to its end: the tool keeps the run itself, so the window's
+  // end-of-run question is not left on stderr. (Its interval and CSV:
+  // tst_logger_ops, tst_csv_export; a run cut short: the cases below.)
+  CLI_RUN(run, 0, sim.run(words("measure --count 2 --interval 2")));
+  QCOMPARE(run.outLines().size(), 2);
+  QVERIFY2(run.err.isEmpty(), CLI_DIAG(run));
+
+  // A clock that does not take the setting is shown as it is, never as set.
+  CLI_RUN(clock, 1, sim.run(words("set-clock")));
+  QVERIFY2(clock.err.startsWith(
+               QStringLiteral("The clock was not set.\n\nThe logger's clock was not set to ")),
+           CLI_DIAG(clock));
+  QVERIFY2(clock.field("Clock").startsWith(QStringLiteral("2024/05/02 09:0")), CLI_DIAG(clock));
+
+  // The stream stops after 50 points: the watchdog gives up, nothing saved.
+  // (No log at all: settingCommands.)
+  QTemporaryDir dir;
+  const QString csv = dir.filePath(QStringLiteral("never.csv"));
+  CLI_RUN(down, 1, sim.run(words("download --csv") << csv));
+  QVERIFY2(down.errLines().contains(QStringLiteral("It failed in download.")), CLI_DIAG(down));
+  QVERIFY2(!down.err.contains(QStringLiteral("points downloaded")), CLI_DIAG(down));
+  QVERIFY(!QFile::exists(csv));
 
   // The end line appears only with something to say.
   START_SIM(low, "lowbattery.json", "");
@@ -100,58 +115,10 @@ void TestCliSim::statusAndOneMeasurement() {
   // A model without alarm bounds.
   START_SIM(other, "idle.json", "--model QM510-XC");
   CLI_RUN(o, 0, other.run(words("status")));
-  QCOMPARE(o.field("Model"), QStringLiteral("QM510-XC"));
   QVERIFY2(!o.hasField("Upper bound") && !o.hasField("Lower bound"), CLI_DIAG(o));
   QCOMPARE(o.outLines().size(), 9);
   CLI_RUN(alarm, 1, other.run(words("set-alarm --upper 30:on --lower -5:off")));
   QVERIFY2(alarm.err.contains(QStringLiteral("QM510-XC has no alarm bounds")), CLI_DIAG(alarm));
-}
-
-void TestCliSim::aLoggerFreshFromTheFactory() {
-  // Every word of memory erased: a logger like any other, holding no log.
-  START_SIM(sim, "factory.json", "");
-  CLI_RUN(status, 0, sim.run(words("status")));
-  QVERIFY2(status.err.isEmpty(), CLI_DIAG(status));
-  CHECK_STATUS(status, "factory");
-  CLI_RUN(nothing, 1, sim.run(words("download")));
-  QCOMPARE(nothing.err, QStringLiteral("No download data.\n"));
-
-  CLI_RUN(started, 0, sim.run(words("start --interval 2s --name NEW1")));
-  QCOMPARE(started.field("State"), QStringLiteral("Recording"));
-  QTemporaryDir dir;
-  const QString csv = dir.filePath(QStringLiteral("first.csv"));
-  CLI_RUN(first, 0, sim.run(words("download --csv") << csv));
-  const QList<QByteArray> rows = csvLines(csv);
-  QVERIFY2(rows.size() > 3 && rows[1].startsWith("\"NEW1\","), rows.value(1).constData());
-}
-
-void TestCliSim::measureContinuousRunToCsv() {
-  START_SIM(sim, "idle.json", "");
-  QTemporaryDir dir;
-  const QString csv = dir.filePath(QStringLiteral("rt.csv"));
-  // Every 2 s: the fast start (its scaling is checked in-process).
-  CLI_RUN(r, 0, sim.run(words("measure --count 3 --interval 2 --csv") << csv));
-  const QStringList lines = r.outLines();
-  QCOMPARE(lines.size(), 3);
-  for (int i = 0; i < lines.size(); ++i) {
-    QVERIFY2(kSampleLine.match(lines[i]).hasMatch(), qPrintable(lines[i]));
-    if (i == 0) continue;
-    const qint64 gap = sampleTime(lines[i - 1]).secsTo(sampleTime(lines[i]));
-    QVERIFY2(gap >= 2 && gap <= 3, qPrintable(lines.join(QLatin1Char('\n'))));
-  }
-  // The run ended: the window's end-of-run question is not left on stderr.
-  QVERIFY2(!r.err.contains(QStringLiteral("preserved")), CLI_DIAG(r));
-
-  const QList<QByteArray> rows = csvLines(csv);
-  QCOMPARE(rows.size(), 3 + 3);
-  QVERIFY2(rows[1].startsWith("\"LAB1\",") && rows[1].contains("\" 3\",\" 2\""),
-           rows[1].constData());
-  // The same samples as printed: number, time and temperature.
-  for (int i = 0; i < 3; ++i)
-    QCOMPARE(
-        QString::fromUtf8(rows[3 + i]).remove(QLatin1Char('"')).section(QLatin1Char(','), 0, 2),
-        QString::number(i + 1) + QLatin1Char(',') +
-            lines[i].section(QLatin1Char('\t'), 0, 1).replace(QLatin1Char('\t'), u','));
 }
 
 void TestCliSim::aRecordingLoggerAndItsLog() {
@@ -179,9 +146,6 @@ void TestCliSim::aRecordingLoggerAndItsLog() {
 
   CLI_RUN(stop, 0, sim.run(words("stop")));
   QCOMPARE(stop.outLines(), QStringList{QStringLiteral("State: Record stop")});
-  // Stopping what is stopped changes nothing and is no error.
-  CLI_RUN(again, 0, sim.run(words("stop")));
-  QCOMPARE(again.outLines(), QStringList{QStringLiteral("State: Record stop")});
 
   // The disk fills up during the download: the scratch file fails (said
   // once, with the reason), the CSV and the spare copy fail, so the points
@@ -222,7 +186,7 @@ void TestCliSim::aRecordingLoggerAndItsLog() {
   CHECK_STATUS(status, "started");
   QCOMPARE(sim.run(words("stop")).field("State"), QStringLiteral("Record stop"));
 
-  // A reserved start for tomorrow; the settings not given stay as they were.
+  // A reserved start for tomorrow (what a start keeps: settingCommands).
   const QDateTime at = QDateTime::currentDateTime().addDays(1);
   const QString when = at.toString(QStringLiteral("yyyy-MM-dd")) + QStringLiteral(" 08:05");
   CLI_RUN(reserved, 0, sim.run(words("start --interval 5m --force --reserve") << when));
@@ -230,35 +194,20 @@ void TestCliSim::aRecordingLoggerAndItsLog() {
            (QStringList{QStringLiteral("State: Reserving"),
                         QStringLiteral("Start time: %1Day08:05 Record beginning")
                             .arg(at.toString(QStringLiteral("dd")))}));
-  CLI_RUN(waiting, 0, sim.run(words("status")));
-  QCOMPARE(waiting.field("Interval"), QStringLiteral("5 Min"));
-  QCOMPARE(waiting.field("Name"), QStringLiteral("AB  "));
   // Stop cancels the reservation.
   CLI_RUN(cancelled, 0, sim.run(words("stop")));
   QCOMPARE(cancelled.outLines(), QStringList{QStringLiteral("State: Record stop")});
 }
 
-void TestCliSim::whatAFaultyLoggerCannotDo() {
-  START_SIM(sim, "idle.json", "--clock-stuck --stall-after 50");
-  // A clock that does not take the setting is shown as it is, never as set.
-  CLI_RUN(clock, 1, sim.run(words("set-clock")));
-  QVERIFY2(clock.err.startsWith(
-               QStringLiteral("The clock was not set.\n\nThe logger's clock was not set to ")),
-           CLI_DIAG(clock));
-  QVERIFY2(clock.field("Clock").startsWith(QStringLiteral("2024/05/02 09:0")), CLI_DIAG(clock));
-
-  // The stream stops after 50 points: the watchdog gives up, nothing saved.
-  // (No log at all: aLoggerFreshFromTheFactory.)
-  QTemporaryDir dir;
-  const QString csv = dir.filePath(QStringLiteral("never.csv"));
-  CLI_RUN(r, 1, sim.run(words("download --csv") << csv));
-  QVERIFY2(r.errLines().contains(QStringLiteral("It failed in download.")), CLI_DIAG(r));
-  QVERIFY2(!r.err.contains(QStringLiteral("points downloaded")), CLI_DIAG(r));
-  QVERIFY(!QFile::exists(csv));
-}
-
 void TestCliSim::settingCommands() {
-  START_SIM(sim, "fresh.json", "");
+  // Every word of memory erased: a logger like any other, holding no log.
+  START_SIM(sim, "factory.json", "");
+  CLI_RUN(status, 0, sim.run(words("status")));
+  QVERIFY2(status.err.isEmpty(), CLI_DIAG(status));
+  CHECK_STATUS(status, "factory");
+  CLI_RUN(nothing, 1, sim.run(words("download")));
+  QCOMPARE(nothing.err, QStringLiteral("No download data.\n"));
+
   // The window's confirmation, with the clock read back on the lines below.
   CLI_RUN(clock, 0, sim.run(words("set-clock")));
   QVERIFY2(clock.err.startsWith(QStringLiteral("Set completion\n\n") + clock.field("Clock")),
@@ -282,40 +231,40 @@ void TestCliSim::settingCommands() {
   QCOMPARE(oneTime.outLines(), QStringList{QStringLiteral("Memory mode: One Time")});
 }
 
-void TestCliSim::waitsForALoggerPluggedInLater() {
-  // The script starts first; the logger is plugged in while it waits.
+void TestCliSim::pluggedInLaterAndPulledOut() {
+  // The script starts first; the logger is plugged in while it waits, and
+  // pulled out during the run.
   QTemporaryDir dir;
   const QString link = dir.filePath(QStringLiteral("logger"));
+  const QString csv = dir.filePath(QStringLiteral("part.csv"));
   QProcess cli;
-  hygro::test::prepareCli(cli, {"--wait-for-logger", "60", "--port", link, "status"}, {});
+  hygro::test::prepareCli(cli,
+                          QStringList{"--wait-for-logger", "60", "--port", link} +
+                                  words("measure --count 10 --interval 2 --csv")
+                              << csv,
+                          {});
   cli.start();
   QVERIFY(cli.waitForStarted());
   QVERIFY(!cli.waitForFinished(1500));  // waiting, not failing
   hygro::test::SimProcess sim;
   QString error;
-  QVERIFY2(
-      sim.start({"--state", hygro::test::SimProcess::state("idle.json"), "--link", link}, &error),
-      qPrintable(error));
+  QVERIFY2(sim.start({"--state", hygro::test::SimProcess::state("idle.json"), "--link", link,
+                      "--unplug-after-ms", "8000"},
+                     &error),
+           qPrintable(error));
   QVERIFY(cli.waitForFinished(60000));
   const QString out = QString::fromUtf8(cli.readAllStandardOutput());
-  QVERIFY2(cli.exitCode() == 0 && out.startsWith(QStringLiteral("Model: QM720-XC\n")),
-           qPrintable(out + QString::fromUtf8(cli.readAllStandardError())));
-  // (Nobody plugs one in: tst_cli_offline, stoppedAtOrBeforeThePort.)
-}
-
-void TestCliSim::loggerPulledOutDuringARun() {
-  START_SIM(sim, "idle.json", "--unplug-after-ms 3000");
-  QTemporaryDir dir;
-  const QString csv = dir.filePath(QStringLiteral("part.csv"));
-  CLI_RUN(r, 1, sim.run(words("measure --count 10 --interval 2 --csv") << csv, 15000));
+  const QString err = QString::fromUtf8(cli.readAllStandardError());
+  QCOMPARE(cli.exitCode(), 1);
   // One line for it, and no message box besides.
-  QCOMPARE(r.err, QStringLiteral("hygrotab-cli: the connection to the logger was lost\n"));
-  const int taken = int(r.outLines().size());
-  QVERIFY2(taken >= 1 && taken < 10, CLI_DIAG(r));
+  QCOMPARE(err, QStringLiteral("hygrotab-cli: the connection to the logger was lost\n"));
+  const int taken = int(out.count(u'\n'));
+  QVERIFY2(taken >= 1 && taken < 10, qPrintable(out));
   // What was measured before is kept, under the model that was connected.
   const QList<QByteArray> rows = csvLines(csv);
   QCOMPARE(rows.size(), 3 + taken);
   QVERIFY2(rows[1].startsWith("\"LAB1\","), rows[1].constData());
+  // (Nobody plugs one in: tst_cli_offline, stoppedAtOrBeforeThePort.)
 }
 
 namespace {
@@ -436,7 +385,6 @@ void TestCliSim::aKilledRunLeavesItsSamples() {
   QVERIFY(startRun(cli, sim, tmp.path(), csv, 3, &out));
   cli.kill();  // SIGKILL: nothing of the tool runs any more
   QVERIFY(cli.waitForFinished(10000));
-  QCOMPARE(cli.exitStatus(), QProcess::CrashExit);
   out += cli.readAllStandardOutput();
   const int printed = int(out.count('\n'));
   // Each sample reaches the file before it is printed; every row is whole.
@@ -458,10 +406,9 @@ void TestCliSim::aKilledRunLeavesItsSamples() {
   const QString line = list.outLines().filter(tmp.path()).value(0);
   QVERIFY2(line.contains(QStringLiteral("\t%1/%2/real.rand.crash-").arg(tmp.path(), folders[0])),
            CLI_DIAG(list));
-  // Every sample in the CSV, and maybe one that was kept before it got there.
-  const QStringList fields = line.split(QLatin1Char('\t'));
-  QCOMPARE(fields.value(2), QStringLiteral("real-time samples"));
-  QVERIFY2(fields.value(3).toInt() >= rows.size() - 3, CLI_DIAG(list));
+  // Every sample in the CSV, and maybe one that was kept before it got there
+  // (the listing's other fields: tst_cli_offline, recoverWritesLeftovers).
+  QVERIFY2(line.section(u'\t', 3, 3).toInt() >= rows.size() - 3, CLI_DIAG(list));
 }
 
 void TestCliSim::aReaderThatGoesAwayLosesNothing() {
@@ -480,7 +427,6 @@ void TestCliSim::aReaderThatGoesAwayLosesNothing() {
   QVERIFY2(down.err.contains(QStringLiteral("the 15000 points were saved to ") + kept),
            CLI_DIAG(down));
   QCOMPARE(csvLines(kept).size(), 3 + 15000);
-  QVERIFY(QDir(tmp.path()).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden));
   // Not marked: the log is still the logger's, never downloaded.
   CLI_RUN(asked, 1, sim.run(words("start --interval 1m")));
   QVERIFY2(asked.err.startsWith(QStringLiteral("There is data never downloaded.")),
