@@ -49,56 +49,40 @@ QStringList mismatches(const ControlTable& t, const QString& expect) {
 
 // The status and link a row of tests/data/status/display.tsv describes.
 void parseState(const QString& items, LoggerStatus* st, StatusLink* link) {
+  using Setter = std::function<void(LoggerStatus&, StatusLink&, const QString&)>;
   static const QHash<QString, RecState> states{{"idle", RecState::Idle},
                                                {"recording", RecState::Recording},
                                                {"reserving", RecState::Reserving},
                                                {"continuous", RecState::Continuous}};
+  static const QHash<QString, Setter> keys{
+      {"link", [](auto&, auto& l, const QString& v) { l.connected = v.toInt() != 0; }},
+      {"model", [](auto&, auto& l, const QString& v) { l.model = v; }},
+      {"status", [](auto&, auto& l, const QString& v) { l.statusText = v; }},
+      {"shown", [](auto&, auto& l, const QString& v) { l.shownSet = v.toInt(); }},
+      {"rec", [](auto& s, auto&, const QString& v) { s.RecState = states.value(v); }},
+      {"start", [](auto& s, auto&, const QString& v) { fmt::parseGeneralDate(v, &s.StartTime); }},
+      {"bytes", [](auto& s, auto&, const QString& v) { s.RecordedBytes = v.toInt(); }},
+      {"loop", [](auto& s, auto&, const QString& v) { s.LoopMode = quint8(v.toInt()); }},
+      {"wrapped", [](auto& s, auto&, const QString& v) { s.Wrapped = quint8(v.toInt()); }},
+      {"interval", [](auto& s, auto&, const QString& v) { s.LogInterval = v.toInt(); }},
+      {"set", [](auto& s, auto&, const QString& v) { s.SetInterval = v.toInt(); }},
+      {"upper", [](auto& s, auto&, const QString& v) { s.UpperRaw = v.toInt(); }},
+      {"upperOn", [](auto& s, auto&, const QString& v) { s.UpperOn = v.toInt() != 0; }},
+      {"lower", [](auto& s, auto&, const QString& v) { s.LowerRaw = v.toInt(); }},
+      {"battery", [](auto& s, auto&, const QString& v) { s.BatteryVoltage = v; }},
+      {"error", [](auto& s, auto&, const QString&) { s.ErrorMark = QStringLiteral("Error"); }},
+      {"stop", [](auto& s, auto&, const QString&) { s.StopMark = QStringLiteral("Stop"); }},
+      {"name", [](auto& s, auto&, const QString& v) { s.IdentName = v; }},
+      {"reserve", [](auto& s, auto&, const QString& v) {
+         const QStringList dhm = v.split(u' ');
+         s.ReserveDay = quint8(dhm.value(0).toInt());
+         s.ReserveHour = quint8(dhm.value(1).toInt());
+         s.ReserveMinute = quint8(dhm.value(2).toInt());
+       }}};
   for (const QString& item : items.split(u'|')) {
-    const QString key = item.section(u'=', 0, 0), v = item.section(u'=', 1);
-    const int n = v.toInt();
-    if (key == "link")
-      link->connected = n != 0;
-    else if (key == "model")
-      link->model = v;
-    else if (key == "status")
-      link->statusText = v;
-    else if (key == "shown")
-      link->shownSet = n;
-    else if (key == "rec")
-      st->RecState = states.value(v);
-    else if (key == "start")
-      fmt::parseGeneralDate(v, &st->StartTime);
-    else if (key == "bytes")
-      st->RecordedBytes = n;
-    else if (key == "loop")
-      st->LoopMode = quint8(n);
-    else if (key == "wrapped")
-      st->Wrapped = quint8(n);
-    else if (key == "interval")
-      st->LogInterval = n;
-    else if (key == "set")
-      st->SetInterval = n;
-    else if (key == "upper")
-      st->UpperRaw = n;
-    else if (key == "upperOn")
-      st->UpperOn = n != 0;
-    else if (key == "lower")
-      st->LowerRaw = n;
-    else if (key == "battery")
-      st->BatteryVoltage = v;
-    else if (key == "error")
-      st->ErrorMark = QStringLiteral("Error");
-    else if (key == "stop")
-      st->StopMark = QStringLiteral("Stop");
-    else if (key == "name")
-      st->IdentName = v;
-    else if (key == "reserve") {
-      const QStringList dhm = v.split(u' ');
-      st->ReserveDay = quint8(dhm.value(0).toInt());
-      st->ReserveHour = quint8(dhm.value(1).toInt());
-      st->ReserveMinute = quint8(dhm.value(2).toInt());
-    } else
-      QTest::qFail(qPrintable("unknown key " + key), __FILE__, __LINE__);
+    const QString key = item.section(u'=', 0, 0);
+    if (!keys.contains(key)) QTest::qFail(qPrintable("unknown key " + key), __FILE__, __LINE__);
+    keys.value(key, [](auto&, auto&, const QString&) {})(*st, *link, item.section(u'=', 1));
   }
 }
 
@@ -162,23 +146,18 @@ class TestControlStates : public QObject {
     QVERIFY2(bad.isEmpty(), qPrintable(bad.join(QStringLiteral("; "))));
   }
 
+  // Each names every operating control, in one order, and only enables or
+  // disables it.
   void lockAndUnlockNameEveryOperatingControl() {
-    const ControlTable lock = Controls_Lock();
-    QStringList names;
-    for (const auto& [n, s] : lock.entries()) {
-      names << n;
-      QCOMPARE(s.enabled, std::optional<bool>(false));
-      QVERIFY(!s.visible && !s.text && !s.back);
-    }
-    QCOMPARE(names.join(QLatin1Char('|')), kLockNames);
-
-    const ControlTable unlock = Controls_Unlock();
-    names.clear();
-    for (const auto& [n, s] : unlock.entries()) {
-      names << n;
-      QCOMPARE(s.enabled, std::optional<bool>(true));
-    }
-    QCOMPARE(names.join(QLatin1Char('|')),
+    const auto setting = [](const ControlTable& t, bool enabled) {
+      QStringList names;
+      for (const auto& [n, s] : t.entries())
+        if (s.enabled == std::optional<bool>(enabled) && !s.visible && !s.text && !s.back)
+          names << n;
+      return names.join(QLatin1Char('|'));
+    };
+    QCOMPARE(setting(Controls_Lock(), false), kLockNames);
+    QCOMPARE(setting(Controls_Unlock(), true),
              kLockNames + QStringLiteral("|Option5|Option6|Option7|Option8|Option9"));
   }
 
