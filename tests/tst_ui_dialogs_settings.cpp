@@ -145,7 +145,6 @@ class TestSettingsDialogs : public QObject {
     text->setText(QStringLiteral("AB"));
     QTest::keyClick(text, Qt::Key_Return);
     QCOMPARE(f.result(), int(QDialog::Accepted));
-    QVERIFY(!f.isVisible());
     QVERIFY(r.idle());
     QVERIFY(r.take().startsWith(frame(40, 'A', 'B') + frame(41, ' ', ' ') + frame(99, 0, 0)));
 
@@ -205,24 +204,7 @@ class TestSettingsDialogs : public QObject {
     QCOMPARE(Form5::PortSetMode(QString()), PortSearch::Search);
   }
 
-  // The window shows the download's progress (its texts and the frames
-  // sent: tst_logger_ops) and goes when it is over.
-  void downloadWindowFollowsTheDownload() {
-    Rig r(QStringLiteral("idle.json"));  // 144 points
-    QVERIFY(r.connect());
-    DownloadProgress w(&r.session);
-    r.session.download().Command5_Click();
-    QVERIFY(w.isVisible());
-    QVERIFY(r.idle());
-    QVERIFY(!w.isVisible());
-    QCOMPARE(r.session.data().info(LogData).Points, 144);
-    QCOMPARE(w.windowTitle(), QStringLiteral("Download\u3000(144/144)"));
-    QCOMPARE(child<QLabel>(w, "Label1")->text(), QStringLiteral("Download\u3000(144/144)"));
-    QCOMPARE(child<QProgressBar>(w, "ProgressBar1")->value(), 144);
-    QVERIFY(!child<QPushButton>(w, "Command1")->isEnabled());
-    QVERIFY(r.prompt.messages().isEmpty());
-  }
-
+  // (A whole download in the window: tst_ui_form1; its texts: tst_logger_ops.)
   void cancelHidesTheWindowAndTurnsOffTheWatchdog() {
     Rig r(QStringLiteral("idle.json"));
     QVERIFY(r.connect());
