@@ -566,9 +566,6 @@ class TestForm1 : public QObject {
     QProcess p;
     p.setProgram(windowExecutable());
     p.setArguments({QStringLiteral("--demo"), QStringLiteral("--data-dir"), dir.path()});
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    p.setProcessEnvironment(env);
     p.start();
     QVERIFY(p.waitForStarted(10000));
     // Started: the folder is locked and the scratch files are open.

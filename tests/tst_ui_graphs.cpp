@@ -66,7 +66,6 @@ class TstUiGraphs : public QObject {
     QCOMPARE(w.shownSet(), int(FileData));
     QCOMPARE(child<QLabel>(w, "Label3")->text(), QStringLiteral("File"));
     QVERIFY(pictureKey(w, "ondo") != logPicture);
-    QVERIFY(pictureKey(w, "situdo") != logPicture);
 
     // An empty set leaves the picture as it was.
     const qint64 filePicture = pictureKey(w, "ondo");
