@@ -7,7 +7,6 @@
 // The ctest run takes one cell per fault; HYGROTAB_FAULT_MATRIX=full runs all,
 // and HYGROTAB_FAULT_TABLE=FILE appends each cell's row to FILE
 // (scripts/fault-matrix.sh builds the table in docs/reliability.md from them).
-#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QRegularExpression>
@@ -51,15 +50,6 @@ QString shown(const QString& op, QString text) {
       text.startsWith(RecordingOperation::SetCompletionText() + QStringLiteral("\r\r")))
     text.replace(QRegularExpression(QStringLiteral("\\d")), QStringLiteral("#"));
   return text.replace(QLatin1Char('\r'), QStringLiteral("↵"));
-}
-
-bool waitUntil(const std::function<bool()>& done, int ms = kCeilingMs) {
-  const QDeadlineTimer deadline(ms);
-  while (!done()) {
-    if (deadline.hasExpired()) return false;
-    QTest::qWait(5);
-  }
-  return true;
 }
 
 // One cell: an emulated logger with its control line, a session on its
@@ -118,13 +108,13 @@ struct CellRig {
   bool control(const QString& line) {
     QProcess& p = sim.process();
     p.write((line + QLatin1Char('\n')).toUtf8());
-    if (!waitUntil([&] { return p.canReadLine(); }, 10000)) return false;
+    if (!QTest::qWaitFor([&] { return p.canReadLine(); }, 10000)) return false;
     return p.readLine().trimmed() == "ok";
   }
 
   bool connectAndSettle() {
     session->Port_Set_Command(PortSearch::Once, link);
-    return waitUntil([&] { return !session->busy(); }) && session->connected();
+    return QTest::qWaitFor([&] { return !session->busy(); }, kCeilingMs) && session->connected();
   }
 
   bool idle() const {
@@ -188,9 +178,10 @@ class TestFaultMatrix : public QObject {
     QVERIFY2(r.control(faultCommand(op, fault)), qPrintable(faultCommand(op, fault)));
     if (fault == QLatin1String("unplug idle")) {
       if (connectOp) {
-        QVERIFY(waitUntil([&] { return r.sim.process().state() == QProcess::NotRunning; }, 10000));
+        QVERIFY(QTest::qWaitFor([&] { return r.sim.process().state() == QProcess::NotRunning; },
+                                10000));
       } else {
-        QVERIFY2(waitUntil([&] { return !r.session->connected(); }, 10000),
+        QVERIFY2(QTest::qWaitFor([&] { return !r.session->connected(); }, 10000),
                  "the program did not notice that the logger was pulled out");
       }
     }
@@ -219,9 +210,8 @@ class TestFaultMatrix : public QObject {
       s.realtime().setContinuousInterval(QStringLiteral("2"), false);
       s.realtime().Command2_Click();
       // A run that works is stopped after its first sample, as a user would.
-      ended = waitUntil([&] {
-        return !s.realtime().running() || (s.data().info(RealTimeData).Points >= 1 && !s.busy());
-      });
+      const auto sampled = [&] { return s.data().info(RealTimeData).Points >= 1 && !s.busy(); };
+      ended = QTest::qWaitFor([&] { return !s.realtime().running() || sampled(); }, kCeilingMs);
       if (ended && s.realtime().running()) s.realtime().Command2_Click();
     } else if (op == QLatin1String("download")) {
       s.download().Command5_Click();
@@ -267,17 +257,14 @@ class TestFaultMatrix : public QObject {
     if (op.contains(QLatin1String("measurement")))
       completed = [&] { return s.data().info(RealTimeData).Points >= 1; };
     QVERIFY2(completed, qPrintable(op));
-    ended = ended && waitUntil([&] { return r.idle(); });
+    ended = ended && QTest::qWaitFor([&] { return r.idle(); }, kCeilingMs);
     // A port closing under a download is reported as the exchange unwinds.
-    if (!portOpen) ended = ended && waitUntil([&] { return !s.connected(); }, 10000);
+    if (!portOpen) ended = ended && QTest::qWaitFor([&] { return !s.connected(); }, 10000);
     const double seconds = double(clock.elapsed()) / 1000.0;
 
-    const QList<ScriptedPrompt::Call> said = [&] {
-      QList<ScriptedPrompt::Call> m;
-      for (const auto& c : r.prompt.calls)
-        if (c.kind == QLatin1String("message")) m << c;
-      return m;
-    }();
+    QList<ScriptedPrompt::Call> said;
+    for (const auto& c : r.prompt.calls)
+      if (c.kind == QLatin1String("message")) said << c;
     QStringList problems;
     if (!ended) problems << QStringLiteral("still busy after %1 s").arg(kCeilingMs / 1000);
     if (wanted.isEmpty()) {

@@ -111,7 +111,6 @@ class TestConnection : public QObject {
     QCOMPARE(PortPath(QStringLiteral("1")), QStringLiteral("/dev/ttyUSB0"));
     QCOMPARE(PortPath(QStringLiteral("16")), QStringLiteral("/dev/ttyUSB15"));
 #endif
-    QCOMPARE(PortPath(QStringLiteral("/dev/pts/7")), QStringLiteral("/dev/pts/7"));
     QCOMPARE(PortPath(QStringLiteral("0")), QStringLiteral("0"));
     QCOMPARE(PortDisplay(QStringLiteral("/dev/ttyUSB2")), QStringLiteral("3"));
     QCOMPARE(PortDisplay(QStringLiteral("COM12")), QStringLiteral("12"));
@@ -142,9 +141,8 @@ class TestConnection : public QObject {
                              .arg(b.gpioChips.join(QLatin1Char(',')))
                        : QString(),
              found);
-    if (b.valid()) QCOMPARE(b.vendor, kFtdiVendor);
     // The way back from a bridge's serial number to its tty, as plug-back
-    // finds a bridge that returned.
+    // finds a bridge that returned. (Its vendor: the pin routes below.)
     if (b.valid())
       QCOMPARE(QStringLiteral("/dev/") +
                    FindTtyBySerial(b.serial, QStringLiteral(HYGROTAB_TEST_DATA "/sysfs")),
@@ -262,10 +260,7 @@ class TestConnection : public QObject {
     QSignalSpy ended(&r.session, &Session::exchangeEnded);
     QVERIFY(r.session.Port_Set_Command(PortSearch::Once, QStringLiteral("/dev/pts/9")));
     QTRY_VERIFY(ended.count() >= 1);
-    QCOMPARE(r.session.ModelName(), model);
-    QCOMPARE(r.session.view().statusBar, QStringLiteral("Communicating\u3000Port/dev/pts/9"));
-    QCOMPARE(r.session.view().caption,
-             QStringLiteral("[Hygrotab] Temperature and Humidity Logger ") + model);
+    QCOMPARE(r.session.ModelName(), model);  // its caption and status bar: status/display.tsv
     // The wake pulse: all pins high, then all low.
     QCOMPARE(r.bridge->calls, (QStringList{QStringLiteral("port /dev/pts/9"),
                                            QStringLiteral("claim"), QStringLiteral("set FF"),
@@ -329,11 +324,8 @@ class TestConnection : public QObject {
     ::close(master);
 
     // Permission is asked of the system as the user would meet it; run as
-    // root, only the mapping can be checked.
+    // root, only the mapping can be checked (the other errors are met above).
     QCOMPARE(ClassifyOpenFailure(EACCES, true, false, false), PortOpenError::PermissionDenied);
-    QCOMPARE(ClassifyOpenFailure(EBUSY, true, false, true), PortOpenError::InUse);
-    QCOMPARE(ClassifyOpenFailure(ENOENT, false, false, false), PortOpenError::NoSuchPort);
-    QCOMPARE(ClassifyOpenFailure(0, true, false, false), PortOpenError::NotASerialPort);
     QCOMPARE(PortOpenErrorText(PortOpenError::PermissionDenied, QStringLiteral("1"), QString()),
              why("permission", QStringLiteral("1")));
 #endif
@@ -470,23 +462,19 @@ class TestConnection : public QObject {
   }
 
   void thePresenceCheckWaitsForIdle() {
-    hygro::test::FakeTransport port;
-    ScriptedPrompt prompt;
-    RecordingBridge bridge;
-    Exchange x(&port, &prompt);
-    Connection c(&port, &bridge, &x, &prompt);
-    c.D_CHECK.setInterval(10);
-    port.open();
-    x.Queue_Reset();
-    x.Command_Add(1, 16, 0, 0, CommMode::None);
-    x.TimeOutMs = 100000;
-    x.Command_Send();
-    port.present = false;
+    SilentRig r;
+    r.c.D_CHECK.setInterval(10);
+    r.port.open();
+    r.x.Queue_Reset();
+    r.x.Command_Add(1, 16, 0, 0, CommMode::None);
+    r.x.TimeOutMs = 100000;
+    r.x.Command_Send();
+    r.port.present = false;
     QTest::qWait(60);
-    QVERIFY(port.isOpen());  // an exchange runs: no check
-    x.Pro_End();
-    QTRY_VERIFY(!port.isOpen());
-    QVERIFY(prompt.calls.isEmpty());
+    QVERIFY(r.port.isOpen());  // an exchange runs: no check
+    r.x.Pro_End();
+    QTRY_VERIFY(!r.port.isOpen());
+    QVERIFY(r.prompt.calls.isEmpty());
   }
 };
 

@@ -239,10 +239,7 @@ class TestExchange : public QObject {
       const auto n = s.port.writes.size();
       if (n <= plan2.size() && !plan2[n - 1].isEmpty()) s.port.feed(plan2[n - 1]);
     });
-    s.x.Queue_Reset();
-    for (int code : {16, 22, 21, 99})
-      s.x.Command_Add(1, static_cast<quint8>(code), 0, 0, CommMode::None);
-    s.x.Command_Send();
+    s.start({16, 22, 21, 99});
     QTRY_VERIFY_WITH_TIMEOUT(!s.x.busy(), 10000);
     QCOMPARE(r2, (QList<int>{7, 25, 5}));
     QCOMPARE(s.version, QByteArray("QM720-XC V1\x02"));
