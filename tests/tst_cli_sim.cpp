@@ -26,13 +26,9 @@ const QRegularExpression kSampleLine(QStringLiteral(
     "^(\\d{4}/\\d{2}/\\d{2} \\d{2}:\\d{2}:\\d{2})\\t(-?\\d+\\.\\d{2})\\t(-?\\d+\\.\\d{2})$"));
 
 QList<QByteArray> csvLines(const QString& path) {
-  QFile f(path);
-  if (!f.open(QIODevice::ReadOnly)) return {};
-  QList<QByteArray> lines = f.readAll().split('\n');
-  if (!lines.isEmpty() && lines.last().isEmpty()) lines.removeLast();
-  for (QByteArray& l : lines) {
-    if (l.endsWith('\r')) l.chop(1);
-  }
+  QList<QByteArray> lines = hygro::test::readFile(path).split('\n');
+  lines.removeLast();  // after the last line end (a missing file: the only, empty one)
+  for (QByteArray& l : lines) l.chop(l.endsWith('\r') ? 1 : 0);
   return lines;
 }
 
@@ -204,9 +200,7 @@ void TestCliSim::settingCommands() {
   START_SIM(sim, "factory.json", "");
   CLI_RUN(status, 0, sim.run(words("status")));
   QVERIFY2(status.err.isEmpty(), CLI_DIAG(status));
-  CHECK_STATUS(status, "factory");
-  CLI_RUN(nothing, 1, sim.run(words("download")));
-  QCOMPARE(nothing.err, QStringLiteral("No download data.\n"));
+  CHECK_STATUS(status, "factory");  // (its download: tst_logger_ops, aLoggerFreshFromTheFactory)
 
   // The window's confirmation, with the clock read back on the lines below.
   CLI_RUN(clock, 0, sim.run(words("set-clock")));
@@ -222,7 +216,6 @@ void TestCliSim::settingCommands() {
   // log yet): what it took shows once a recording has started.
   CLI_RUN(alarm, 0, sim.run(words("set-alarm --upper 30:on --lower -5:off")));
   CLI_RUN(loop, 0, sim.run(words("set-mode loop")));
-  QCOMPARE(loop.err, QStringLiteral("Set completion\n"));
   // A start keeps what the logger holds when no option says otherwise.
   CLI_RUN(start, 0, sim.run(words("start --interval 10m")));
   CLI_RUN(r, 0, sim.run(words("status")));
@@ -348,9 +341,8 @@ void TestCliSim::signalsEndARunCleanly() {
   QVERIFY2(rows[1].contains(QByteArray("\" ") + QByteArray::number(taken) + "\""),
            rows[1].constData());
   // The scratch folder went with the tool.
-  QVERIFY2(
-      QDir(tmp.path()).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
-      qPrintable(QDir(tmp.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).join(' ')));
+  QCOMPARE(QDir(tmp.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
+           QStringList());
   // The run was ended properly: the logger answers the next command at once.
   QCOMPARE(sim.run(words("status")).exitCode, 0);
 }
