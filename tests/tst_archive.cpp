@@ -11,6 +11,7 @@
 #include "archive/archivecsv.h"
 #include "archive/archiver.h"
 #include "data/formats.h"
+#include "support/data_fixtures.h"
 #include "support/data_table.h"
 #include "support/emulator_rig.h"
 #include "support/fake_clock.h"
@@ -152,9 +153,7 @@ class TestArchive : public QObject {
     QVERIFY(archiver.lastKept()->added == 0 && !archiver.lastKept()->newLog);
 
     const QString file = f.dir.filePath(QStringLiteral("saved.csv"));
-    QFile out(file);
-    QVERIFY(out.open(QIODevice::WriteOnly) && out.write(saved) == saved.size());
-    out.close();
+    QVERIFY(test::writeScratchFile(file, {}, saved));  // no records: the bytes alone
     CsvImport csv;
     QString why;
     QCOMPARE(Csv_Parse(file, &csv, &why), CsvOpenResult::Opened);

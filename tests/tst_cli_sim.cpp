@@ -73,8 +73,7 @@ void TestCliSim::statusAndOneMeasurement() {
   // stamped with the computer's time when it was asked for.
   const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
   CLI_RUN(once, 0, sim.run(words("measure")));
-  QCOMPARE(once.outLines().size(), 1);
-  const auto m = kSampleLine.match(once.outLines()[0]);
+  const auto m = kSampleLine.match(once.out.trimmed());  // one line, no more
   QVERIFY2(m.hasMatch(), CLI_DIAG(once));
   QCOMPARE(m.captured(2), QStringLiteral("24.40"));
   QVERIFY2(qAbs(m.captured(3).toDouble() - 50.45) <= 0.02, CLI_DIAG(once));
@@ -111,8 +110,7 @@ void TestCliSim::statusAndOneMeasurement() {
   // A model without alarm bounds.
   START_SIM(other, "idle.json", "--model QM510-XC");
   CLI_RUN(o, 0, other.run(words("status")));
-  QVERIFY2(!o.hasField("Upper bound") && !o.hasField("Lower bound"), CLI_DIAG(o));
-  QCOMPARE(o.outLines().size(), 9);
+  QCOMPARE(o.outLines(), statusLines(QStringLiteral("qm510")));
   CLI_RUN(alarm, 1, other.run(words("set-alarm --upper 30:on --lower -5:off")));
   QVERIFY2(alarm.err.contains(QStringLiteral("QM510-XC has no alarm bounds")), CLI_DIAG(alarm));
 }
@@ -231,11 +229,8 @@ void TestCliSim::pluggedInLaterAndPulledOut() {
   const QString link = dir.filePath(QStringLiteral("logger"));
   const QString csv = dir.filePath(QStringLiteral("part.csv"));
   QProcess cli;
-  hygro::test::prepareCli(cli,
-                          QStringList{"--wait-for-logger", "60", "--port", link} +
-                                  words("measure --count 10 --interval 2 --csv")
-                              << csv,
-                          {});
+  const QStringList args = words("--wait-for-logger 60 measure --count 10 --interval 2 --csv");
+  hygro::test::prepareCli(cli, QStringList{"--port", link} + args << csv, {});
   cli.start();
   QVERIFY(cli.waitForStarted());
   QVERIFY(!cli.waitForFinished(1500));  // waiting, not failing
@@ -274,9 +269,8 @@ hygro::test::CliSetup inTemp(const QString& tmp) {
 // `tmp` (no --data-dir), saving to `csv`; returns once `samples` lines came.
 bool startRun(QProcess& cli, const SimLogger& sim, const QString& tmp, const QString& csv,
               int samples, QByteArray* out) {
-  const hygro::test::CliSetup setup = inTemp(tmp);
   hygro::test::prepareCli(
-      cli, sim.portArgs() + words("measure --count 100 --interval 2 --csv") << csv, setup);
+      cli, sim.portArgs() + words("measure --count 100 --interval 2 --csv") << csv, inTemp(tmp));
   cli.start();
   if (!cli.waitForStarted()) return false;
   while (out->count('\n') < samples && cli.waitForReadyRead(10000))
@@ -351,9 +345,8 @@ void TestCliSim::aSignalWhileConnectingCleansUp() {
   // A slow logger: connecting and the first status read take seconds.
   START_SIM(sim, "idle.json", "--delay 100");
   QTemporaryDir tmp;
-  const hygro::test::CliSetup setup = inTemp(tmp.path());
   QProcess cli;
-  hygro::test::prepareCli(cli, sim.portArgs() << QStringLiteral("status"), setup);
+  hygro::test::prepareCli(cli, sim.portArgs() << QStringLiteral("status"), inTemp(tmp.path()));
   cli.start();
   QVERIFY(cli.waitForStarted());
   // The scratch folder is made before connecting.
@@ -391,10 +384,9 @@ void TestCliSim::aKilledRunLeavesItsSamples() {
 
   // The tool's private folder stays in the temporary folder, and recover
   // finds the samples there (with a global option after the command).
-  const hygro::test::CliSetup setup = inTemp(tmp.path());
   const QStringList folders = QDir(tmp.path()).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
   QCOMPARE(folders.size(), 1);
-  CLI_RUN(list, 0, hygro::test::runCli(words("recover --baud 9600"), setup));
+  CLI_RUN(list, 0, hygro::test::runCli(words("recover --baud 9600"), inTemp(tmp.path())));
   const QString line = list.outLines().filter(tmp.path()).value(0);
   QVERIFY2(line.contains(QStringLiteral("\t%1/%2/real.rand.crash-").arg(tmp.path(), folders[0])),
            CLI_DIAG(list));

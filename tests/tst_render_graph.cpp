@@ -195,11 +195,10 @@ void TstRenderGraph::scrollLimitsFollowTheDataSet() {
 
 void TstRenderGraph::boundLinesOnlyForTemperatureOfTheBoundModel() {
   DataSets sets;
-  const std::vector<Sample> samples = {{3600, 10, 10}, {1, 10, 10}};
   const QColor upper = color(Graph_Color_Set()[tk::kUpperBound]);
   const QColor lower = color(Graph_Color_Set()[tk::kLowerBound]);
   auto withBounds = [&](const QString& model) {
-    fill(sets, samples, model);
+    fill(sets, {{3600, 10, 10}, {1, 10, 10}}, model);
     DataSetInfo& info = sets.info(FileData);
     info.UpperRaw = 6960;  // 30 C
     info.UpperOn = true;
