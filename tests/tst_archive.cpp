@@ -11,6 +11,7 @@
 #include "archive/archivecsv.h"
 #include "archive/archiver.h"
 #include "data/formats.h"
+#include "support/data_fixtures.h"
 #include "support/data_table.h"
 #include "support/emulator_rig.h"
 #include "support/fake_clock.h"
@@ -32,6 +33,16 @@ QVariant sqlValue(const QString& path, const QString& sql) {
   }
   QSqlDatabase::removeDatabase(QStringLiteral("peek"));
   return v;
+}
+
+// The one log `archive` holds under `name` (any name when empty), read back
+// whole; an empty log, which no test expects, when there is not exactly one.
+ArchiveLog onlyLog(Archive& archive, const QString& name = QString()) {
+  std::vector<ArchiveLogSummary> logs;
+  ArchiveLog log;
+  QString why;
+  if (archive.list(name, &logs, &why) && logs.size() == 1) archive.read(logs[0].id, &log, &why);
+  return log;
 }
 
 struct Fixture {
@@ -86,12 +97,10 @@ class TestArchive : public QObject {
   void downloadsAreKeptBeforeTheMarkAndExportAsSaved_data() {
     QTest::addColumn<QString>("state");
     QTest::addColumn<QString>("model");
-    QTest::newRow("bounds") << "idle.json"
-                            << "";
+    QTest::newRow("bounds") << "idle.json" << QString();
     QTest::newRow("2 s, QM720-XCB") << "download_2s.json"
                                     << "QM720-XCB";
-    QTest::newRow("wrapped loop") << "wrapped_loop.json"
-                                  << "";
+    QTest::newRow("wrapped loop") << "wrapped_loop.json" << QString();
   }
   void downloadsAreKeptBeforeTheMarkAndExportAsSaved() {
     QFETCH(QString, state);
@@ -112,13 +121,8 @@ class TestArchive : public QObject {
     QCOMPARE(r.takeCodes().count(56), 1);
     QVERIFY(!r.session.status().NeverDownloaded);
 
-    std::vector<ArchiveLogSummary> logs;
-    QString why;
-    QVERIFY2(f.archive.list(QString(), &logs, &why), qPrintable(why));
-    QCOMPARE(logs.size(), size_t(1));
-    QVERIFY(logs[0].downloadedAt.has_value());
-    ArchiveLog log;
-    QVERIFY2(f.archive.read(logs[0].id, &log, &why), qPrintable(why));
+    const ArchiveLog log = onlyLog(f.archive);
+    QVERIFY(log.summary.downloadedAt.has_value());
     QCOMPARE(ArchiveCsv(log), Csv_Content(r.session.data(), LogData, r.session.setModel(LogData),
                                           r.session.setName(LogData)));
 
@@ -149,9 +153,7 @@ class TestArchive : public QObject {
     QVERIFY(archiver.lastKept()->added == 0 && !archiver.lastKept()->newLog);
 
     const QString file = f.dir.filePath(QStringLiteral("saved.csv"));
-    QFile out(file);
-    QVERIFY(out.open(QIODevice::WriteOnly) && out.write(saved) == saved.size());
-    out.close();
+    QVERIFY(test::writeScratchFile(file, {}, saved));  // no records: the bytes alone
     CsvImport csv;
     QString why;
     QCOMPARE(Csv_Parse(file, &csv, &why), CsvOpenResult::Opened);
@@ -159,18 +161,15 @@ class TestArchive : public QObject {
     QVERIFY2(f.archive.store(ArrivalFromCsv(csv, file), &stored, &why), qPrintable(why));
     QCOMPARE(stored.added, qint64(0));
 
-    std::vector<ArchiveLogSummary> logs;
-    QVERIFY(f.archive.list(QStringLiteral("SEG2"), &logs, &why));
-    QCOMPARE(logs.size(), size_t(1));
-    QCOMPARE(logs[0].records, qint64(200));
+    const ArchiveLog log = onlyLog(f.archive, QStringLiteral("SEG2"));
+    QCOMPARE(log.summary.records, qint64(200));
     QCOMPARE(sqlValue(f.path, QStringLiteral("SELECT count(*) FROM downloads")).toInt(), 3);
-    ArchiveLog log;
-    QVERIFY(f.archive.read(logs[0].id, &log, &why));
     QCOMPARE(ArchiveCsv(log), saved);
 
     // Deleted: the log, its records and its arrivals. (Arrivals that overlap
     // in part: tst_archive_pg, on SQLite and PostgreSQL.)
-    QVERIFY(f.archive.remove(logs[0].id, &why));
+    QVERIFY(f.archive.remove(log.summary.id, &why));
+    std::vector<ArchiveLogSummary> logs;
     QVERIFY(f.archive.list(QString(), &logs, &why) && logs.empty());
     QCOMPARE(sqlValue(f.path, QStringLiteral("SELECT count(*) FROM records")).toInt(), 0);
     QCOMPARE(sqlValue(f.path, QStringLiteral("SELECT count(*) FROM downloads")).toInt(), 0);
@@ -244,13 +243,8 @@ class TestArchive : public QObject {
     QVERIFY(r.waitIdle());
     r.session.setClock(nullptr);
     QCOMPARE(kept.count(), 1);
-    std::vector<ArchiveLogSummary> logs;
-    QString why;
-    QVERIFY(f.archive.list(QString(), &logs, &why));
-    QCOMPARE(logs.size(), size_t(1));
-    QVERIFY(logs[0].source == LogSource::RealTime);
-    ArchiveLog log;
-    QVERIFY(f.archive.read(logs[0].id, &log, &why));
+    const ArchiveLog log = onlyLog(f.archive);
+    QVERIFY(log.summary.source == LogSource::RealTime);
     QCOMPARE(ArchiveCsv(log),
              Csv_Content(r.session.data(), RealTimeData, r.session.setModel(RealTimeData),
                          r.session.setName(RealTimeData)));

@@ -26,13 +26,9 @@ const QRegularExpression kSampleLine(QStringLiteral(
     "^(\\d{4}/\\d{2}/\\d{2} \\d{2}:\\d{2}:\\d{2})\\t(-?\\d+\\.\\d{2})\\t(-?\\d+\\.\\d{2})$"));
 
 QList<QByteArray> csvLines(const QString& path) {
-  QFile f(path);
-  if (!f.open(QIODevice::ReadOnly)) return {};
-  QList<QByteArray> lines = f.readAll().split('\n');
-  if (!lines.isEmpty() && lines.last().isEmpty()) lines.removeLast();
-  for (QByteArray& l : lines) {
-    if (l.endsWith('\r')) l.chop(1);
-  }
+  QList<QByteArray> lines = hygro::test::readFile(path).split('\n');
+  lines.removeLast();  // after the last line end (a missing file: the only, empty one)
+  for (QByteArray& l : lines) l.chop(l.endsWith('\r') ? 1 : 0);
   return lines;
 }
 
@@ -77,8 +73,7 @@ void TestCliSim::statusAndOneMeasurement() {
   // stamped with the computer's time when it was asked for.
   const QDateTime before = QDateTime::currentDateTime().addSecs(-1);
   CLI_RUN(once, 0, sim.run(words("measure")));
-  QCOMPARE(once.outLines().size(), 1);
-  const auto m = kSampleLine.match(once.outLines()[0]);
+  const auto m = kSampleLine.match(once.out.trimmed());  // one line, no more
   QVERIFY2(m.hasMatch(), CLI_DIAG(once));
   QCOMPARE(m.captured(2), QStringLiteral("24.40"));
   QVERIFY2(qAbs(m.captured(3).toDouble() - 50.45) <= 0.02, CLI_DIAG(once));
@@ -115,8 +110,7 @@ void TestCliSim::statusAndOneMeasurement() {
   // A model without alarm bounds.
   START_SIM(other, "idle.json", "--model QM510-XC");
   CLI_RUN(o, 0, other.run(words("status")));
-  QVERIFY2(!o.hasField("Upper bound") && !o.hasField("Lower bound"), CLI_DIAG(o));
-  QCOMPARE(o.outLines().size(), 9);
+  QCOMPARE(o.outLines(), statusLines(QStringLiteral("qm510")));
   CLI_RUN(alarm, 1, other.run(words("set-alarm --upper 30:on --lower -5:off")));
   QVERIFY2(alarm.err.contains(QStringLiteral("QM510-XC has no alarm bounds")), CLI_DIAG(alarm));
 }
@@ -204,9 +198,7 @@ void TestCliSim::settingCommands() {
   START_SIM(sim, "factory.json", "");
   CLI_RUN(status, 0, sim.run(words("status")));
   QVERIFY2(status.err.isEmpty(), CLI_DIAG(status));
-  CHECK_STATUS(status, "factory");
-  CLI_RUN(nothing, 1, sim.run(words("download")));
-  QCOMPARE(nothing.err, QStringLiteral("No download data.\n"));
+  CHECK_STATUS(status, "factory");  // (its download: tst_logger_ops, aLoggerFreshFromTheFactory)
 
   // The window's confirmation, with the clock read back on the lines below.
   CLI_RUN(clock, 0, sim.run(words("set-clock")));
@@ -222,7 +214,6 @@ void TestCliSim::settingCommands() {
   // log yet): what it took shows once a recording has started.
   CLI_RUN(alarm, 0, sim.run(words("set-alarm --upper 30:on --lower -5:off")));
   CLI_RUN(loop, 0, sim.run(words("set-mode loop")));
-  QCOMPARE(loop.err, QStringLiteral("Set completion\n"));
   // A start keeps what the logger holds when no option says otherwise.
   CLI_RUN(start, 0, sim.run(words("start --interval 10m")));
   CLI_RUN(r, 0, sim.run(words("status")));
@@ -238,11 +229,8 @@ void TestCliSim::pluggedInLaterAndPulledOut() {
   const QString link = dir.filePath(QStringLiteral("logger"));
   const QString csv = dir.filePath(QStringLiteral("part.csv"));
   QProcess cli;
-  hygro::test::prepareCli(cli,
-                          QStringList{"--wait-for-logger", "60", "--port", link} +
-                                  words("measure --count 10 --interval 2 --csv")
-                              << csv,
-                          {});
+  const QStringList args = words("--wait-for-logger 60 measure --count 10 --interval 2 --csv");
+  hygro::test::prepareCli(cli, QStringList{"--port", link} + args << csv, {});
   cli.start();
   QVERIFY(cli.waitForStarted());
   QVERIFY(!cli.waitForFinished(1500));  // waiting, not failing
@@ -281,9 +269,8 @@ hygro::test::CliSetup inTemp(const QString& tmp) {
 // `tmp` (no --data-dir), saving to `csv`; returns once `samples` lines came.
 bool startRun(QProcess& cli, const SimLogger& sim, const QString& tmp, const QString& csv,
               int samples, QByteArray* out) {
-  const hygro::test::CliSetup setup = inTemp(tmp);
   hygro::test::prepareCli(
-      cli, sim.portArgs() + words("measure --count 100 --interval 2 --csv") << csv, setup);
+      cli, sim.portArgs() + words("measure --count 100 --interval 2 --csv") << csv, inTemp(tmp));
   cli.start();
   if (!cli.waitForStarted()) return false;
   while (out->count('\n') < samples && cli.waitForReadyRead(10000))
@@ -348,9 +335,8 @@ void TestCliSim::signalsEndARunCleanly() {
   QVERIFY2(rows[1].contains(QByteArray("\" ") + QByteArray::number(taken) + "\""),
            rows[1].constData());
   // The scratch folder went with the tool.
-  QVERIFY2(
-      QDir(tmp.path()).isEmpty(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
-      qPrintable(QDir(tmp.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).join(' ')));
+  QCOMPARE(QDir(tmp.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
+           QStringList());
   // The run was ended properly: the logger answers the next command at once.
   QCOMPARE(sim.run(words("status")).exitCode, 0);
 }
@@ -359,9 +345,8 @@ void TestCliSim::aSignalWhileConnectingCleansUp() {
   // A slow logger: connecting and the first status read take seconds.
   START_SIM(sim, "idle.json", "--delay 100");
   QTemporaryDir tmp;
-  const hygro::test::CliSetup setup = inTemp(tmp.path());
   QProcess cli;
-  hygro::test::prepareCli(cli, sim.portArgs() << QStringLiteral("status"), setup);
+  hygro::test::prepareCli(cli, sim.portArgs() << QStringLiteral("status"), inTemp(tmp.path()));
   cli.start();
   QVERIFY(cli.waitForStarted());
   // The scratch folder is made before connecting.
@@ -399,10 +384,9 @@ void TestCliSim::aKilledRunLeavesItsSamples() {
 
   // The tool's private folder stays in the temporary folder, and recover
   // finds the samples there (with a global option after the command).
-  const hygro::test::CliSetup setup = inTemp(tmp.path());
   const QStringList folders = QDir(tmp.path()).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
   QCOMPARE(folders.size(), 1);
-  CLI_RUN(list, 0, hygro::test::runCli(words("recover --baud 9600"), setup));
+  CLI_RUN(list, 0, hygro::test::runCli(words("recover --baud 9600"), inTemp(tmp.path())));
   const QString line = list.outLines().filter(tmp.path()).value(0);
   QVERIFY2(line.contains(QStringLiteral("\t%1/%2/real.rand.crash-").arg(tmp.path(), folders[0])),
            CLI_DIAG(list));

@@ -46,10 +46,8 @@ ScrollState view(const DataSets& sets, int span, int position) {
   ScrollState s = Scroll_Set(sets, FileData, InitialScrollState(), false);
   s.HScroll1.value = s.HScroll3.value = span;
   s.HScroll2.value = s.HScroll4.value = position;
-  s.VScroll1.value = 200;
-  s.VScroll2.value = 200;
-  s.VScroll3.value = 500;
-  s.VScroll4.value = 500;
+  s.VScroll1.value = s.VScroll2.value = 200;
+  s.VScroll3.value = s.VScroll4.value = 500;
   return s;
 }
 
@@ -83,6 +81,14 @@ int countColor(const QImage& img, QRect r, QColor c) {
     for (int x = r.left(); x <= r.right(); ++x)
       if (img.pixelColor(x, y) == c) ++n;
   return n;
+}
+
+// The rows of a table under tests/data as one QStringList column, "row",
+// without the name; the columns are named in the table's head.
+void addRows(const QString& table) {
+  QTest::addColumn<QStringList>("row");
+  for (const QStringList& row : test::dataRows(table))
+    QTest::newRow(qPrintable(row[0])) << row.mid(1);
 }
 
 }  // namespace
@@ -189,11 +195,10 @@ void TstRenderGraph::scrollLimitsFollowTheDataSet() {
 
 void TstRenderGraph::boundLinesOnlyForTemperatureOfTheBoundModel() {
   DataSets sets;
-  const std::vector<Sample> samples = {{3600, 10, 10}, {1, 10, 10}};
   const QColor upper = color(Graph_Color_Set()[tk::kUpperBound]);
   const QColor lower = color(Graph_Color_Set()[tk::kLowerBound]);
   auto withBounds = [&](const QString& model) {
-    fill(sets, samples, model);
+    fill(sets, {{3600, 10, 10}, {1, 10, 10}}, model);
     DataSetInfo& info = sets.info(FileData);
     info.UpperRaw = 6960;  // 30 C
     info.UpperOn = true;
@@ -318,8 +323,7 @@ void TstRenderGraph::columnEnvelopeLightsTheSamePixelsAsOneLinePerRecord() {
   qint64 age = 200000;
   for (int n = 0; n < 32767; ++n) {
     if (n % 5000 == 4999) ++block;
-    if (n == 20000) block += 1;
-    if (n == 20001) block += 1;
+    if (n == 20000 || n == 20001) ++block;
     s.push_back({age, 20 + 15 * std::sin(n / 300.0f) + noise(rng), 50 + noise(rng), block});
     age -= n < 30000 ? 5 : 47;
   }
@@ -342,49 +346,35 @@ void TstRenderGraph::columnEnvelopeLightsTheSamePixelsAsOneLinePerRecord() {
   }
 }
 
-void TstRenderGraph::cursorReadOut_data() {
-  test::addDataRows(QStringLiteral("graph/cursor.tsv"),
-                    {"x", "graph", "back", "set", "run", "expected"});
-}
+void TstRenderGraph::cursorReadOut_data() { addRows(QStringLiteral("graph/cursor.tsv")); }
 
 void TstRenderGraph::cursorReadOut() {
-  QFETCH(QString, x);
-  QFETCH(QString, graph);
-  QFETCH(QString, back);
-  QFETCH(QString, set);
-  QFETCH(QString, run);
-  QFETCH(QString, expected);
+  QFETCH(QStringList, row);  // x, graph, back, set, run, expected
   DataSets sets, empty;
   fill(sets, {{1000, 12.345f, 40.5f}, {500, 20, 50}, {0, -3.5f, 60}});
   ScrollState bars = view(sets, 1050, 0);
-  if (back == QLatin1String("yes")) bars.HScroll4.value = 500;
-  QCOMPARE(Graph_Cursor_Disp(x.toInt(), 1050, set == QLatin1String("full") ? sets : empty, FileData,
-                             bars, graph == QLatin1String("humidity"), run == QLatin1String("yes")),
-           expected);
+  if (row[2] == QLatin1String("yes")) bars.HScroll4.value = 500;
+  QCOMPARE(Graph_Cursor_Disp(row[0].toInt(), 1050, row[3] == QLatin1String("full") ? sets : empty,
+                             FileData, bars, row[1] == QLatin1String("humidity"),
+                             row[4] == QLatin1String("yes")),
+           row[5]);
 }
 
-void TstRenderGraph::windowRecords_data() {
-  test::addDataRows(QStringLiteral("graph/window_records.tsv"),
-                    {"span", "position", "humidityPosition", "graph", "records"});
-}
+void TstRenderGraph::windowRecords_data() { addRows(QStringLiteral("graph/window_records.tsv")); }
 
 void TstRenderGraph::windowRecords() {
-  QFETCH(QString, span);
-  QFETCH(QString, position);
-  QFETCH(QString, humidityPosition);
-  QFETCH(QString, graph);
-  QFETCH(QString, records);
+  QFETCH(QStringList, row);  // span, position, humidity position, graph, records
   // Record n is (11 - n) * 10 seconds old: record 11 is the newest.
   DataSets sets;
   std::vector<Sample> samples;
   for (int age = 100; age >= 0; age -= 10) samples.push_back({age, 20, 50});
   fill(sets, samples);
-  ScrollState bars = view(sets, span.toInt(), position.toInt());
-  bars.HScroll4.value = humidityPosition.toInt();
+  ScrollState bars = view(sets, row[0].toInt(), row[1].toInt());
+  bars.HScroll4.value = row[2].toInt();
   const auto [first, last] =
       tk::WindowRecords(sets, FileData, bars,
-                        graph == QLatin1String("humidity") ? Graph::Humidity : Graph::Temperature);
-  QCOMPARE(QStringLiteral("%1 %2").arg(first).arg(last), records);
+                        row[3] == QLatin1String("humidity") ? Graph::Humidity : Graph::Temperature);
+  QCOMPARE(QStringLiteral("%1 %2").arg(first).arg(last), row[4]);
 }
 
 QTEST_MAIN(TstRenderGraph)
