@@ -6,9 +6,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QRegularExpression>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
 #include <cmath>
@@ -16,6 +14,7 @@
 #include "support/cli_runner.h"
 #include "support/data_fixtures.h"
 #include "support/data_table.h"
+#include "support/readback.h"
 
 using hygro::test::runCli;
 using hygro::test::words;
@@ -120,11 +119,6 @@ void TstCliAnalysis::statsOfTheLoggersLog() {
 }
 
 void TstCliAnalysis::exportReadBackByLibreOffice() {
-  // Never skipped: CI installs LibreOffice (scripts/install-deps.sh).
-  const QString soffice = QStandardPaths::findExecutable(QStringLiteral("soffice"));
-  QVERIFY2(!soffice.isEmpty(),
-           "LibreOffice (soffice) is missing: run scripts/install-deps.sh "
-           "(libreoffice-calc-nogui)");
   QTemporaryDir dir;
   const QString xlsx = dir.filePath(QStringLiteral("set.xlsx"));
   CLI_RUN(r, 0, runCli({"export", "--csv", kSet, "--xlsx", xlsx}));
@@ -143,19 +137,8 @@ void TstCliAnalysis::exportReadBackByLibreOffice() {
   QVERIFY2(again.err.contains(QStringLiteral("--overwrite")), CLI_DIAG(again));
   QCOMPARE(hygro::test::readFile(archived), before);
 
-  // Every sheet as CSV: text quoted, numbers and dates bare, as shown.
-  QProcess lo;
-  lo.setWorkingDirectory(dir.path());
-  lo.start(
-      soffice,
-      {QStringLiteral("-env:UserInstallation=file://") + dir.filePath(QStringLiteral("profile")),
-       QStringLiteral("--headless"), QStringLiteral("--convert-to"),
-       QStringLiteral("csv:Text - txt - csv (StarCalc):44,34,76,1,,0,true,true,false,false,"
-                      "false,-1"),
-       QStringLiteral("--outdir"), dir.path(), xlsx, archived, ofFile});
-  QVERIFY(lo.waitForFinished(300000));
-  const QString said = QString::fromUtf8(lo.readAllStandardOutput() + lo.readAllStandardError());
-  QVERIFY2(lo.exitCode() == 0, qPrintable(said));
+  QString said;
+  QVERIFY2(hygro::test::sheetsAsCsv({xlsx, archived, ofFile}, dir.path(), &said), qPrintable(said));
   for (const QString& name :
        {QStringLiteral("Records"), QStringLiteral("Header"), QStringLiteral("Statistics")}) {
     const auto sheet = [&](const QString& book) {

@@ -3,15 +3,14 @@
 // plot and stats refuse.
 #include <QDir>
 #include <QFile>
-#include <QProcess>
 #include <QRegularExpression>
-#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include "support/cli_runner.h"
 #include "support/data_fixtures.h"
 #include "support/data_table.h"
+#include "support/readback.h"
 
 using hygro::test::runCli;
 using hygro::test::words;
@@ -22,24 +21,12 @@ QString fixture(const char* name) {
   return QStringLiteral(HYGROTAB_TEST_DATA "/csv/") + QLatin1String(name);
 }
 
-// The text of the PDF in the order it was drawn, every ideographic space
-// (a word gap to pdftotext) and run of blanks as one blank; empty when it
-// cannot be read. pdftotext must be there (install-deps.sh installs it): its
-// absence fails the test.
+// The text of the PDF in the order it was drawn, every ideographic space and
+// run of blanks as one blank; empty when it cannot be read.
 QString pdfText(const QString& pdf) {
-  const QString tool = QStandardPaths::findExecutable(QStringLiteral("pdftotext"));
-  if (tool.isEmpty()) {
-    qWarning("pdftotext is missing: run scripts/install-deps.sh");
-    return {};
-  }
-  QProcess p;
-  p.start(tool, {QStringLiteral("-raw"), QStringLiteral("-enc"), QStringLiteral("UTF-8"), pdf,
-                 QStringLiteral("-")});
-  if (!p.waitForFinished(60000) || p.exitCode() != 0) return {};
-  QStringList lines;
-  for (const QString& l : QString::fromUtf8(p.readAllStandardOutput()).split(QLatin1Char('\n')))
-    lines << QString(l).replace(QChar(0x3000), QLatin1Char(' ')).simplified();
-  return lines.join(QLatin1Char('\n'));
+  QString text;
+  if (!hygro::test::pdfText(pdf, &text, QStringLiteral("-raw"))) return {};
+  return hygro::test::flatLines(text).join(QLatin1Char('\n'));
 }
 
 // The signature and size a PNG file of `w` x `h` states in its header. The

@@ -3,7 +3,6 @@
 #include <QFontMetricsF>
 #include <QGuiApplication>
 #include <QImage>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -15,38 +14,18 @@
 #include "print/render_print.h"
 #include "support/data_fixtures.h"
 #include "support/data_table.h"
+#include "support/readback.h"
 
 using namespace hygro;
 using hygro::test::addSample;
 using hygro::test::fillReferenceSet;
+using hygro::test::flat;
+using hygro::test::flatLines;
+using hygro::test::pdfText;
 
 namespace {
 
 const QString kSp = QStringLiteral(u"\u3000");
-
-// The text of a PDF, pages separated by form feeds; fails the test when
-// poppler's tool is missing, which install-deps.sh installs. `mode` is
-// "-layout" (columns kept apart) or "-raw" (the order the text was drawn in).
-bool pdfText(const QString& pdf, QString* text, const QString& mode = QStringLiteral("-layout")) {
-  QProcess p;
-  p.start(
-      QStringLiteral("pdftotext"),
-      QStringList{mode, QStringLiteral("-enc"), QStringLiteral("UTF-8"), pdf, QStringLiteral("-")});
-  if (!p.waitForFinished(120000) || p.exitCode() != 0) return false;
-  *text = QString::fromUtf8(p.readAllStandardOutput());
-  return true;
-}
-
-// pdftotext reads the ideographic space as a word gap: lines compared with
-// it as one blank and every run of blanks as one.
-QString flat(const QString& line) {
-  return QString(line).replace(QChar(0x3000), QLatin1Char(' ')).simplified();
-}
-QStringList flatLines(const QString& text) {
-  QStringList lines;
-  for (const QString& l : text.split(QLatin1Char('\n'))) lines << flat(l);
-  return lines;
-}
 
 // A set of `n` records a minute apart, temperatures running from -20 up.
 void fillRows(DataSets& sets, int set, int n) {
